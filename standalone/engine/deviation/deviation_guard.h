@@ -1,0 +1,50 @@
+// Keeps a mesh under reduction within a distance of the original, in both directions, and says how far it is.
+//
+// The guard holds the original triangles and, for every live face, its corners and what of the original it has to
+// answer for. Before each local change it is asked whether the changed surface stays within the tolerance: every
+// point of the new faces within the tolerance of the original surface, and every point of the original that the
+// old faces answered for within the tolerance of the new surface. A yes is always right (the test is
+// conservative: subdivision with upper bounds, never point samples alone); a no may be over-careful.
+// Coordinates and distances in model units. One guard per mesh.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace mirel::engine {
+
+using Point = std::array<float, 3>;
+
+// One face that survives a change with new corners.
+struct ChangedFace {
+  std::uint32_t face;
+  std::array<Point, 3> corners;
+};
+
+class DeviationGuard {
+ public:
+  // positions: position_count x 3; faces: face_count x 3 indices into positions. Both are copied. tolerance > 0.
+  DeviationGuard(std::span<float const> positions, std::span<std::uint32_t const> faces, float tolerance);
+  ~DeviationGuard();
+  DeviationGuard(DeviationGuard const&) = delete;
+  DeviationGuard& operator=(DeviationGuard const&) = delete;
+
+  // Whether both directions stay within the tolerance when the faces `removed` vanish and the faces in `changed`
+  // take their new corners. `neighbours` are further live faces around the change that stay as they are: they may
+  // be used to cover what the removed faces answered for. Changes nothing that a caller can see.
+  bool permits(std::span<std::uint32_t const> removed, std::span<ChangedFace const> changed,
+               std::span<std::uint32_t const> neighbours);
+  // Makes the change that `permits` was last asked about and allowed. Must directly follow that call.
+  void commit();
+  // A bound on the deviation of the current surface in either direction: never above the tolerance, 0 before the
+  // first change, and never falling.
+  double bound() const;
+
+ private:
+  struct Data;
+  std::unique_ptr<Data> data_;
+};
+
+}  // namespace mirel::engine

@@ -1,0 +1,51 @@
+// What the standalone host wants to know beyond the mesh SDK's contract, as plain C.
+//
+// Every function speaks of the newest live depot of the process; without one, counts are 0, names are "" and
+// arrays null. Meshes are numbered as in the depot. Arrays belong to the mesh and stay valid until it is next
+// changed or moved. No function throws.
+#ifndef MIREL_ENGINE_H
+#define MIREL_ENGINE_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// Why the ladder ended: how many of the edges left at the last step each rule forbids.
+typedef struct MirelLadderEnd {
+  uint32_t tolerance;
+  uint32_t locked_boundary;
+  uint32_t foldover;
+  uint32_t topology;
+} MirelLadderEnd;
+
+// The numbers of objects that are alive: for leak checks.
+typedef struct MirelLiveObjects {
+  uint32_t sdks;
+  uint32_t depots;
+  uint32_t meshes;
+  uint32_t ladders;
+} MirelLiveObjects;
+
+uint32_t mirel_engine_mesh_count(void);
+// The name that the loaded file gives the mesh (UTF-8, "" where it gives none).
+char const* mirel_engine_mesh_name(uint32_t mesh);
+// Faces over all meshes at a step of the current ladder; 0 without a ladder.
+uint32_t mirel_engine_face_count_at(uint32_t step);
+// face_count x 3 corners x (u, v) at the current step, in the order of getFaces; null where the mesh has no UVs.
+float const* mirel_engine_corner_uvs(uint32_t mesh);
+// face_count x 3 corners x (x, y, z) at the current step; null where the mesh has no normals.
+float const* mirel_engine_corner_normals(uint32_t mesh);
+// The ladder's bound on the deviation of a step, model units; NaN where the ladder was built without a tolerance.
+double mirel_engine_deviation_bound(uint32_t step);
+MirelLadderEnd mirel_engine_ladder_end(void);
+MirelLiveObjects mirel_engine_live_objects(void);
+// Why the last IMeshDepot::load of this process failed ("" where it did not): one line, UTF-8, with file and line.
+char const* mirel_engine_load_error(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
