@@ -31,6 +31,10 @@ typedef struct MirelLiveObjects {
 uint32_t mirel_engine_mesh_count(void);
 // The name that the loaded file gives the mesh (UTF-8, "" where it gives none).
 char const* mirel_engine_mesh_name(uint32_t mesh);
+// Distinct vertex positions of the mesh at the current step; before preparation, its vertices.
+uint32_t mirel_engine_vertex_count(uint32_t mesh);
+// Lowest x, y, z, then highest x, y, z of the mesh at the current step; 0, and bounds untouched, where it has none.
+int mirel_engine_bounds(uint32_t mesh, float bounds[6]);
 // Faces over all meshes at a step of the current ladder; 0 without a ladder.
 uint32_t mirel_engine_face_count_at(uint32_t step);
 // face_count x 3 corners x (u, v) at the current step, in the order of getFaces; null where the mesh has no UVs.
