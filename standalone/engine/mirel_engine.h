@@ -43,8 +43,9 @@ float const* mirel_engine_corner_uvs(uint32_t mesh);
 float const* mirel_engine_corner_normals(uint32_t mesh);
 // The ladder's bound on the deviation of a step, model units; NaN where the ladder was built without a tolerance.
 double mirel_engine_deviation_bound(uint32_t step);
-MirelLadderEnd mirel_engine_ladder_end(void);
-MirelLiveObjects mirel_engine_live_objects(void);
+// Both fill *result, so that callers without C structs as results can use them.
+void mirel_engine_ladder_end(MirelLadderEnd* result);
+void mirel_engine_live_objects(MirelLiveObjects* result);
 // Why the last IMeshDepot::load of this process failed ("" where it did not): one line, UTF-8, with file and line.
 char const* mirel_engine_load_error(void);
 
