@@ -1,0 +1,67 @@
+# frozen_string_literal: true
+
+# Where models are found, and models made on the spot.
+module Models
+  SHARED = File.join(ENV.fetch("MIREL_SHARED"), "models")
+  ASSIMP = Dir["/usr/share/assimp/models", "/usr/{share,local/share}/assimp*/{test/,}models"].first
+  SAMPLE = File.expand_path("../../../examples/lighthouse/lighthouse.obj", __dir__)
+
+  module_function
+
+  def shared(name) = File.join(SHARED, name)
+
+  def assimp(name) = File.join(ASSIMP.to_s, name)
+
+  # A wavy grid of 2 * cells * cells triangles over a square of side 10, as OBJ text.
+  def terrain(cells, amplitude: 0.3)
+    lines = []
+    (0..cells).each do |row|
+      (0..cells).each do |column|
+        x, y = 10.0 * column / cells, 10.0 * row / cells
+        lines << format("v %.5f %.5f %.5f", x, y, amplitude * Math.sin(1.3 * x) * Math.cos(1.7 * y))
+      end
+    end
+    cells.times do |row|
+      cells.times do |column|
+        a = row * (cells + 1) + column + 1
+        lines << "f #{a} #{a + 1} #{a + cells + 2}" << "f #{a} #{a + cells + 2} #{a + cells + 1}"
+      end
+    end
+    lines.join("\n") << "\n"
+  end
+
+  # The same grid as binary little-endian PLY: 32-bit floats, and lists of three ints.
+  def terrain_ply(cells, body_bytes: nil)
+    positions = []
+    faces = []
+    (0..cells).each { |r| (0..cells).each { |c| positions.push(10.0 * c / cells, 10.0 * r / cells, Math.sin(c * 0.7)) } }
+    cells.times do |r|
+      cells.times do |c|
+        a = r * (cells + 1) + c
+        faces.push([a, a + 1, a + cells + 2], [a, a + cells + 2, a + cells + 1])
+      end
+    end
+    header = ["ply", "format binary_little_endian 1.0", "element vertex #{positions.size / 3}", "property float x",
+              "property float y", "property float z", "element face #{faces.size}",
+              "property list uchar int vertex_indices", "end_header"].join("\n") << "\n"
+    body = positions.pack("e*") + faces.map { |f| [3, *f].pack("Cl<3") }.join
+    header.b + body[0, body_bytes || body.bytesize]
+  end
+
+  # A fan of `pages` triangles around one edge.
+  def fan(pages)
+    lines = ["v 0 0 0", "v 0 0 1"]
+    pages.times do |k|
+      angle = 2 * Math::PI * k / pages
+      lines << format("v %.6f %.6f 0.5", Math.cos(angle), Math.sin(angle))
+    end
+    pages.times { |k| lines << "f 1 2 #{k + 3}" }
+    lines.join("\n") << "\n"
+  end
+
+  # Binary STL of triangles given as arrays of nine numbers.
+  def stl(triangles)
+    ["made for a test".ljust(80, "\0"), [triangles.size].pack("V"),
+     *triangles.map { |t| [0.0, 0.0, 0.0, *t].pack("e12") + [0].pack("v") }].join
+  end
+end
