@@ -129,11 +129,11 @@ static VALUE mesh_add_polygon(int argc, VALUE* argv, VALUE self) {
   if (NIL_P(corners)) rb_raise(rb_eArgError, "expected point numbers or points");
   long const count = RARRAY_LEN(corners);
   if (count < 3) rb_raise(rb_eArgError, "a polygon needs at least 3 corners, not %ld", count);
-  VALUE buffer;
-  int32_t* numbers = ALLOCV_N(int32_t, buffer, (size_t)count);
+  VALUE buffer = 0;
+  int32_t* numbers = rb_alloc_tmp_buffer2(&buffer, count, sizeof(int32_t));
   for (long k = 0; k < count; ++k) numbers[k] = corner_of(self, rb_ary_entry(corners, k));
   size_t const polygon = polygon_mesh_add_polygon(get_mesh(self), numbers, (size_t)count);
-  ALLOCV_END(buffer);
+  rb_free_tmp_buffer(&buffer);
   return SIZET2NUM(polygon);
 }
 

@@ -1,0 +1,103 @@
+# frozen_string_literal: true
+
+require 'fiddle'
+require 'zu/mirel/native'
+
+module Zu
+  module Mirel
+    # What this project's own mesh library tells beyond its contract with the extension. Another library may stand in
+    # its place, so every question has the answer nil for "not known".
+    module Engine
+      # How many of the edges left at the last step each rule forbids.
+      LadderEnd = Struct.new(:tolerance, :locked_boundary, :foldover, :topology)
+
+      class << self
+        # @return [Integer, nil]
+        def mesh_count
+          call('mirel_engine_mesh_count', [], Fiddle::TYPE_INT, &method(:unsigned))
+        end
+
+        # @return [String, nil] nil where the file gives the mesh no name
+        def mesh_name(mesh)
+          text = call('mirel_engine_mesh_name', [mesh], Fiddle::TYPE_VOIDP, &method(:text))
+          text unless text.nil? || text.empty?
+        end
+
+        # @return [Integer, nil] positions of the mesh at the current step
+        def vertex_count(mesh)
+          call('mirel_engine_vertex_count', [mesh], Fiddle::TYPE_INT, &method(:unsigned))
+        end
+
+        # @return [Geom::BoundingBox, nil] of the mesh at the current step; empty where it has no vertex
+        def bounds(mesh)
+          corners = "\0".b * (6 * Fiddle::SIZEOF_FLOAT)
+          found = call('mirel_engine_bounds', [mesh, corners], Fiddle::TYPE_INT)
+          return if found.nil?
+
+          box = Geom::BoundingBox.new
+          box.add(*corners.unpack('f6').each_slice(3)) unless found.zero?
+          box
+        end
+
+        # @return [Float, nil] bound on the deviation at a step, model units; nil where it was not measured
+        def deviation_bound(step)
+          value = call('mirel_engine_deviation_bound', [step], Fiddle::TYPE_DOUBLE)
+          value unless value.nil? || value.nan?
+        end
+
+        # @return [Integer, nil] faces over all meshes at a step
+        def face_count_at(step)
+          call('mirel_engine_face_count_at', [step], Fiddle::TYPE_INT, &method(:unsigned))
+        end
+
+        # @return [LadderEnd, nil]
+        def ladder_end
+          counts = "\0".b * 16
+          known = call('mirel_engine_ladder_end', [counts], Fiddle::TYPE_VOID) { true }
+          LadderEnd.new(*counts.unpack('L4')) if known
+        end
+
+        # @return [String, nil] why the last load failed: one line with file and line number
+        def load_error
+          message = call('mirel_engine_load_error', [], Fiddle::TYPE_VOIDP, &method(:text))
+          message unless message.nil? || message.empty?
+        end
+
+        private
+
+        def call(name, arguments, result)
+          function = function(name, arguments, result)
+          return unless function
+
+          value = function.call(*arguments)
+          block_given? ? yield(value) : value
+        end
+
+        def function(name, arguments, result)
+          @functions ||= {}
+          @functions.fetch(name) do
+            @functions[name] = find(name, arguments, result)
+          end
+        end
+
+        def find(name, arguments, result)
+          @library ||= Native.loaded('libbalancer')
+          return unless @library
+
+          types = arguments.map { |argument| argument.is_a?(String) ? Fiddle::TYPE_VOIDP : -Fiddle::TYPE_INT }
+          Fiddle::Function.new(@library[name], types, result)
+        rescue Fiddle::DLError
+          nil
+        end
+
+        def unsigned(value)
+          value & 0xffffffff
+        end
+
+        def text(pointer)
+          pointer.null? ? nil : pointer.to_s.force_encoding(Encoding::UTF_8).scrub
+        end
+      end
+    end
+  end
+end

@@ -1,0 +1,237 @@
+# frozen_string_literal: true
+
+require 'zu/mirel/engine'
+require 'zu/mirel/errors'
+require 'zu/mirel/no_faces_error'
+require 'zu/mirel/ply_header'
+require 'zu/mirel/scene_callbacks'
+require 'zu/mirel/scene_reader'
+require 'zu/mirel/settings'
+
+module Zu
+  module Mirel
+    # One model on its way from a file, or from polygon meshes, to fewer faces and back to a file.
+    #
+    # The native half adds the methods that do the work (import_obj, init_simplify, go_to_faces, count_faces, ...);
+    # this class holds the settings, receives the scene and wraps the common road in #import, #reduce and #save_obj.
+    # The native half has one state per process, so only one Importer may have a model at a time: making another one
+    # load takes the model of the first away.
+    class Importer
+      include Settings
+      include SceneCallbacks
+
+      # @return [String, nil] the file that was imported
+      attr_reader :path
+      # @return [Integer] faces as imported, polygons cut into triangles
+      attr_reader :faces_before
+      # @return [Integer, nil] points of the file, as far as known
+      attr_reader :points_before
+      # @return [Integer, nil] faces that were left when the hierarchy was ready: duplicates and slivers are gone
+      attr_reader :total_original_faces
+      # @return [Integer, nil] peak memory of the process that read another format, in bytes
+      attr_reader :reader_bytes
+
+      # @param settings [Hash] settings to change, by name: Importer.new(maintain_uvs: false)
+      def initialize(**settings)
+        reset_settings
+        settings.each { |name, value| public_send(:"#{name}=", value) }
+        @triangles = []
+        @lines = []
+        @mesh_points = []
+        reset_scene('')
+      end
+
+      # Loads a file in place of what was there: OBJ and PLY by the native importers, anything else through polygon
+      # meshes.
+      # @param path [String]
+      # @return [self]
+      # @raise [ImportError, NoFacesError] with one line that names the file and the reason
+      def import(path)
+        begin_load(path, File.basename(path, '.*'))
+        check_readable(path)
+        case File.extname(path).downcase
+        when '.obj' then import_with_obj_loader(path)
+        when '.ply' then import_with_ply_loader(path)
+        else capture_file(path)
+        end
+        finish_load
+      rescue ImportError => e
+        raise e.class, e.message.start_with?(path) ? e.message : "#{path}: #{e.message}"
+      end
+
+      # Captures polygon meshes in place of what was there.
+      # @param meshes [Hash{Material, Object => Array<Geom::PolygonMesh>}] of triangles, by material
+      # @param name [String]
+      # @return [self]
+      # @raise [NoFacesError] where there is no triangle
+      def capture(meshes, name: 'Mesh')
+        begin_load(nil, name)
+        capture_meshes(meshes)
+        finish_load
+      end
+
+      # Builds the hierarchy and moves to the wanted number of faces.
+      # @param faces [Integer, nil] no more faces than this; nil takes the coarsest mesh that the tolerance allows
+      # @param ratio [Numeric, nil] instead of faces: a share of the imported faces, above 0 and up to 1
+      # @param tolerance [Numeric, nil] model units; nil leaves the setting as it is
+      # @return [Integer] the number of faces reached, which is more than asked for where the hierarchy ends earlier
+      # @raise [Error] where there is no model, or memory runs out
+      def reduce(faces: nil, ratio: nil, tolerance: nil)
+        raise Error, 'nothing has been imported' unless loaded?
+        raise ArgumentError, 'give faces or ratio, not both' if faces && ratio
+        raise ArgumentError, "a ratio is above 0 and up to 1, not #{ratio}" if ratio && !(ratio.positive? && ratio <= 1)
+
+        self.error_tolerance = tolerance if tolerance
+        self.face_limit = 0
+        raise Error, 'the simplification hierarchy cannot be built: not enough memory' unless init_simplify
+
+        faces ||= ratio && [(faces_before * ratio).floor, 1].max
+        faces ? go_to_faces(faces) : make_lowest_resolution
+        count_faces
+      end
+
+      # Why the mesh has no fewer faces: nil where the hierarchy goes on.
+      # @return [String, nil]
+      def why_stopped
+        return unless get_current_step == get_hierachy_steps
+
+        rules = Engine.ladder_end
+        return 'no further edge can be collapsed' unless rules
+
+        reasons = { 'the tolerance' => rules.tolerance, 'locked boundaries' => rules.locked_boundary,
+                    'fold-over prevention' => rules.foldover, 'the topology of the surface' => rules.topology }
+        reasons = reasons.reject { |_, count| count.zero? }.map { |reason, count| "#{reason} (#{count} edges)" }
+        reasons.empty? ? 'no edge is left to collapse' : "the edges left are held by #{reasons.join(', ')}"
+      end
+
+      # Writes the mesh as it is now. A file that exists is replaced only by a complete one.
+      # @param path [String]
+      # @return [self]
+      # @raise [ExportError] with one line that names the file and the reason
+      def save_obj(path)
+        ObjOutput.new(self).write(path)
+        self
+      end
+
+      # @return [Geom::BoundingBox, nil] of all meshes at the current step; nil where it is not known
+      def bounds
+        boxes = instances.map { |instance| mesh_bounds(instance.definition.balancer_mesh_index) }
+        return if boxes.any?(&:nil?)
+
+        boxes.each_with_object(Geom::BoundingBox.new) { |box, all| all.add(box) }
+      end
+
+      # @return [Integer, nil] vertices of all meshes at the current step; nil where it is not known
+      def count_vertices
+        counts = instances.map { |instance| Engine.vertex_count(instance.definition.balancer_mesh_index) }
+        counts.sum unless counts.any?(&:nil?)
+      end
+
+      # @return [Boolean] whether a model is there
+      def loaded?
+        @mesh_depot_in_memory ? true : false
+      end
+
+      # Frees the model. The importer can load another.
+      def close
+        return unless loaded?
+
+        clear_balancer
+        @mesh_depot_in_memory = false
+      end
+
+      # Whether the model brought normals that say more than its faces do.
+      def source_has_normals?
+        @source_has_normals
+      end
+
+      private
+
+      def begin_load(path, name)
+        close
+        @path = path
+        @source_has_normals = true
+        @faces_before = 0
+        @points_before = nil
+        @total_original_faces = nil
+        @reader_bytes = nil
+        reset_scene(name)
+        StatusProgressBar.instance.reset
+      end
+
+      def finish_load
+        @faces_before = count_faces
+        raise NoFacesError, 'it has no faces' if @faces_before.zero?
+
+        @points_before ||= count_vertices
+        self
+      rescue NoFacesError
+        close
+        raise
+      end
+
+      def check_readable(path)
+        raise ImportError, 'there is no such file' unless File.exist?(path)
+        raise ImportError, 'it is a directory' if File.directory?(path)
+        raise ImportError, 'it is not a regular file' unless File.file?(path)
+        raise ImportError, 'permission denied' unless File.readable?(path)
+        raise ImportError, 'it is empty' if File.zero?(path)
+      end
+
+      def import_with_obj_loader(path)
+        return if import_obj(path)
+
+        reason = Engine.load_error || 'it is not an OBJ file that can be read'
+        raise ImportError, reason.delete_prefix(path).sub(/\A:\s+/, '')
+      end
+
+      # The native importer takes the common layout only; the general reader takes the rest.
+      def import_with_ply_loader(path)
+        header = PlyHeader.read(path)
+        raise NoFacesError, 'it has no faces (a point cloud)' if header.faces.zero?
+        return if native_ply?(path)
+
+        StatusProgressBar.instance.reset
+        reset_scene(File.basename(path, '.*'))
+        clear_balancer
+        capture_file(path, header)
+      end
+
+      def native_ply?(path)
+        import_ply(path)
+      rescue NoFacesError
+        false
+      end
+
+      def capture_file(path, ply_header = nil)
+        StatusProgressBar.instance.update_message('Reading File...')
+        scene = SceneReader.read(path)
+        ply_header&.check(scene)
+        @points_before = scene.source_points
+        @reader_bytes = scene.reader_bytes
+        raise NoFacesError, 'it has no faces' if scene.meshes.empty?
+
+        # A normal per facet is all that STL can say.
+        facets_only = File.extname(path).casecmp?('.stl')
+        StatusProgressBar.instance.update_message('Mireling Model...')
+        capture_meshes(scene.meshes, facets_only)
+      end
+
+      def capture_meshes(meshes, facets_only = false)
+        raise Error, 'the mesh library does not start' unless init_mesh_depot
+
+        @source_has_normals = !facets_only && meshes.each_value.any? { |list| list.any?(&:normals_given?) }
+        index = get_balancer_mesh(meshes)
+        used = meshes.keys.map { |key| key.is_a?(Material) ? key : Material.new(key.to_s) }
+        materials.concat(used)
+        add_instance(get_mesh_name(nil, 0), IDENTITY, index, used, root)
+      end
+
+      def mesh_bounds(mesh)
+        respond_to?(:get_mesh_bounds) ? get_mesh_bounds(mesh) : Engine.bounds(mesh)
+      end
+    end
+  end
+end
+
+require 'zu/mirel/obj_output'

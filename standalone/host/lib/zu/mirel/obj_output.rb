@@ -1,0 +1,155 @@
+# frozen_string_literal: true
+
+require 'fileutils'
+require 'tmpdir'
+require 'zu/mirel/errors'
+require 'zu/mirel/native'
+
+module Zu
+  module Mirel
+    # Writes an importer's mesh to an OBJ file so that the file is complete or untouched.
+    #
+    # The native export tells of no write error, so it writes into a new folder beside the target, what it wrote is
+    # counted and brought to the disk, and only then takes the target's name.
+    class ObjOutput
+      # What was written. bounds is a Geom::BoundingBox of the positions.
+      Result = Struct.new(:vertices, :normals, :uvs, :faces, :bytes, :bounds, keyword_init: true)
+
+      KINDS = { 'vertices' => :vertices, 'normals' => :normals, 'texture coordinates' => :uvs, 'faces' => :faces }.freeze
+      private_constant :KINDS
+
+      # @param importer [Importer] holding one mesh
+      def initialize(importer)
+        @importer = importer
+      end
+
+      # Finds out, before any work, what would keep the file from being written.
+      # @param path [String]
+      # @raise [ExportError]
+      def self.check_target(path)
+        target = File.symlink?(path) ? resolved(path) : path
+        folder = File.dirname(target)
+        fail_for(path, 'the folder does not exist') unless File.exist?(folder)
+        fail_for(path, "#{folder} is not a folder") unless File.directory?(folder)
+        fail_for(path, 'it is a directory') if File.directory?(target)
+        fail_for(path, 'it is not a regular file') if File.exist?(target) && !File.file?(target)
+        fail_for(path, 'permission denied') if File.exist?(target) && !File.writable?(target)
+        fail_for(path, 'permission denied in its folder') unless File.writable?(folder)
+        target
+      end
+
+      # @raise [ExportError]
+      def self.fail_for(path, reason)
+        raise ExportError, "#{path}: cannot be written: #{reason}"
+      end
+
+      def self.resolved(path)
+        File.exist?(path) ? File.realpath(path) : File.expand_path(File.readlink(path), File.dirname(path))
+      end
+      private_class_method :resolved
+
+      # @raise [ExportError] where the scene does not fit into the file
+      def check_scene
+        count = @importer.instances.size
+        return if count == 1
+
+        raise ExportError, "#{@importer.path || 'the scene'}: has #{count} meshes, but an OBJ file is written from one"
+      end
+
+      # @param path [String]
+      # @return [Result]
+      # @raise [ExportError]
+      def write(path)
+        check_scene
+        target = self.class.check_target(path)
+        @folder = Dir.mktmpdir('.mirel-', File.dirname(target))
+        file = File.join(@folder, File.basename(target))
+        expected = export(file, path)
+        result = inspect_file(file, path, expected)
+        finish(file, target)
+        result
+      rescue SystemCallError => e
+        self.class.fail_for(path, Errors.reason(e))
+      ensure
+        FileUtils.remove_entry(@folder, true) if @folder
+      end
+
+      private
+
+      # @return [Hash] the counts that the export announced
+      def export(file, path)
+        log = File.join(@folder, 'log')
+        done = Native.redirect_stdout(log) { @importer.export_obj(file) }
+        self.class.fail_for(path, 'the export failed') unless done
+
+        announced = File.read(log).scan(/^  writing (\d+) (vertices|normals|texture coordinates|faces)\.\.\. /)
+        announced.to_h { |count, kind| [KINDS[kind], count.to_i] }.merge(faces: @importer.count_faces)
+      end
+
+      def inspect_file(file, path, expected)
+        result = count(file, path)
+        short = expected.any? { |kind, count| result[kind] != count } || !ends_with_newline?(file)
+        self.class.fail_for(path, shortage_reason(file)) if short
+        result
+      end
+
+      def count(file, path)
+        result = Result.new(vertices: 0, normals: 0, uvs: 0, faces: 0, bytes: File.size(file))
+        low = [Float::INFINITY] * 3
+        high = [-Float::INFINITY] * 3
+        File.foreach(file, mode: 'rb') do |line|
+          case line
+          when /\Av /n
+            result.vertices += 1
+            widen(low, high, line)
+          when /\Avn /n then result.normals += 1
+          when /\Avt /n then result.uvs += 1
+          when /\Af /n
+            result.faces += 1
+            next
+          else next
+          end
+          # Neither "nan" nor "inf" does without an n.
+          self.class.fail_for(path, 'the result is not finite') if line.index('n', 3)
+        end
+        result.bounds = Geom::BoundingBox.new
+        result.bounds.add(low, high) if result.vertices.positive?
+        result
+      end
+
+      def widen(low, high, line)
+        _, x, y, z = line.split(' ')
+        axis = 0
+        [x, y, z].each do |text|
+          value = text.to_f
+          low[axis] = value if value < low[axis]
+          high[axis] = value if value > high[axis]
+          axis += 1
+        end
+      end
+
+      def ends_with_newline?(file)
+        size = File.size(file)
+        size.positive? && File.binread(file, 1, size - 1) == "\n"
+      end
+
+      # A file came out short without an error: writing on tells why.
+      def shortage_reason(file)
+        File.open(file, 'ab') do |stream|
+          stream.write("\0" * (1 << 20))
+          stream.fsync
+        end
+        'the file came out incomplete'
+      rescue SystemCallError => e
+        Errors.reason(e)
+      end
+
+      def finish(file, target)
+        File.chmod(File.stat(target).mode & 0o7777, file) if File.exist?(target)
+        File.open(file, 'rb', &:fsync)
+        File.rename(file, target)
+        File.open(File.dirname(target), &:fsync)
+      end
+    end
+  end
+end

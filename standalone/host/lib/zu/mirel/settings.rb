@@ -1,0 +1,119 @@
+# frozen_string_literal: true
+
+module Zu
+  module Mirel
+    # What a reduction keeps and what it may change. The native half asks for each setting when it needs it.
+    #
+    # | setting                    | default | range and unit                                               |
+    # |----------------------------|---------|--------------------------------------------------------------|
+    # | maintain_uvs               | true    | true or false                                                |
+    # | maintain_normals           | :auto   | true, false, or :auto: where the file has normals of its own |
+    # | join_vertices_threshold    | 0.0     | 0 or more, model units; 0 joins exact duplicates             |
+    # | join_normals_threshold     | 5.0     | 0 to 180, degrees                                            |
+    # | join_uvs_threshold         | 0.0001  | 0 or more, UV units (1 is the texture's whole width)         |
+    # | lock_surface_boundaries    | false   | true or false                                                |
+    # | prevent_xy_foldovers       | false   | true or false                                                |
+    # | prevent_uv_foldovers       | false   | true or false                                                |
+    # | error_tolerance            | nil     | above 0, model units; nil for none                           |
+    # | face_limit                 | 0       | 0 to 4294967295; 0 for none                                  |
+    module Settings
+      LARGEST_FACE_LIMIT = 0xffffffff
+
+      attr_reader :maintain_uvs, :maintain_normals, :join_vertices_threshold, :join_normals_threshold,
+                  :join_uvs_threshold, :lock_surface_boundaries, :prevent_xy_foldovers, :prevent_uv_foldovers,
+                  :error_tolerance, :face_limit
+
+      # Puts every setting back to its default.
+      def reset_settings
+        @maintain_uvs = true
+        @maintain_normals = :auto
+        @join_vertices_threshold = 0.0
+        @join_normals_threshold = 5.0
+        @join_uvs_threshold = 0.0001
+        @lock_surface_boundaries = false
+        @prevent_xy_foldovers = false
+        @prevent_uv_foldovers = false
+        @error_tolerance = nil
+        @face_limit = 0
+      end
+
+      # @!group Flags
+
+      %i[maintain_uvs lock_surface_boundaries prevent_xy_foldovers prevent_uv_foldovers].each do |name|
+        define_method(:"#{name}=") { |value| instance_variable_set(:"@#{name}", value ? true : false) }
+        define_method(:"#{name}?") { instance_variable_get(:"@#{name}") }
+      end
+
+      # @param value [Boolean, :auto]
+      def maintain_normals=(value)
+        @maintain_normals = value == :auto ? :auto : !!value
+      end
+
+      # @return [Boolean]
+      def maintain_normals?
+        @maintain_normals == :auto ? source_has_normals? : @maintain_normals
+      end
+
+      # @return [Boolean]
+      def use_tolerance?
+        !@error_tolerance.nil?
+      end
+
+      # @!endgroup
+
+      # @param value [Numeric] model units
+      # @raise [ArgumentError] outside the range
+      def join_vertices_threshold=(value)
+        @join_vertices_threshold = number_within(value, 0..Float::MAX, 'join_vertices_threshold')
+      end
+
+      # @param value [Numeric] degrees
+      # @raise [ArgumentError] outside the range
+      def join_normals_threshold=(value)
+        @join_normals_threshold = number_within(value, 0..180, 'join_normals_threshold')
+      end
+
+      # @param value [Numeric] UV units
+      # @raise [ArgumentError] outside the range
+      def join_uvs_threshold=(value)
+        @join_uvs_threshold = number_within(value, 0..Float::MAX, 'join_uvs_threshold')
+      end
+
+      # @param value [Numeric, nil] model units
+      # @raise [ArgumentError] outside the range
+      def error_tolerance=(value)
+        value &&= number_within(value, 0..Float::MAX, 'error_tolerance')
+        raise ArgumentError, 'error_tolerance must be above 0' if value&.zero?
+
+        @error_tolerance = value
+      end
+
+      # The tolerance in the units of the meshes in the native half, which are the model's.
+      # @return [Float]
+      def get_scaled_error_tolerance
+        Float(@error_tolerance || 0.0)
+      end
+
+      # @param value [Integer]
+      # @raise [ArgumentError] outside the range
+      def face_limit=(value)
+        unless value.is_a?(Integer) && (0..LARGEST_FACE_LIMIT).cover?(value)
+          raise ArgumentError, "face_limit must be an Integer from 0 to #{LARGEST_FACE_LIMIT}, not #{value.inspect}"
+        end
+
+        @face_limit = value
+      end
+
+      private
+
+      def number_within(value, range, name)
+        number = Float(value)
+        return number if range.cover?(number)
+
+        raise ArgumentError, "#{name} must be from #{range.begin} to #{range.end}, not #{value}"
+      rescue TypeError
+        raise ArgumentError, "#{name} must be a number, not #{value.inspect}"
+      end
+    end
+  end
+end
