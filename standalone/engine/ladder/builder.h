@@ -1,0 +1,154 @@
+// Builds the ladder: takes collapses in order of cost until none is left, and records them.
+//
+// Order (see bucket_queue.h): each vertex stands in the queue with its cheapest edge. When it comes up it is evaluated
+// again; if its cost has risen by a bucket it goes back, else its edges are tried from the cheapest on until one is
+// legal. The ring of a collapse is not evaluated again, only its sums are brought up to date (lazy, as rises are found
+// when a vertex comes up and falls are rare). A vertex without a legal edge is set aside until its ring changes; a
+// component whose vertices are all set aside becomes a candidate for removal as a whole.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "standalone/engine/deviation/deviation_guard.h"
+#include "standalone/engine/ladder/bucket_queue.h"
+#include "standalone/engine/ladder/records.h"
+#include "standalone/engine/ladder/star_metric.h"
+#include "standalone/engine/ladder/stars.h"
+#include "standalone/engine/ladder/wedge_attributes.h"
+
+namespace mirel::engine {
+
+class LadderBuilder {
+ public:
+  LadderBuilder(std::span<WedgeMesh const* const> meshes, LadderOptions const& options);
+  // Runs the whole ladder. Call once.
+  Records build();
+
+ private:
+  enum class Obstacle : std::uint8_t { kNone, kTolerance, kLockedBoundary, kFoldover, kTopology };
+  static constexpr std::size_t kObstacles = 4;
+
+  // A face at one end of the edge that stays, with that end moved to the new place.
+  struct Survivor {
+    StarEntry entry;
+    bool of_gone;  // at the end that goes
+    Vec3 before;   // cross products
+    Vec3 after;
+  };
+  // A face on the edge, which vanishes.
+  struct Dying {
+    std::uint32_t opposite;
+    std::uint32_t face;
+    Vec3 before;
+  };
+  // One incidence of a neighbour in a star.
+  struct Side {
+    std::uint32_t neighbour;
+    StarEntry const* entry;
+    bool incoming;  // the neighbour is the entry's previous corner
+  };
+  struct Component {
+    std::uint32_t active = 0;  // vertices that are neither dead nor set aside
+    std::uint32_t member = kNone;
+    bool locked = false;
+    bool gone = false;
+  };
+
+  // Setting up.
+  void number_vertices(std::vector<std::uint32_t>& triangles);
+  void scale_to_unit();
+  void sum_stars(std::span<std::uint32_t const> triangles);
+  void lock_boundaries();
+  void mark_flat_faces(std::span<std::uint32_t const> triangles);
+  void start_guards();
+
+  // Stars.
+  bool is_regular(std::uint32_t v) const;
+  void refresh(std::uint32_t v);
+  Vec3 triangle_normal(std::uint32_t v, StarEntry const& entry) const;
+
+  // The queue.
+  void process(std::uint32_t v, std::uint32_t current_bucket);
+  bool cheapest(std::uint32_t v, std::uint32_t& best);
+  void file(std::uint32_t v, BucketQueue::Bucket bucket);
+  void set_aside(std::uint32_t v, std::array<std::uint8_t, kObstacles> const& obstacles);
+  void wake(std::uint32_t v);
+  void look_ahead() const;
+
+  // One collapse.
+  Obstacle check(std::uint32_t a, std::uint32_t b, Vec3 place);
+  bool gather(std::uint32_t a, std::uint32_t b, Vec3 place);
+  bool link_condition(std::uint32_t a, std::uint32_t b);
+  bool turns_over(Vec3 place) const;
+  bool meets_neighbour(std::uint32_t a, std::uint32_t b, Vec3 place) const;
+  bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
+  bool within_tolerance(std::uint32_t a, std::uint32_t b);
+  void commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key);
+  void record_wedges(std::uint32_t a, std::uint32_t b);
+  std::uint32_t new_node(std::uint32_t lowest);
+  void finish_step();
+  void take_level();
+
+  // Components.
+  void find_components();
+  void gather_component(std::uint32_t member);
+  void offer_component(std::uint32_t component);
+  void remove_component(std::uint32_t component);
+
+  // Coordinates.
+  std::uint32_t mesh_of(std::uint32_t v) const;
+  Point output_point(std::uint32_t mesh, Vec3 position) const;
+  Point output_point(std::uint32_t v) const;
+  Point point_of_node(std::uint32_t mesh, std::uint32_t node) const;
+
+  LadderOptions options_;
+  Records records_;
+  Stars stars_;
+  BucketQueue queue_;
+  WedgeAttributes attributes_;
+  std::vector<std::unique_ptr<DeviationGuard>> guards_;  // per mesh, with a tolerance only
+
+  std::vector<std::uint32_t> vertex_base_;   // mesh_count + 1
+  std::vector<std::uint32_t> node_of_;       // per vertex; only without attributes
+  std::vector<std::uint32_t> lowest_of_;     // per vertex: lowest step-0 position of its mesh in it
+  std::vector<std::uint32_t> component_of_;  // per vertex, once components are asked for
+  std::vector<Component> components_;
+  bool components_known_ = false;
+  std::uint32_t live_components_ = 0;
+  std::vector<std::array<std::uint8_t, kObstacles>> obstacles_;  // per vertex that is set aside, once one is
+
+  double scale_ = 1;                            // model units to ladder units, a power of two
+  std::vector<std::array<double, 3>> centres_;  // per mesh
+  float rounding_ = 0;                          // ladder units: places further apart never round to one point
+
+  std::uint32_t step_ = 0;
+  std::uint32_t live_faces_ = 0;
+  std::uint32_t next_level_faces_ = 0;
+  std::uint32_t next_position_id_ = 0;
+  std::vector<std::uint32_t> live_vertices_;  // as of the last level
+
+  // Scratch of the collapse at hand.
+  Candidates candidates_;
+  std::vector<std::uint8_t> refined_;  // candidates whose key has its attribute part
+  std::vector<std::uint32_t> other_neighbours_;
+  std::vector<Survivor> survivors_;
+  std::vector<Dying> dying_;
+  std::vector<StarEntry> new_star_;
+  std::vector<Side> refresh_sides_;
+  std::vector<std::uint32_t> ring_;
+  WedgeMerge merge_;
+  WedgeMerge merge_scratch_;
+  Point place_point_{};  // the new place as it will be written
+  std::vector<std::uint32_t> removed_faces_, neighbour_faces_;
+  std::vector<ChangedFace> changed_faces_;
+  std::vector<std::uint32_t> group_nodes_;
+  // The component at hand.
+  std::vector<std::uint32_t> component_vertices_;
+  std::vector<std::uint32_t> component_faces_;
+};
+
+}  // namespace mirel::engine

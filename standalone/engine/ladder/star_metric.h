@@ -1,0 +1,59 @@
+// The cost of a collapse and the best place for its vertex, from sums over the stars of the two ends.
+//
+// Memoryless quadrics (Lindstrom and Turk 1998, 1999; Hoppe 1999): a vertex holds the quadric of its present star
+// only, taken relative to itself. All planes of a star pass through its vertex, so the quadric has neither a
+// linear nor a constant part: small, exact and safe in single precision. A triangle's plane counts with the square
+// root of its area (times sqrt 2): between area (least mean error) and 1 (least maximum). Boundary, seam and
+// set-border edges add the squared distance to their line (Garland and Heckbert 1998). The place keeps the volume
+// of the two stars (Lindstrom and Turk 1998), the triangles that both share counting twice; a small multiple of
+// the trace with the edge's midpoint as prior settles flat and straight regions (Trettner and Kobbelt 2020).
+// Keys have the unit length^3 of the scaled mesh.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "standalone/engine/ladder/stars.h"
+
+namespace mirel::engine {
+
+// The sums of a star.
+struct StarSums {
+  float quadric[6] = {};
+  Vec3 normal;
+
+  // Adds `sign` times the plane of a triangle with this cross product.
+  void add_triangle(Vec3 n, float sign);
+  // Adds the line of an edge in this direction (its length included).
+  void add_line(Vec3 edge, float weight);
+};
+
+void store(StarSums const& sums, Vertex& vertex);
+void add(StarSums const& sums, Vertex& vertex);
+
+// What a face of this cross product weighs in the metric.
+float face_weight(Vec3 n);
+
+// The candidates of one vertex: for each neighbour the key of the edge and where the merged vertex would go.
+struct Candidates {
+  std::uint32_t count = 0;
+  std::vector<std::uint32_t> neighbours;  // each once, in the order of the star
+  std::vector<float> keys;
+  std::vector<float> x, y, z;  // relative to the vertex
+
+  Vec3 offset(std::uint32_t i) const { return {x[i], y[i], z[i]}; }
+};
+
+// The smallest key that is told apart from none: collapses that change nothing share one bucket and so are taken in
+// the order in which they were found, which keeps flat regions evenly spread.
+inline constexpr float kKeyFloor = 1e-18F;
+
+// Lists the neighbours of v, each once.
+void list_neighbours(Stars const& stars, std::uint32_t v, std::vector<std::uint32_t>& neighbours);
+
+// Fills keys and places for the neighbours listed. A locked end keeps its place; two locked ends have an infinite
+// key.
+void evaluate(Stars const& stars, std::uint32_t v, Candidates& candidates);
+
+}  // namespace mirel::engine

@@ -1,0 +1,106 @@
+#include "standalone/engine/ladder/stars.h"
+
+#include <algorithm>
+
+namespace mirel::engine {
+
+namespace {
+
+// Marks the first entry of a live star while the store is compacted; face indices stay below it.
+constexpr std::uint32_t kHeadMark = 0x80000000U;
+
+}  // namespace
+
+void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> triangles) {
+  vertices_.assign(vertex_count, Vertex{});
+  for (std::uint32_t const v : triangles) ++vertices_[v].star_count;
+  std::uint32_t begin = 0;
+  for (Vertex& vertex : vertices_) {
+    vertex.star_begin = begin;
+    begin += vertex.star_count;
+    vertex.star_count = 0;
+  }
+  used_ = begin;
+  entries_.resize(used_ + used_ / 4 + 64);
+  for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
+    std::uint32_t const v[3] = {triangles[corner], triangles[corner + 1], triangles[corner + 2]};
+    auto const face = static_cast<std::uint32_t>(corner / 3);
+    for (std::uint32_t k = 0; k < 3; ++k) {
+      Vertex& vertex = vertices_[v[k]];
+      entries_[vertex.star_begin + vertex.star_count++] = {v[(k + 1) % 3], v[(k + 2) % 3], face << 2 | k};
+    }
+  }
+}
+
+void Stars::remove(std::uint32_t v, std::uint32_t face) {
+  std::span<StarEntry> const entries = star(v);
+  for (StarEntry& entry : entries) {
+    if (entry.face() == face) {
+      entry = entries.back();
+      --vertices_[v].star_count;
+      if (vertices_[v].slack < 255) ++vertices_[v].slack;
+      return;
+    }
+  }
+}
+
+void Stars::replace(std::uint32_t v, std::uint32_t face, std::uint32_t from, std::uint32_t to) {
+  for (StarEntry& entry : star(v)) {
+    if (entry.face() == face) {
+      (entry.next == from ? entry.next : entry.previous) = to;
+      return;
+    }
+  }
+}
+
+void Stars::assign(std::uint32_t v, std::span<StarEntry const> entries) {
+  Vertex& vertex = vertices_[v];
+  auto const count = static_cast<std::uint32_t>(entries.size());
+  std::uint32_t const capacity = vertex.star_count + vertex.slack;
+  if (count > capacity) {
+    if (used_ + count > entries_.size()) {
+      vertex.star_count = 0;
+      compact();
+      // A store that stays nearly full would be compacted at every step.
+      if (used_ + count + entries_.size() / 16 > entries_.size())
+        entries_.resize(entries_.size() + entries_.size() / 4 + count);
+    }
+    vertex.star_begin = static_cast<std::uint32_t>(used_);
+    used_ += count;
+    vertex.slack = 0;
+  } else {
+    vertex.slack = static_cast<std::uint8_t>(std::min<std::uint32_t>(capacity - count, 255));
+  }
+  vertex.star_count = count;
+  std::copy(entries.begin(), entries.end(), entries_.begin() + vertex.star_begin);
+}
+
+// Slides the live stars together in place. Each live star's first entry is made to name its owner while the
+// owner's star_begin keeps what stood there, so one sweep over the store finds every star in its order.
+void Stars::compact() {
+  for (std::uint32_t v = 0; v < vertices_.size(); ++v) {
+    Vertex& vertex = vertices_[v];
+    if (vertex.star_count == 0) continue;
+    std::uint32_t const head = vertex.star_begin;
+    vertex.star_begin = entries_[head].face_corner;
+    entries_[head].face_corner = kHeadMark | v;
+  }
+  std::size_t to = 0;
+  for (std::size_t from = 0; from < used_;) {
+    if ((entries_[from].face_corner & kHeadMark) == 0) {
+      ++from;
+      continue;
+    }
+    Vertex& vertex = vertices_[entries_[from].face_corner & ~kHeadMark];
+    entries_[from].face_corner = vertex.star_begin;
+    vertex.star_begin = static_cast<std::uint32_t>(to);
+    vertex.slack = 0;
+    std::copy_n(entries_.begin() + static_cast<std::ptrdiff_t>(from), vertex.star_count,
+                entries_.begin() + static_cast<std::ptrdiff_t>(to));
+    to += vertex.star_count;
+    from += vertex.star_count;
+  }
+  used_ = to;
+}
+
+}  // namespace mirel::engine

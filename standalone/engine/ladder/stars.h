@@ -1,0 +1,92 @@
+// The mesh under reduction: one cache line per vertex and, for each, its star: the triangles around it with both
+// other corners, so that neighbours, normals and link tests need no other memory.
+//
+// A vertex here is a position; attributes hang on the corners of faces (see wedge_attributes.h). Coordinates are
+// relative to the mesh's box centre and scaled so that the largest mesh spans about one unit.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "standalone/engine/ladder/bucket_queue.h"
+#include "standalone/engine/ladder/vec3.h"
+
+namespace mirel::engine {
+
+struct StarEntry {
+  std::uint32_t next;         // the face's corner after this vertex
+  std::uint32_t previous;     // the face's corner before this vertex
+  std::uint32_t face_corner;  // face << 2 | which of the face's corners this vertex is
+
+  std::uint32_t face() const { return face_corner >> 2; }
+  std::uint32_t corner() const { return face_corner & 3U; }
+};
+
+struct alignas(64) Vertex {
+  // The first twelve floats are loaded as three vectors of four in the evaluation.
+  float x, y, z;
+  float quadric[6];  // xx xy xz yy yz zz, relative to the vertex itself: no linear and no constant part
+  float normal[3];   // sum of the star's cross products
+  std::uint32_t star_begin;
+  std::uint32_t star_count;
+  BucketQueue::Bucket bucket;
+  std::uint8_t flags;
+  std::uint8_t slack;  // entries that the star's block could take beyond star_count, at most 255
+  float error;         // the key of the collapse that made this vertex
+
+  Vec3 position() const { return {x, y, z}; }
+  void set_position(Vec3 p) {
+    x = p.x;
+    y = p.y;
+    z = p.z;
+  }
+};
+static_assert(sizeof(Vertex) == 64);
+
+enum VertexFlag : std::uint8_t {
+  kDead = 1,
+  kIrregular = 2,  // has a boundary, non-manifold, seam or set-border edge: its sums are made anew, never updated
+  kBoundary = 4,   // has an edge with one face
+  kLocked = 8,     // neither moves nor goes
+  kUrgent = 16,    // a corner of a face without area: taken when it comes up, whatever its key has become
+  kVisited = 32,   // scratch of walks over components
+};
+
+class Stars {
+ public:
+  // Makes the stars of `vertex_count` vertices from triangles of vertex indices.
+  void build(std::uint32_t vertex_count, std::span<std::uint32_t const> triangles);
+
+  std::uint32_t vertex_count() const { return static_cast<std::uint32_t>(vertices_.size()); }
+  Vertex& vertex(std::uint32_t v) { return vertices_[v]; }
+  Vertex const& vertex(std::uint32_t v) const { return vertices_[v]; }
+  std::span<StarEntry> star(std::uint32_t v) {
+    return {entries_.data() + vertices_[v].star_begin, vertices_[v].star_count};
+  }
+  std::span<StarEntry const> star(std::uint32_t v) const {
+    return {entries_.data() + vertices_[v].star_begin, vertices_[v].star_count};
+  }
+  StarEntry const* entries() const { return entries_.data(); }
+
+  // Removes the entry of `face` from the star of v.
+  void remove(std::uint32_t v, std::uint32_t face);
+  // In the entry of `face` in the star of v, puts `to` for `from`.
+  void replace(std::uint32_t v, std::uint32_t face, std::uint32_t from, std::uint32_t to);
+  // Gives v a new star. `entries` must not point into the store. May move every star.
+  void assign(std::uint32_t v, std::span<StarEntry const> entries);
+  // Forgets the star of v.
+  void clear(std::uint32_t v) {
+    vertices_[v].star_count = 0;
+    vertices_[v].slack = 0;
+  }
+
+ private:
+  void compact();
+
+  std::vector<Vertex> vertices_;
+  std::vector<StarEntry> entries_;
+  std::size_t used_ = 0;  // entries before this place are or were in use
+};
+
+}  // namespace mirel::engine
