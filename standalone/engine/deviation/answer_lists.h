@@ -1,0 +1,82 @@
+// Which original triangles each live face answers for: a relation between slots of the original and faces, kept as
+// two singly linked lists over one pool of links, so that a change of a few faces touches only their links and
+// allocates nothing once the pool has grown.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace mirel::engine {
+
+class AnswerLists {
+ public:
+  static constexpr std::uint32_t kEnd = 0xFFFFFFFFU;
+
+  struct Link {
+    std::uint32_t slot;
+    std::uint32_t face;
+    std::uint32_t next_of_face;
+    std::uint32_t next_of_slot;
+  };
+
+  AnswerLists(std::uint32_t face_count, std::uint32_t slot_count)
+      : face_head_(face_count, kEnd), slot_head_(slot_count, kEnd) {
+    links_.reserve(slot_count + slot_count / 2);
+  }
+
+  std::uint32_t first_of_face(std::uint32_t face) const { return face_head_[face]; }
+  std::uint32_t first_of_slot(std::uint32_t slot) const { return slot_head_[slot]; }
+  Link const& link(std::uint32_t index) const { return links_[index]; }
+
+  // Adds the pair unless it is there. Throws std::bad_alloc.
+  void add(std::uint32_t slot, std::uint32_t face) {
+    for (std::uint32_t i = slot_head_[slot]; i != kEnd; i = links_[i].next_of_slot) {
+      if (links_[i].face == face) return;
+    }
+    std::uint32_t index = free_;
+    if (index == kEnd) {
+      index = static_cast<std::uint32_t>(links_.size());
+      links_.push_back({});
+    } else {
+      free_ = links_[index].next_of_face;
+    }
+    links_[index] = {slot, face, face_head_[face], slot_head_[slot]};
+    face_head_[face] = index;
+    slot_head_[slot] = index;
+  }
+
+  // Removes every pair of the face.
+  void clear_face(std::uint32_t face) {
+    std::uint32_t i = face_head_[face];
+    face_head_[face] = kEnd;
+    while (i != kEnd) {
+      std::uint32_t const next = links_[i].next_of_face;
+      std::uint32_t* from = &slot_head_[links_[i].slot];
+      while (*from != i) from = &links_[*from].next_of_slot;
+      *from = links_[i].next_of_slot;
+      links_[i].next_of_face = free_;
+      free_ = i;
+      i = next;
+    }
+  }
+
+  // Puts the slot first in the face's list.
+  void move_to_front(std::uint32_t face, std::uint32_t slot) {
+    for (std::uint32_t* from = &face_head_[face]; *from != kEnd; from = &links_[*from].next_of_face) {
+      std::uint32_t const i = *from;
+      if (links_[i].slot != slot) continue;
+      *from = links_[i].next_of_face;
+      links_[i].next_of_face = face_head_[face];
+      face_head_[face] = i;
+      return;
+    }
+  }
+
+ private:
+  std::vector<std::uint32_t> face_head_;
+  std::vector<std::uint32_t> slot_head_;
+  std::vector<Link> links_;
+  std::uint32_t free_ = kEnd;
+};
+
+}  // namespace mirel::engine
