@@ -1,0 +1,195 @@
+// The symbols of libbalancer.so: the mesh SDK's static functions and the host's C functions. They are the whole of
+// what the library exports; no exception leaves one of them.
+
+#pragma GCC visibility push(default)
+#include "src/balancer/balancer_sdk.h"
+#include "standalone/engine/mirel_engine.h"
+#pragma GCC visibility pop
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "standalone/engine/obj/obj_reader.h"
+#include "standalone/engine/sdk/live_objects.h"
+#include "standalone/engine/sdk/mesh_depot.h"
+
+namespace mirel::engine {
+
+LiveObjects& live_objects() {
+  static auto* const objects = new LiveObjects;
+  return *objects;
+}
+
+namespace {
+
+MeshDepot* newest_depot() {
+  auto const& depots = live_objects().depots;
+  return depots.empty() ? nullptr : depots.back().depot;
+}
+
+Mesh* mesh_of_newest_depot(std::uint32_t mesh) {
+  MeshDepot* const depot = newest_depot();
+  return depot == nullptr ? nullptr : depot->mesh(mesh);
+}
+
+Ladder* current_ladder() {
+  MeshDepot* const depot = newest_depot();
+  return depot == nullptr ? nullptr : depot->ladder();
+}
+
+MeshDepot* enlist(std::unique_ptr<MeshDepot> depot) {
+  LiveObjects& objects = live_objects();
+  objects.depots.push_back({depot.get(), objects.next_serial++});
+  return depot.release();
+}
+
+}  // namespace
+}  // namespace mirel::engine
+
+namespace ab {
+
+using mirel::engine::live_objects;
+using mirel::engine::MeshDepot;
+
+IBalancerSDK* IBalancerSDK::initialize() {
+  try {
+    auto sdk = std::make_unique<IBalancerSDK>();
+    auto& objects = live_objects();
+    objects.sdks.push_back({sdk.get(), objects.next_serial++});
+    return sdk.release();
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
+
+void IBalancerSDK::release(IBalancerSDK* sdk) {
+  auto& objects = live_objects();
+  auto const live =
+      std::find_if(objects.sdks.begin(), objects.sdks.end(), [sdk](auto const& s) { return s.sdk == sdk; });
+  if (live == objects.sdks.end()) {
+    return;
+  }
+  std::uint64_t const serial = live->serial;
+  objects.sdks.erase(live);
+  delete sdk;
+  while (!objects.depots.empty() && objects.depots.back().serial > serial) {
+    delete objects.depots.back().depot;
+    objects.depots.pop_back();
+  }
+}
+
+IMeshDepot* IMeshDepot::create() {
+  try {
+    return mirel::engine::enlist(std::make_unique<MeshDepot>());
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
+
+IMeshDepot* IMeshDepot::load(char const* path, char const* /*options*/) {
+  auto& error = live_objects().load_error;
+  try {
+    error.clear();
+    if (path == nullptr) {
+      error = "no file was named";
+      return nullptr;
+    }
+    mirel::engine::ObjResult result = mirel::engine::read_obj(path);
+    if (!result.file) {
+      error = std::move(result.error);
+      return nullptr;
+    }
+    return mirel::engine::enlist(std::make_unique<MeshDepot>(std::move(*result.file)));
+  } catch (std::bad_alloc const&) {
+    error = "out of memory";
+    return nullptr;
+  }
+}
+
+void IMeshDepot::destroy(IMeshDepot* depot) {
+  auto& depots = live_objects().depots;
+  auto const live = std::find_if(depots.begin(), depots.end(), [depot](auto const& d) { return d.depot == depot; });
+  if (live != depots.end()) {
+    delete live->depot;
+    depots.erase(live);
+  }
+}
+
+}  // namespace ab
+
+using namespace mirel::engine;
+
+uint32_t mirel_engine_mesh_count(void) {
+  MeshDepot const* const depot = newest_depot();
+  return depot == nullptr ? 0 : depot->getNumMeshes();
+}
+
+char const* mirel_engine_mesh_name(uint32_t mesh) {
+  Mesh const* const m = mesh_of_newest_depot(mesh);
+  return m == nullptr ? "" : m->name().c_str();
+}
+
+uint32_t mirel_engine_vertex_count(uint32_t mesh) {
+  Mesh const* const m = mesh_of_newest_depot(mesh);
+  return m == nullptr ? 0 : m->distinct_position_count();
+}
+
+int mirel_engine_bounds(uint32_t mesh, float bounds[6]) {
+  Mesh const* const m = mesh_of_newest_depot(mesh);
+  float box[6];
+  if (m == nullptr || bounds == nullptr || !m->getBoundingBox(box[0], box[1], box[2], box[3], box[4], box[5])) {
+    return 0;
+  }
+  std::copy_n(box, 6, bounds);
+  return 1;
+}
+
+uint32_t mirel_engine_face_count_at(uint32_t step) {
+  Ladder const* const ladder = current_ladder();
+  return ladder == nullptr ? 0 : ladder->face_count(std::min(step, ladder->step_count()));
+}
+
+float const* mirel_engine_corner_uvs(uint32_t mesh) {
+  Mesh const* const m = mesh_of_newest_depot(mesh);
+  return m == nullptr ? nullptr : m->corner_uvs();
+}
+
+float const* mirel_engine_corner_normals(uint32_t mesh) {
+  Mesh const* const m = mesh_of_newest_depot(mesh);
+  return m == nullptr ? nullptr : m->corner_normals();
+}
+
+double mirel_engine_deviation_bound(uint32_t step) {
+  Ladder const* const ladder = current_ladder();
+  return ladder == nullptr ? std::numeric_limits<double>::quiet_NaN()
+                           : ladder->deviation_bound(std::min(step, ladder->step_count()));
+}
+
+MirelLadderEnd mirel_engine_ladder_end(void) {
+  Ladder const* const ladder = current_ladder();
+  if (ladder == nullptr) {
+    return {};
+  }
+  LadderEnd const& end = ladder->end();
+  return {end.tolerance, end.locked_boundary, end.foldover, end.topology};
+}
+
+MirelLiveObjects mirel_engine_live_objects(void) {
+  LiveObjects const& objects = live_objects();
+  MirelLiveObjects counts{};
+  counts.sdks = static_cast<uint32_t>(objects.sdks.size());
+  counts.depots = static_cast<uint32_t>(objects.depots.size());
+  for (LiveDepot const& depot : objects.depots) {
+    counts.meshes += depot.depot->getNumMeshes();
+  }
+  counts.ladders = static_cast<uint32_t>(std::count_if(objects.hierarchies.begin(), objects.hierarchies.end(),
+                                                       [](Hierarchy const* h) { return h->ladder() != nullptr; }));
+  return counts;
+}
+
+char const* mirel_engine_load_error(void) {
+  return live_objects().load_error.c_str();
+}
