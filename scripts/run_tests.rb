@@ -114,13 +114,15 @@ end
 module Reports
   module_function
 
-  MINITEST = /^(?<runs>\d+) runs, \d+ assertions, (?<failures>\d+) failures, (?<errors>\d+) errors, (?<skips>\d+) skips/
+  MINITEST = /(\d+) runs, \d+ assertions, (\d+) failures, (\d+) errors, (\d+) skips/
 
+  # A runner of several processes ends with the sums; otherwise each summary line counts.
   def minitest(command)
-    counts = Counts.zero
-    command.output.scan(MINITEST) do |match|
-      runs, failures, errors, skips = match.map(&:to_i)
-      counts += Counts.new(runs - failures - errors - skips, failures + errors, skips, [])
+    sums = command.output.scan(/^\d+ files: #{MINITEST}/).last
+    summaries = sums ? [sums] : command.output.scan(/^#{MINITEST}/)
+    counts = summaries.sum(Counts.zero) do |summary|
+      runs, failures, errors, skips = summary.map(&:to_i)
+      Counts.new(runs - failures - errors - skips, failures + errors, skips, [])
     end
     finish(counts, command)
   end
