@@ -30,7 +30,7 @@ class Command
 
   def self.run(*words, **options) = new(*words, **options).tap(&:run)
 
-  # quiet: show the output only when the command fails.
+  # quiet: true shows the output only when the command fails, :always never.
   def initialize(*words, limit: 900, quiet: false, environment: {}, directory: ROOT)
     @words = words.map(&:to_s)
     @limit = limit
@@ -41,7 +41,8 @@ class Command
   end
 
   def run
-    puts "  $ #{@words.join(' ')}"
+    line = @words.join(" ")
+    puts "  $ #{line.size > 200 ? "#{line[0, 200]}…" : line}"
     Open3.popen2e(@environment, *@words, chdir: @directory, pgroup: true) do |input, output, waiter|
       input.close
       reader = Thread.new { read(output) }
@@ -55,7 +56,7 @@ class Command
     end
     @ended_by ||= "was ended by signal #{@status.termsig}" if @status.signaled?
     @ended_by ||= "ended with status #{@status.exitstatus}" unless @status.success?
-    print @output if @quiet && !success?
+    print @output if @quiet == true && !success?
   rescue SystemCallError => e
     @ended_by = "could not start: #{e.message}"
   end
@@ -196,9 +197,11 @@ class Suites
     files = sources
     return Counts.failed("no files") if files.empty?
 
-    command = Command.run("clang-format", "--dry-run", "-Werror", *files, quiet: true)
+    command = Command.run("clang-format", "--dry-run", "-Werror", *files, quiet: :always)
     bad = command.output.scan(/^(.+?):\d+:\d+: error:/).flatten.uniq
-    Reports.finish(Counts.new(files.size - bad.size, bad.size, 0, bad.map { |file| "format #{file}" }), command)
+    return Counts.passed if command.success? && bad.empty?
+
+    Counts.failed("clang-format would change #{bad.empty? ? command.ended_by : bad.join(' ')}")
   end
 
   def unit = ctest(@release)
@@ -219,7 +222,6 @@ class Suites
                      "UBSAN_OPTIONS" => "print_stacktrace=1:halt_on_error=1")
   end
 
-  # One test per file, two files at a time.
   def lint
     return Counts.failed("the clang++ build failed") unless @clang.built?
 
@@ -240,7 +242,9 @@ class Suites
     failures.each { |file, output| puts "#{file}:", output }
     return Counts.failed("no files") if files.empty?
 
-    Counts.new(files.size - failures.size, failures.size, 0, failures.map { |file, _| "clang-tidy #{file}" })
+    return Counts.passed if failures.empty?
+
+    Counts.failed("clang-tidy finds fault with #{failures.map(&:first).join(' ')}")
   end
 
   def fuzz
