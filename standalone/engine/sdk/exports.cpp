@@ -168,16 +168,17 @@ double mirel_engine_deviation_bound(uint32_t step) {
                            : ladder->deviation_bound(std::min(step, ladder->step_count()));
 }
 
-MirelLadderEnd mirel_engine_ladder_end(void) {
+void mirel_engine_ladder_end(MirelLadderEnd* result) {
   Ladder const* const ladder = current_ladder();
   if (ladder == nullptr) {
-    return {};
+    *result = {};
+    return;
   }
   LadderEnd const& end = ladder->end();
-  return {end.tolerance, end.locked_boundary, end.foldover, end.topology};
+  *result = {end.tolerance, end.locked_boundary, end.foldover, end.topology};
 }
 
-MirelLiveObjects mirel_engine_live_objects(void) {
+void mirel_engine_live_objects(MirelLiveObjects* result) {
   LiveObjects const& objects = live_objects();
   MirelLiveObjects counts{};
   counts.sdks = static_cast<uint32_t>(objects.sdks.size());
@@ -187,7 +188,7 @@ MirelLiveObjects mirel_engine_live_objects(void) {
   }
   counts.ladders = static_cast<uint32_t>(std::count_if(objects.hierarchies.begin(), objects.hierarchies.end(),
                                                        [](Hierarchy const* h) { return h->ladder() != nullptr; }));
-  return counts;
+  *result = counts;
 }
 
 char const* mirel_engine_load_error(void) {
