@@ -28,6 +28,7 @@ $LOAD_PATH.push(Zu::Mirel::Native.library_dir) unless $LOAD_PATH.include?(Zu::Mi
 require 'sketchup'
 require 'ui'
 require 'geom'
+require 'zu/mirel/version'
 require 'zu/mirel/errors'
 require 'zu/mirel/no_faces_error'
 require 'zu/mirel/status_progress_bar'

@@ -75,19 +75,36 @@ module Zu
       # @param ratio [Numeric, nil] instead of faces: a share of the imported faces, above 0 and up to 1
       # @param tolerance [Numeric, nil] model units; nil leaves the setting as it is
       # @return [Integer] the number of faces reached, which is more than asked for where the hierarchy ends earlier
-      # @raise [Error] where there is no model, or memory runs out
+      # @raise [Error] where there is no model, no usable face, or not enough memory
       def reduce(faces: nil, ratio: nil, tolerance: nil)
-        raise Error, 'nothing has been imported' unless loaded?
         raise ArgumentError, 'give faces or ratio, not both' if faces && ratio
-        raise ArgumentError, "a ratio is above 0 and up to 1, not #{ratio}" if ratio && !(ratio.positive? && ratio <= 1)
 
         self.error_tolerance = tolerance if tolerance
-        self.face_limit = 0
-        raise Error, 'the simplification hierarchy cannot be built: not enough memory' unless init_simplify
-
-        faces ||= ratio && [(faces_before * ratio).floor, 1].max
+        faces ||= faces_at(ratio) if ratio
+        build_hierarchy
         faces ? go_to_faces(faces) : make_lowest_resolution
         count_faces
+      end
+
+      # @param ratio [Numeric] a share of the imported faces, above 0 and up to 1
+      # @return [Integer] the most faces that are no more than it, at least 1
+      def faces_at(ratio)
+        raise ArgumentError, "a ratio is above 0 and up to 1, not #{ratio}" unless ratio.positive? && ratio <= 1
+
+        [(faces_before * ratio).floor, 1].max
+      end
+
+      # Prepares the meshes and builds the hierarchy with the present settings. The mesh is then at the step that the
+      # setting face_limit asks for: step 0, the whole mesh, by default.
+      # @return [self]
+      # @raise [Error] where there is no model, no usable face, or not enough memory
+      def build_hierarchy
+        raise Error, 'nothing has been imported' unless loaded?
+        raise Error, "#{title}: not enough memory to build the simplification hierarchy" unless init_simplify
+        return self unless total_original_faces.zero?
+
+        close
+        raise NoFacesError, "#{title}: it has no faces with an area and finite coordinates"
       end
 
       # Why the mesh has no fewer faces: nil where the hierarchy goes on.
@@ -146,6 +163,10 @@ module Zu
       end
 
       private
+
+      def title
+        path || root.name
+      end
 
       def begin_load(path, name)
         close

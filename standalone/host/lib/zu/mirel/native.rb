@@ -40,17 +40,18 @@ module Zu
           nil
         end
 
-        # @return [Integer, nil] the most memory, in bytes, that the process has held since #reset_peak_memory
+        # @return [Integer, nil] the most memory, in bytes, that the process has held so far; nil where it cannot be told
         def peak_memory
           File.read('/proc/self/status')[/^VmHWM:\s+(\d+) kB/, 1].to_i * 1024
         rescue SystemCallError
           nil
         end
 
-        # Begins a new measurement of the peak, where the system lets a process do that.
-        def reset_peak_memory
-          File.write('/proc/self/clear_refs', '5')
-        rescue SystemCallError
+        # Has the system end this process when the one that forked it is gone, where it can.
+        def die_with_parent
+          prctl = Fiddle::Function.new(Fiddle::Handle::DEFAULT['prctl'], [Fiddle::TYPE_INT, Fiddle::TYPE_LONG], Fiddle::TYPE_INT)
+          prctl.call(1, Signal.list['KILL'])
+        rescue Fiddle::DLError
           nil
         end
 

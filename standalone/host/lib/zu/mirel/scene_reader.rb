@@ -20,9 +20,6 @@ module Zu
       #   reader_bytes     peak memory of the child process; nil where it cannot be told
       Scene = Struct.new(:meshes, :source_points, :source_polygons, :reader_bytes, keyword_init: true)
 
-      ERROR_BYTES = 1024
-      private_constant :ERROR_BYTES
-
       # @param path [String]
       # @return [Scene]
       # @raise [ImportError] with a reason that does not name the file
@@ -56,6 +53,7 @@ module Zu
       def serve(output)
         @records.close
         @output = output
+        Native.die_with_parent
         %w[INT TERM].each { |signal| trap(signal, 'SYSTEM_DEFAULT') }
         Process.setrlimit(:CORE, 0)
         # What a parser prints is not ours to pass on.

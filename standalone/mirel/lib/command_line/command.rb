@@ -1,0 +1,89 @@
+# frozen_string_literal: true
+
+require 'json'
+require 'optparse'
+require 'command_line/failure'
+require 'command_line/phases'
+require 'command_line/progress_display'
+
+module CommandLine
+  # What the commands share: options, the loading of the library and of the input, the report.
+  class Command
+    # @param console [Console]
+    def initialize(console)
+      @console = console
+      @json = false
+      @quiet = false
+      @verbose = false
+    end
+
+    private
+
+    attr_reader :console
+
+    # Adds the options that every command has.
+    def add_common_options(parser)
+      parser.separator ''
+      parser.separator 'output:'
+      parser.on('--json', 'print a report in JSON on the standard output (default: text)') { @json = true }
+      parser.on('-q', '--quiet', 'print nothing but errors and what --json asks for (default: off)') { @quiet = true }
+      parser.on('-v', '--verbose', 'show what the native code prints (default: off)') { @verbose = true }
+      parser.on('-h', '--help', 'this text') { throw :answered, console.print(parser.help) }
+    end
+
+    # @return [Array<String>] what is left of the arguments
+    def parse(parser, arguments)
+      parser.require_exact = true if parser.respond_to?(:require_exact=)
+      parser.parse(arguments)
+    end
+
+    def one_input(rest)
+      raise Failure, "which file? See mirel #{self.class::NAME} --help" if rest.empty?
+      raise Failure, "one file at a time, not #{rest.join(', ')}" if rest.size > 1
+
+      rest.first
+    end
+
+    # Loads the library, then runs the block with an importer. Native code may run for a long time without Ruby
+    # getting a turn, so signals end the process at once, unless a block asks for a clean end.
+    def with_importer
+      console.silence_native(shown: @verbose)
+      load_library
+      console.display = ProgressDisplay.for(console.err) unless @quiet
+      Zu::Mirel::StatusProgressBar.instance.display = console.display
+      @phases = Phases.new(console, quiet: @quiet)
+      signals_end_the_process
+      yield Zu::Mirel::Importer.new
+    rescue Zu::Mirel::Error => e
+      raise Failure, e.message
+    ensure
+      console.display&.clear
+    end
+
+    def load_library
+      require 'mirel'
+    rescue LoadError => e
+      raise Failure, "the native libraries are missing; build the project first (#{e.message.lines.first&.chomp})"
+    end
+
+    def signals_end_the_process
+      %w[INT TERM].each { |signal| trap(signal, 'SYSTEM_DEFAULT') }
+    end
+
+    # Within the block a signal raises, so that what the block has begun is cleaned up.
+    def signals_raise
+      %w[INT TERM].each { |signal| trap(signal, 'DEFAULT') }
+      yield
+    ensure
+      signals_end_the_process
+    end
+
+    def corners(box)
+      [box.min.to_a, box.max.to_a] if box && !box.empty?
+    end
+
+    def print_json(report)
+      console.print("#{JSON.pretty_generate(report)}\n")
+    end
+  end
+end

@@ -1,0 +1,93 @@
+# frozen_string_literal: true
+
+require 'command_line/console'
+require 'command_line/failure'
+require 'command_line/info_command'
+require 'command_line/reduce_command'
+require 'zu/mirel/version'
+
+module CommandLine
+  # The program as a whole: chooses the command, turns everything that goes wrong into one line and a status.
+  class Program
+    COMMANDS = [ReduceCommand, InfoCommand].freeze
+
+    HELP = <<~TEXT
+      usage: mirel COMMAND [options]
+
+      Reduces the number of faces of polygon models.
+
+      commands:
+      %<commands>s
+      options:
+          -h, --help       this text; `mirel COMMAND --help` tells the options of a command
+              --version    the version
+
+      examples:
+          mirel reduce model.obj --faces 5000 -o small.obj
+          mirel info model.stl
+
+      The exit status is 0 when the command has done its work, else 1.
+    TEXT
+
+    # @param arguments [Array<String>]
+    def initialize(arguments)
+      @arguments = arguments.dup
+      @console = Console.new
+    end
+
+    # @return [Integer] the exit status
+    def run
+      answer || run_command(@arguments.shift)
+    rescue Failure, OptionParser::ParseError => e
+      fail_with(e.message)
+    rescue Interrupt, SignalException => e
+      interrupted(e)
+    rescue Errno::EPIPE
+      1
+    rescue NoMemoryError
+      fail_with('not enough memory')
+    rescue StandardError => e
+      # A fault of the program's own: still one line, unless the developer asks for more.
+      raise if ENV['MIREL_DEBUG']
+
+      fail_with("internal error: #{e.message.lines.first&.chomp} (#{e.class})")
+    end
+
+    private
+
+    def answer
+      case @arguments.first
+      when nil then fail_with('which command? See mirel --help')
+      when '-h', '--help', 'help' then succeed_with(format(HELP, commands: command_lines))
+      when '--version' then succeed_with("mirel #{Zu::Mirel::VERSION}\n")
+      end
+    end
+
+    def run_command(name)
+      command = COMMANDS.find { |candidate| candidate::NAME == name }
+      raise Failure, "no such command or option: #{name}. See mirel --help" unless command
+
+      command.new(@console).run(@arguments)
+      0
+    end
+
+    def command_lines
+      COMMANDS.map { |command| "    #{command::NAME.ljust(12)} #{command::SUMMARY}\n" }.join
+    end
+
+    def succeed_with(text)
+      @console.print(text)
+      0
+    end
+
+    def fail_with(message)
+      @console.complain("mirel: #{message}")
+      1
+    end
+
+    def interrupted(signal)
+      @console.complain('mirel: interrupted')
+      128 + signal.signo
+    end
+  end
+end
