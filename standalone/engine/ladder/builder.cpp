@@ -385,6 +385,13 @@ void LadderBuilder::file(std::uint32_t v, BucketQueue::Bucket bucket) {
   queue_.push(v, bucket);
 }
 
+// Where the merged vertex of a candidate goes. A locked end is met to the bit.
+Vec3 LadderBuilder::place_of(std::uint32_t v, std::uint32_t candidate) const {
+  Vertex const& other = stars_.vertex(candidates_.neighbours[candidate]);
+  if ((other.flags & kLocked) != 0) return other.position();
+  return stars_.vertex(v).position() + candidates_.offset(candidate);
+}
+
 // The cheapest candidate left. With attributes their part of a key is only worked out for edges that are the cheapest
 // without it.
 bool LadderBuilder::cheapest(std::uint32_t v, std::uint32_t& best) {
@@ -400,8 +407,8 @@ bool LadderBuilder::cheapest(std::uint32_t v, std::uint32_t& best) {
     if (!records_.attributed || refined_[best] != 0) return true;
     refined_[best] = 1;
     if (records_.layout.stride == 0) return true;
-    attributes_.merge(records_, stars_, mesh_of(v), v, candidates_.neighbours[best],
-                      stars_.vertex(v).position() + candidates_.offset(best), false, merge_scratch_);
+    attributes_.merge(records_, stars_, mesh_of(v), v, candidates_.neighbours[best], place_of(v, best), false,
+                      merge_scratch_);
     candidates_.keys[best] += merge_scratch_.cost;
   }
 }
@@ -419,7 +426,7 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
       return;
     }
     std::uint32_t const other = candidates_.neighbours[i];
-    Vec3 const place = stars_.vertex(v).position() + candidates_.offset(i);
+    Vec3 const place = place_of(v, i);
     Obstacle const obstacle = check(v, other, place);
     if (obstacle == Obstacle::kNone) {
       commit(v, other, place, candidates_.keys[i]);
@@ -464,6 +471,15 @@ void LadderBuilder::wake(std::uint32_t v) {
   if (live_components_ > 0) ++components_[component_of_[v]].active;
   stars_.vertex(v).bucket = kNotQueued;
   process(v, 0);
+}
+
+// Takes a vertex out: it has merged into another, or lost its last face.
+void LadderBuilder::retire(std::uint32_t v) {
+  Vertex& vertex = stars_.vertex(v);
+  if (live_components_ > 0 && vertex.bucket != kSetAside) --components_[component_of_[v]].active;
+  stars_.clear(v);
+  vertex.flags |= kDead;
+  vertex.bucket = kNotQueued;
 }
 
 // Touches what the next collapses will need, as the queue's order is not that of memory.
@@ -738,6 +754,7 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     before.add_triangle(face.before, -1);
     if ((stars_.vertex(face.opposite).flags & kIrregular) == 0) add(before, stars_.vertex(face.opposite));
     stars_.remove(face.opposite, face.face);
+    if (stars_.vertex(face.opposite).star_count == 0) retire(face.opposite);
     records_.face_death[face.face] = step_;
     --live_faces_;
   }
@@ -752,12 +769,9 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     if (!shared) ring_.push_back(v);
   }
 
-  stars_.clear(gone);
-  Vertex& dead = stars_.vertex(gone);
-  bool const gone_was_active = dead.bucket != kSetAside;
-  std::uint8_t const locked = static_cast<std::uint8_t>((dead.flags | stars_.vertex(kept).flags) & kLocked);
-  dead.flags |= kDead;
-  dead.bucket = kNotQueued;
+  std::uint8_t const locked =
+      static_cast<std::uint8_t>((stars_.vertex(gone).flags | stars_.vertex(kept).flags) & kLocked);
+  retire(gone);
   stars_.assign(kept, new_star_);
   Vertex& vertex = stars_.vertex(kept);
   bool const kept_was_active = vertex.bucket != kSetAside;
@@ -771,12 +785,11 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     refresh(kept);
   }
   for (std::uint32_t const v : ring_) {
-    if ((stars_.vertex(v).flags & kIrregular) != 0) refresh(v);
+    if ((stars_.vertex(v).flags & (kIrregular | kDead)) == kIrregular) refresh(v);
   }
   if (live_components_ > 0) {
     Component& component = components_[component_of_[kept]];
     component.active += kept_was_active ? 0U : 1U;
-    component.active -= gone_was_active ? 1U : 0U;
     component.member = kept;
   }
   finish_step();

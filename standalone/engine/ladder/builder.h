@@ -73,9 +73,11 @@ class LadderBuilder {
 
   // The queue.
   void process(std::uint32_t v, std::uint32_t current_bucket);
+  Vec3 place_of(std::uint32_t v, std::uint32_t candidate) const;
   bool cheapest(std::uint32_t v, std::uint32_t& best);
   void file(std::uint32_t v, BucketQueue::Bucket bucket);
   void set_aside(std::uint32_t v, std::array<std::uint8_t, kObstacles> const& obstacles);
+  void retire(std::uint32_t v);
   void wake(std::uint32_t v);
   void look_ahead() const;
 

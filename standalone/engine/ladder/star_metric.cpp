@@ -131,8 +131,9 @@ void evaluate(Stars const& stars, std::uint32_t v, Candidates& candidates) {
     LaneMask const has_planes = trace > splat(1e-30F);
     Lanes const scale = select(has_planes, one / select(has_planes, trace, one), zero);
     Lanes const prior = splat(kMidpointPrior);
-    Lanes const q0 = (aq0 + bq0) * scale + prior, q1 = (aq1 + bq1) * scale, q2 = (aq2 + bq2) * scale;
-    Lanes const q3 = (aq3 + bq3) * scale + prior, q4 = (aq4 + bq4) * scale, q5 = (aq5 + bq5) * scale + prior;
+    Lanes const s0 = (aq0 + bq0) * scale, q1 = (aq1 + bq1) * scale, q2 = (aq2 + bq2) * scale;
+    Lanes const s3 = (aq3 + bq3) * scale, q4 = (aq4 + bq4) * scale, s5 = (aq5 + bq5) * scale;
+    Lanes const q0 = s0 + prior, q3 = s3 + prior, q5 = s5 + prior;
 
     // Cofactors of the symmetric matrix.
     Lanes const c0 = q3 * q5 - q4 * q4, c1 = q2 * q4 - q1 * q5, c2 = q1 * q4 - q2 * q3;
@@ -141,13 +142,21 @@ void evaluate(Stars const& stars, std::uint32_t v, Candidates& candidates) {
     LaneMask const solvable = determinant > zero;
     Lanes const inverse = one / select(solvable, determinant, one);
 
+    Lanes const t0 = (bq0 * dx + bq1 * dy + bq2 * dz) * scale;
+    Lanes const t1 = (bq1 * dx + bq3 * dy + bq4 * dz) * scale;
+    Lanes const t2 = (bq2 * dx + bq4 * dy + bq5 * dz) * scale;
     Lanes const mid = prior * half;
-    Lanes const r0 = (bq0 * dx + bq1 * dy + bq2 * dz) * scale + mid * dx;
-    Lanes const r1 = (bq1 * dx + bq3 * dy + bq4 * dz) * scale + mid * dy;
-    Lanes const r2 = (bq2 * dx + bq4 * dy + bq5 * dz) * scale + mid * dz;
+    Lanes const r0 = t0 + mid * dx, r1 = t1 + mid * dy, r2 = t2 + mid * dz;
     Lanes px = (c0 * r0 + c1 * r1 + c2 * r2) * inverse;
     Lanes py = (c1 * r0 + c3 * r1 + c4 * r2) * inverse;
     Lanes pz = (c2 * r0 + c4 * r1 + c5 * r2) * inverse;
+    // Once more for what the planes still want, without the prior: it then only speaks where they are silent.
+    Lanes const u0 = t0 - (s0 * px + q1 * py + q2 * pz);
+    Lanes const u1 = t1 - (q1 * px + s3 * py + q4 * pz);
+    Lanes const u2 = t2 - (q2 * px + q4 * py + s5 * pz);
+    px += (c0 * u0 + c1 * u1 + c2 * u2) * inverse;
+    py += (c1 * u0 + c3 * u1 + c4 * u2) * inverse;
+    pz += (c2 * u0 + c4 * u1 + c5 * u2) * inverse;
 
     // Moved onto the plane of equal volume, along the direction that the quadric resists least.
     Lanes const n0 = an0 + bn0, n1 = an1 + bn1, n2 = an2 + bn2;
