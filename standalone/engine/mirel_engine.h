@@ -33,6 +33,8 @@ uint32_t mirel_engine_mesh_count(void);
 char const* mirel_engine_mesh_name(uint32_t mesh);
 // Distinct vertex positions of the mesh at the current step; before preparation, its vertices.
 uint32_t mirel_engine_vertex_count(uint32_t mesh);
+// Faces of the mesh at the current step that have three different, finite corners: preparation drops the others.
+uint32_t mirel_engine_usable_face_count(uint32_t mesh);
 // Lowest x, y, z, then highest x, y, z of the mesh at the current step; 0, and bounds untouched, where it has none.
 int mirel_engine_bounds(uint32_t mesh, float bounds[6]);
 // Faces over all meshes at a step of the current ladder; 0 without a ladder.

@@ -7,6 +7,8 @@
 #pragma GCC visibility pop
 
 #include <algorithm>
+#include <cmath>
+#include <cstddef>
 #include <limits>
 #include <memory>
 #include <new>
@@ -135,6 +137,25 @@ char const* mirel_engine_mesh_name(uint32_t mesh) {
 uint32_t mirel_engine_vertex_count(uint32_t mesh) {
   Mesh const* const m = mesh_of_newest_depot(mesh);
   return m == nullptr ? 0 : m->distinct_position_count();
+}
+
+uint32_t mirel_engine_usable_face_count(uint32_t mesh) {
+  Mesh const* const m = mesh_of_newest_depot(mesh);
+  float const* const vertices = m == nullptr ? nullptr : m->getVertices();
+  uint32_t const* const faces = m == nullptr ? nullptr : m->getFaces();
+  if (vertices == nullptr || faces == nullptr) {
+    return 0;
+  }
+  auto const same = [](float const* a, float const* b) { return std::equal(a, a + 3, b); };
+  uint32_t usable = 0;
+  for (std::size_t face = 0; face < m->getNumFaces(); ++face) {
+    float const* const a = vertices + std::size_t{faces[face * 3]} * 3;
+    float const* const b = vertices + std::size_t{faces[face * 3 + 1]} * 3;
+    float const* const c = vertices + std::size_t{faces[face * 3 + 2]} * 3;
+    auto const finite = [](float const* p) { return std::all_of(p, p + 3, [](float x) { return std::isfinite(x); }); };
+    usable += finite(a) && finite(b) && finite(c) && !same(a, b) && !same(b, c) && !same(c, a) ? 1U : 0U;
+  }
+  return usable;
 }
 
 int mirel_engine_bounds(uint32_t mesh, float bounds[6]) {
