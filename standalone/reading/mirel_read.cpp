@@ -36,14 +36,16 @@ class Progress : public Assimp::ProgressHandler {
   MirelReadProgress report_;
 };
 
-// Some readers only warn where a file stops in the middle; what they then deliver is not the file.
-class TruncationWatch : public Assimp::LogStream {
+// Some readers only warn where a file stops in the middle or contradicts itself; what they then deliver is not the
+// file.
+class DamageWatch : public Assimp::LogStream {
  public:
-  explicit TruncationWatch(std::string& found) : found_(found) {}
+  explicit DamageWatch(std::string& found) : found_(found) {}
 
   void write(char const* message) override {
     std::string const text = message;
-    for (char const* sign : {"unexpected EOF", "nexpected end of file", "nexpected end of", "is too small"}) {
+    for (char const* sign : {"unexpected EOF", "nexpected end of file", "nexpected end of", "is too small",
+                             "ertex index is out of range"}) {
       if (found_.empty() && text.find(sign) != std::string::npos) found_ = text;
     }
   }
@@ -55,7 +57,7 @@ class TruncationWatch : public Assimp::LogStream {
 // Puts a logger in place for the time of one reading.
 class LogScope {
  public:
-  explicit LogScope(std::string& truncation) : watch_(truncation) {
+  explicit LogScope(std::string& damage) : watch_(damage) {
     Assimp::DefaultLogger::create("", Assimp::Logger::NORMAL, 0);
     Assimp::DefaultLogger::get()->attachStream(&watch_, Assimp::Logger::Warn | Assimp::Logger::Err);
   }
@@ -67,7 +69,7 @@ class LogScope {
   }
 
  private:
-  TruncationWatch watch_;
+  DamageWatch watch_;
 };
 
 // One line: the message's own line breaks and its padding are of no use to the reader.
@@ -88,15 +90,15 @@ void set_options(Assimp::Importer& importer) {
 }
 
 std::string read_scene(char const* path, MirelReadProgress progress, MirelReadScene& scene) {
-  std::string truncation;
-  LogScope const log(truncation);
+  std::string damage;
+  LogScope const log(damage);
   Assimp::Importer importer;
   importer.SetProgressHandler(new Progress(progress));  // the importer deletes it
   set_options(importer);
   aiScene const* source = importer.ReadFile(path, 0);
   if (!source) return importer.GetErrorString();
-  if (!truncation.empty()) return "the file is cut short (" + truncation + ")";
-  mirel::reading::count_source(*source, scene);
+  if (!damage.empty()) return "the file is damaged (" + damage + ")";
+  if (auto problem = mirel::reading::count_source(*source, scene); !problem.empty()) return problem;
   source = importer.ApplyPostProcessing(aiProcess_Triangulate);
   if (!source) return importer.GetErrorString();
   return mirel::reading::build_scene(*source, scene);

@@ -115,12 +115,19 @@ struct Visit {
 
 }  // namespace
 
-void count_source(aiScene const& source, Scene& scene) {
+std::string count_source(aiScene const& source, Scene& scene) {
   for (unsigned int m = 0; m < source.mNumMeshes; ++m) {
     aiMesh const& mesh = *source.mMeshes[m];
     scene.source_points += mesh.mNumVertices;
-    for (unsigned int i = 0; i < mesh.mNumFaces; ++i) scene.source_polygons += mesh.mFaces[i].mNumIndices >= 3;
+    for (unsigned int i = 0; i < mesh.mNumFaces; ++i) {
+      aiFace const& face = mesh.mFaces[i];
+      bool const sound = std::all_of(face.mIndices, face.mIndices + face.mNumIndices,
+                                     [&](unsigned int index) { return index < mesh.mNumVertices; });
+      if (!sound) return "face " + std::to_string(i + 1) + " names a point that does not exist";
+      scene.source_polygons += face.mNumIndices >= 3;
+    }
   }
+  return {};
 }
 
 std::string build_scene(aiScene const& source, Scene& scene) {

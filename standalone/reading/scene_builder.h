@@ -32,8 +32,9 @@ struct Scene {
   std::uint64_t source_polygons = 0;
 };
 
-// Points and polygons over all meshes, each counted once whatever the nodes do with it.
-void count_source(aiScene const& source, Scene& scene);
+// Counts points and polygons over all meshes, each once whatever the nodes do with it. Returns what is wrong with
+// them, empty where nothing is.
+std::string count_source(aiScene const& source, Scene& scene);
 
 // Appends the materials and the triangles of a triangulated scene. Returns what is wrong with the scene, empty where
 // nothing is.

@@ -50,7 +50,7 @@ module CommandLine
       # A fault of the program's own: still one line, unless the developer asks for more.
       raise if ENV['MIREL_DEBUG']
 
-      fail_with("internal error: #{e.message.lines.first&.chomp} (#{e.class})")
+      fail_with("internal error: #{e.message[/\A[^\n]{0,200}/]} (#{e.class})")
     end
 
     private

@@ -103,6 +103,7 @@ module CommandLine
 
     def reduce(importer)
       @settings.each { |name, value| importer.public_send(:"#{name}=", value) }
+      Zu::Mirel::Importer.check_readable(@input)
       Zu::Mirel::ObjOutput.check_target(@output)
       @phases.run('read', "read #{@input}") { importer.import(@input) }
       output = Zu::Mirel::ObjOutput.new(importer)

@@ -28,6 +28,11 @@ module Zu
           call('mirel_engine_vertex_count', [mesh], Fiddle::TYPE_INT, &method(:unsigned))
         end
 
+        # @return [Integer, nil] faces of the mesh that have three different, finite corners
+        def usable_face_count(mesh)
+          call('mirel_engine_usable_face_count', [mesh], Fiddle::TYPE_INT, &method(:unsigned))
+        end
+
         # @return [Geom::BoundingBox, nil] of the mesh at the current step; empty where it has no vertex
         def bounds(mesh)
           corners = "\0".b * (6 * Fiddle::SIZEOF_FLOAT)

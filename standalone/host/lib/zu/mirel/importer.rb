@@ -41,6 +41,19 @@ module Zu
         reset_scene('')
       end
 
+      # Finds out, before any work, what would keep a file from being read.
+      # @param path [String]
+      # @raise [ImportError]
+      def self.check_readable(path)
+        reason = if !File.exist?(path) then 'there is no such file'
+                 elsif File.directory?(path) then 'it is a directory'
+                 elsif !File.file?(path) then 'it is not a regular file'
+                 elsif !File.readable?(path) then 'permission denied'
+                 elsif File.zero?(path) then 'it is empty'
+                 end
+        raise ImportError, "#{path}: #{reason}" if reason
+      end
+
       # Loads a file in place of what was there: OBJ and PLY by the native importers, anything else through polygon
       # meshes.
       # @param path [String]
@@ -48,7 +61,7 @@ module Zu
       # @raise [ImportError, NoFacesError] with one line that names the file and the reason
       def import(path)
         begin_load(path, File.basename(path, '.*'))
-        check_readable(path)
+        self.class.check_readable(path)
         case File.extname(path).downcase
         when '.obj' then import_with_obj_loader(path)
         when '.ply' then import_with_ply_loader(path)
@@ -87,11 +100,11 @@ module Zu
       end
 
       # @param ratio [Numeric] a share of the imported faces, above 0 and up to 1
-      # @return [Integer] the most faces that are no more than it, at least 1
+      # @return [Integer] the most faces that are no more than it; 0 where it is less than one face
       def faces_at(ratio)
         raise ArgumentError, "a ratio is above 0 and up to 1, not #{ratio}" unless ratio.positive? && ratio <= 1
 
-        [(faces_before * ratio).floor, 1].max
+        (faces_before * ratio).floor
       end
 
       # Prepares the meshes and builds the hierarchy with the present settings. The mesh is then at the step that the
@@ -101,10 +114,18 @@ module Zu
       def build_hierarchy
         raise Error, 'nothing has been imported' unless loaded?
         raise Error, "#{title}: not enough memory to build the simplification hierarchy" unless init_simplify
-        return self unless total_original_faces.zero?
 
-        close
-        raise NoFacesError, "#{title}: it has no faces with an area and finite coordinates"
+        refuse_unusable if total_original_faces.zero?
+        self
+      end
+
+      # Tells at once, without a build, whether there is anything to reduce.
+      # @return [self]
+      # @raise [NoFacesError]
+      def check_usable
+        counts = instances.map { |instance| Engine.usable_face_count(instance.definition.balancer_mesh_index) }
+        refuse_unusable if counts.all? { |count| count&.zero? }
+        self
       end
 
       # Why the mesh has no fewer faces: nil where the hierarchy goes on.
@@ -157,12 +178,21 @@ module Zu
         @mesh_depot_in_memory = false
       end
 
+      def inspect
+        "#<#{self.class} #{path || 'without a file'}, #{instances.size} meshes>"
+      end
+
       # Whether the model brought normals that say more than its faces do.
       def source_has_normals?
         @source_has_normals
       end
 
       private
+
+      def refuse_unusable
+        close
+        raise NoFacesError, "#{title}: it has no faces with three different corners and finite coordinates"
+      end
 
       def title
         path || root.name
@@ -191,19 +221,11 @@ module Zu
         raise
       end
 
-      def check_readable(path)
-        raise ImportError, 'there is no such file' unless File.exist?(path)
-        raise ImportError, 'it is a directory' if File.directory?(path)
-        raise ImportError, 'it is not a regular file' unless File.file?(path)
-        raise ImportError, 'permission denied' unless File.readable?(path)
-        raise ImportError, 'it is empty' if File.zero?(path)
-      end
-
       def import_with_obj_loader(path)
         return if import_obj(path)
 
         reason = Engine.load_error || 'it is not an OBJ file that can be read'
-        raise ImportError, reason.delete_prefix(path).sub(/\A:\s+/, '')
+        raise ImportError, reason
       end
 
       # The native importer takes the common layout only; the general reader takes the rest.
@@ -215,6 +237,7 @@ module Zu
         StatusProgressBar.instance.reset
         reset_scene(File.basename(path, '.*'))
         clear_balancer
+        header.check_body(path)
         capture_file(path, header)
       end
 
