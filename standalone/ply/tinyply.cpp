@@ -1,0 +1,2 @@
+#define TINYPLY_IMPLEMENTATION
+#include "tinyply.h"
