@@ -31,6 +31,11 @@ class LadderBuilder {
  private:
   enum class Obstacle : std::uint8_t { kNone, kTolerance, kLockedBoundary, kFoldover, kTopology };
   static constexpr std::size_t kObstacles = 4;
+  // Values of Vertex::bucket beside the queue's own.
+  static constexpr BucketQueue::Bucket kNotQueued = 0xFFFE;
+  static constexpr BucketQueue::Bucket kSetAside = 0xFFFF;
+  // Marks a component among the queue's items.
+  static constexpr std::uint32_t kComponentMark = 0x80000000U;
 
   // A face at one end of the edge that stays, with that end moved to the new place.
   struct Survivor {

@@ -1,0 +1,182 @@
+// Setting up: vertices in memory order, stars and their first sums, constraints.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+#include "standalone/engine/ladder/builder.h"
+
+namespace mirel::engine {
+
+namespace {
+
+// Two zero bits before each of the lowest ten bits.
+std::uint32_t spread_bits(std::uint32_t x) {
+  x &= 0x3FF;
+  x = (x | x << 16) & 0x030000FF;
+  x = (x | x << 8) & 0x0300F00F;
+  x = (x | x << 4) & 0x030C30C3;
+  x = (x | x << 2) & 0x09249249;
+  return x;
+}
+
+// Positions in the order of a space-filling curve (Morton 1966): neighbours in space become neighbours in memory.
+std::vector<std::uint32_t> morton_order(std::span<float const> positions) {
+  std::size_t const count = positions.size() / 3;
+  float low[3];
+  float high[3];
+  for (std::size_t k = 0; k < 3; ++k) {
+    low[k] = std::numeric_limits<float>::infinity();
+    high[k] = -low[k];
+  }
+  for (std::size_t i = 0; i < positions.size(); ++i) {
+    low[i % 3] = std::min(low[i % 3], positions[i]);
+    high[i % 3] = std::max(high[i % 3], positions[i]);
+  }
+  double extent = 0;
+  for (std::size_t k = 0; k < 3; ++k) extent = std::max(extent, double{high[k]} - double{low[k]});
+  double const steps = extent > 0 ? 1023.0 / extent : 0;
+
+  std::vector<std::uint32_t> codes(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    std::uint32_t code = 0;
+    for (std::size_t k = 0; k < 3; ++k) {
+      code |= spread_bits(static_cast<std::uint32_t>((double{positions[3 * i + k]} - double{low[k]}) * steps)) << k;
+    }
+    codes[i] = code;
+  }
+  std::vector<std::uint32_t> order(count);
+  std::iota(order.begin(), order.end(), 0U);
+  std::vector<std::uint32_t> sorted(count);
+  for (int shift = 0; shift < 30; shift += 10) {
+    std::array<std::uint32_t, 1025> starts{};
+    for (std::uint32_t const code : codes) ++starts[(code >> shift & 1023U) + 1];
+    for (std::size_t i = 1; i < starts.size(); ++i) starts[i] += starts[i - 1];
+    for (std::uint32_t const i : order) sorted[starts[codes[i] >> shift & 1023U]++] = i;
+    order.swap(sorted);
+  }
+  return order;
+}
+
+// 4 sqrt(3) area / sum of squared edges: 1 for an equilateral triangle, 0 for one without area.
+float quality(Vec3 normal, Vec3 e1, Vec3 e2) {
+  float const edges = squared_length(e1) + squared_length(e2) + squared_length(e2 - e1);
+  return edges > 0 ? 3.4641016F * std::sqrt(squared_length(normal)) / edges : 0;
+}
+
+}  // namespace
+
+void LadderBuilder::scale_to_unit() {
+  double extent = 0;
+  double largest = 0;
+  for (WedgeMesh const* mesh : records_.meshes) {
+    std::array<double, 3> low;
+    std::array<double, 3> high;
+    low.fill(std::numeric_limits<double>::infinity());
+    high.fill(-std::numeric_limits<double>::infinity());
+    for (std::size_t i = 0; i < mesh->vertices.size(); ++i) {
+      low[i % 3] = std::min(low[i % 3], double{mesh->vertices[i]});
+      high[i % 3] = std::max(high[i % 3], double{mesh->vertices[i]});
+      largest = std::max(largest, std::abs(double{mesh->vertices[i]}));
+    }
+    std::array<double, 3> centre{};
+    if (!mesh->vertices.empty()) {
+      for (std::size_t k = 0; k < 3; ++k) {
+        centre[k] = (low[k] + high[k]) / 2;
+        extent = std::max(extent, high[k] - low[k]);
+      }
+    }
+    centres_.push_back(centre);
+  }
+  // A power of two, so that scaling rounds nothing.
+  if (extent > 0) scale_ = std::ldexp(1.0, -std::ilogb(extent));
+  rounding_ = static_cast<float>(largest * scale_ * 0x1p-21);
+}
+
+// Gives every position a vertex, in space-filling order within each mesh, and lists the triangles of all meshes.
+void LadderBuilder::number_vertices(std::vector<std::uint32_t>& triangles) {
+  vertex_base_.push_back(0);
+  for (WedgeMesh const* mesh : records_.meshes) vertex_base_.push_back(vertex_base_.back() + mesh->position_count);
+  std::uint32_t const vertex_count = vertex_base_.back();
+  lowest_of_.resize(vertex_count);
+  if (!records_.attributed) node_of_.resize(vertex_count);
+  triangles.resize(std::size_t{records_.face_count()} * 3);
+
+  for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
+    WedgeMesh const& mesh = *records_.meshes[m];
+    std::vector<float> positions(std::size_t{mesh.position_count} * 3);
+    for (std::size_t w = 0; w < mesh.vertex_count(); ++w) {
+      std::copy_n(mesh.vertices.data() + 3 * w, 3, positions.data() + std::size_t{3} * mesh.position_of[w]);
+    }
+    std::vector<std::uint32_t> const order = morton_order(positions);
+    std::vector<std::uint32_t> slot_of(mesh.position_count);
+    std::uint32_t const base = vertex_base_[m];
+    for (std::uint32_t i = 0; i < order.size(); ++i) {
+      slot_of[order[i]] = base + i;
+      lowest_of_[base + i] = order[i];
+      if (!records_.attributed) node_of_[base + i] = records_.wedge_base[m] + order[i];
+    }
+    for (std::size_t i = 0; i < mesh.faces.size(); ++i) {
+      triangles[std::size_t{records_.face_base[m]} * 3 + i] = slot_of[mesh.position_of[mesh.faces[i]]];
+    }
+  }
+}
+
+void LadderBuilder::sum_stars(std::span<std::uint32_t const> triangles) {
+  for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
+    WedgeMesh const& mesh = *records_.meshes[m];
+    std::vector<std::uint32_t> first_wedge(mesh.position_count, kNone);
+    for (std::uint32_t w = mesh.vertex_count(); w-- > 0;) first_wedge[mesh.position_of[w]] = w;
+    for (std::uint32_t v = vertex_base_[m]; v < vertex_base_[m + 1]; ++v) {
+      float const* const p = mesh.vertices.data() + std::size_t{3} * first_wedge[lowest_of_[v]];
+      auto const local = [&](std::size_t k) { return static_cast<float>((double{p[k]} - centres_[m][k]) * scale_); };
+      stars_.vertex(v).set_position({local(0), local(1), local(2)});
+    }
+  }
+  for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
+    Vertex& a = stars_.vertex(triangles[corner]);
+    Vertex& b = stars_.vertex(triangles[corner + 1]);
+    Vertex& c = stars_.vertex(triangles[corner + 2]);
+    StarSums sums;
+    sums.add_triangle(cross(b.position() - a.position(), c.position() - a.position()), 1);
+    add(sums, a);
+    add(sums, b);
+    add(sums, c);
+  }
+  for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
+    if (!is_regular(v)) refresh(v);
+  }
+}
+
+void LadderBuilder::lock_boundaries() {
+  for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
+    Vertex& vertex = stars_.vertex(v);
+    if ((vertex.flags & kBoundary) != 0) vertex.flags |= kLocked;
+  }
+}
+
+// Corners of faces without area come first: no cost is needed to see that they can go.
+void LadderBuilder::mark_flat_faces(std::span<std::uint32_t const> triangles) {
+  for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
+    Vec3 const a = stars_.vertex(triangles[corner]).position();
+    Vec3 const e1 = stars_.vertex(triangles[corner + 1]).position() - a;
+    Vec3 const e2 = stars_.vertex(triangles[corner + 2]).position() - a;
+    if (quality(cross(e1, e2), e1, e2) > 1e-6F) continue;
+    for (std::size_t k = 0; k < 3; ++k) stars_.vertex(triangles[corner + k]).flags |= kUrgent;
+  }
+}
+
+void LadderBuilder::start_guards() {
+  for (WedgeMesh const* mesh : records_.meshes) {
+    std::vector<float> positions(std::size_t{mesh->position_count} * 3);
+    std::vector<std::uint32_t> faces(mesh->faces.size());
+    for (std::size_t w = 0; w < mesh->vertex_count(); ++w) {
+      std::copy_n(mesh->vertices.data() + 3 * w, 3, positions.data() + std::size_t{3} * mesh->position_of[w]);
+    }
+    for (std::size_t i = 0; i < faces.size(); ++i) faces[i] = mesh->position_of[mesh->faces[i]];
+    guards_.push_back(std::make_unique<DeviationGuard>(positions, faces, options_.tolerance));
+  }
+}
+
+}  // namespace mirel::engine

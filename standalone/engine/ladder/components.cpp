@@ -1,0 +1,86 @@
+// Components that can be reduced no further go whole.
+#include <algorithm>
+#include <utility>
+
+#include "standalone/engine/ladder/builder.h"
+
+namespace mirel::engine {
+
+// Lists the vertices and faces that hang together with `member`.
+void LadderBuilder::gather_component(std::uint32_t member) {
+  component_vertices_.assign(1, member);
+  component_faces_.clear();
+  stars_.vertex(member).flags |= kVisited;
+  for (std::size_t i = 0; i < component_vertices_.size(); ++i) {
+    for (StarEntry const& entry : std::as_const(stars_).star(component_vertices_[i])) {
+      if (entry.corner() == 0) component_faces_.push_back(entry.face());
+      for (std::uint32_t const v : {entry.next, entry.previous}) {
+        Vertex& neighbour = stars_.vertex(v);
+        if ((neighbour.flags & kVisited) != 0) continue;
+        neighbour.flags |= kVisited;
+        component_vertices_.push_back(v);
+      }
+    }
+  }
+  for (std::uint32_t const v : component_vertices_) {
+    stars_.vertex(v).flags = static_cast<std::uint8_t>(stars_.vertex(v).flags & ~kVisited);
+  }
+}
+
+// Components are told apart when the first vertex is set aside: before that none can be stuck.
+void LadderBuilder::find_components() {
+  components_known_ = true;
+  component_of_.assign(stars_.vertex_count(), kNone);
+  for (std::uint32_t seed = 0; seed < stars_.vertex_count(); ++seed) {
+    if ((stars_.vertex(seed).flags & kDead) != 0 || component_of_[seed] != kNone) continue;
+    auto const id = static_cast<std::uint32_t>(components_.size());
+    gather_component(seed);
+    Component component;
+    component.member = seed;
+    for (std::uint32_t const v : component_vertices_) {
+      component_of_[v] = id;
+      component.active += stars_.vertex(v).bucket != kSetAside ? 1U : 0U;
+      component.locked |= (stars_.vertex(v).flags & kLocked) != 0;
+    }
+    components_.push_back(component);
+  }
+  live_components_ = static_cast<std::uint32_t>(components_.size());
+  for (std::uint32_t id = 0; id < components_.size(); ++id) {
+    if (components_[id].active == 0) offer_component(id);
+  }
+}
+
+// Puts a stuck component into the queue, at the cost of moving all of it to its middle. Under a tolerance none goes:
+// what it answered for would have no surface near it.
+void LadderBuilder::offer_component(std::uint32_t component) {
+  if (components_[component].locked || options_.tolerance > 0) return;
+  gather_component(components_[component].member);
+  Vec3 middle;
+  for (std::uint32_t const v : component_vertices_) middle = middle + stars_.vertex(v).position();
+  middle = middle * (1.0F / static_cast<float>(component_vertices_.size()));
+  float radius2 = 0;
+  float weight = 0;
+  for (std::uint32_t const v : component_vertices_) {
+    radius2 = std::max(radius2, squared_length(stars_.vertex(v).position() - middle));
+    for (StarEntry const& entry : std::as_const(stars_).star(v)) weight += face_weight(triangle_normal(v, entry)) / 3;
+  }
+  queue_.push(kComponentMark | component, BucketQueue::bucket_of(std::max(weight * radius2, kKeyFloor)));
+}
+
+void LadderBuilder::remove_component(std::uint32_t component) {
+  // The last one stays: a mesh that was there is still there.
+  if (live_components_ <= 1 || components_[component].gone || components_[component].active != 0) return;
+  components_[component].gone = true;
+  --live_components_;
+  gather_component(components_[component].member);
+  ++step_;
+  for (std::uint32_t const v : component_vertices_) {
+    stars_.clear(v);
+    stars_.vertex(v).flags |= kDead;
+  }
+  for (std::uint32_t const face : component_faces_) records_.face_death[face] = step_;
+  live_faces_ -= static_cast<std::uint32_t>(component_faces_.size());
+  finish_step();
+}
+
+}  // namespace mirel::engine
