@@ -60,7 +60,7 @@ bool request(PlyInput& input, Requested& data, char const* element, std::vector<
   }
 }
 
-// The buffer byte for byte, if it holds exactly one record of 32-bit values per element.
+// The buffer byte for byte, if its size proves one record of three 32-bit values per element.
 template <typename Record>
 std::vector<Record> copyRecords(Requested const& data) {
   if (data == nullptr || data->buffer.size_bytes() != data->count * sizeof(Record)) {
@@ -80,6 +80,11 @@ void readRecords(PlyInput& input) {
   }
   input.positionRecords = copyRecords<Position>(input.positions);
   input.triangleRecords = copyRecords<Triangle>(input.triangles);
+  // 32 bits are not enough: an integer position has them too.
+  if (input.positions->t != tinyply::Type::FLOAT32 ||
+      (input.triangles->t != tinyply::Type::INT32 && input.triangles->t != tinyply::Type::UINT32)) {
+    throw std::runtime_error("not float positions and integer indices");
+  }
   std::size_t const count = input.positionRecords.size();
   for (Triangle const& triangle : input.triangleRecords) {
     if (triangle.a >= count || triangle.b >= count || triangle.c >= count) {

@@ -1,0 +1,42 @@
+# frozen_string_literal: true
+
+# Runs every conformance test: ruby tests/conformance/run.rb BUILD_DIR [NAME…]
+#
+# Each file runs in a process of its own, because the extension keeps one state per process, with the recording SDK
+# ahead of the real one on the library path. Prints minitest's summary of each file and the sums; the exit status is
+# 0 only when every file ran and none failed.
+require "open3"
+require "rbconfig"
+
+build, *names = ARGV
+abort "usage: ruby run.rb BUILD_DIR [NAME...]" unless build
+
+folder = __dir__
+build = File.expand_path(build)
+recording = File.join(build, "tests", "conformance", "recording")
+path_variable = RUBY_PLATFORM.include?("darwin") ? "DYLD_LIBRARY_PATH" : "LD_LIBRARY_PATH"
+# These use the library that is built beside the extension.
+real_sdk = %w[leak]
+
+files = Dir[File.join(folder, "*_test.rb")].sort
+files.select! { |file| names.include?(File.basename(file, "_test.rb")) } unless names.empty?
+abort "no such test" if files.empty?
+
+sums = Hash.new(0)
+failed = []
+files.each do |file|
+  name = File.basename(file, "_test.rb")
+  environment = { "MIREL_BUILD" => build }
+  environment[path_variable] = [recording, ENV[path_variable]].compact.join(":") unless real_sdk.include?(name)
+  output, status = Open3.capture2e(environment, RbConfig.ruby, "-W", "-I", File.join(folder, "support"), file)
+  summary = output[/^\d+ runs, .*$/]
+  failed << name unless status.success? && summary
+  summary.to_s.scan(/(\d+) (\w+)/) { |count, what| sums[what] += count.to_i }
+  puts "== #{name}: #{summary || "ended without a summary (#{status})"}"
+  puts output unless status.success? && summary && !summary.match?(/[1-9]\d* skips/)
+end
+
+puts
+puts "#{files.size} files: #{%w[runs assertions failures errors skips].map { |what| "#{sums[what]} #{what}" }.join(", ")}"
+puts "failed: #{failed.join(", ")}" unless failed.empty?
+exit failed.empty? ? 0 : 1

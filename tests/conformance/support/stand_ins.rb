@@ -1,0 +1,186 @@
+# frozen_string_literal: true
+
+# Small recording stand-ins for the host's modules and for the plugin's Ruby half. Every call that reaches one of
+# them is an event: a line in the recorder's log, and a chance for a test to step in.
+module Events
+  class << self
+    # Called with the event's place in the run (0-based) and its name.
+    attr_accessor :hook
+    attr_accessor :count
+
+    def emit(name, *arguments)
+      Recorder.note([name, *arguments.map(&:inspect)].join(" "))
+      index = count
+      self.count += 1
+      hook&.call(index, name)
+    end
+
+    def reset
+      self.hook = nil
+      self.count = 0
+    end
+  end
+end
+Events.reset
+
+# What the extension prints becomes part of the log.
+module Kernel
+  def self.puts(*arguments) = Events.emit("Kernel.puts", *arguments)
+  def self.print(*arguments) = Events.emit("Kernel.print", *arguments)
+end
+
+module UI
+  def self.messagebox(*arguments)
+    Events.emit("UI.messagebox", *arguments)
+    :pressed
+  end
+end
+
+module Sketchup
+  class Color
+    attr_reader :components
+
+    def initialize(*components)
+      @components = components
+      Events.emit("Color.new", *components)
+    end
+
+    def inspect = "Color(#{components.join(",")})"
+  end
+end
+
+module Geom
+  # A point or vector whose coordinates are events.
+  class Point3d
+    def initialize(kind, coordinates)
+      @kind = kind
+      @coordinates = coordinates
+    end
+
+    %i[x y z].each_with_index do |axis, place|
+      define_method(axis) do
+        Events.emit("#{@kind}.#{axis}")
+        @coordinates[place]
+      end
+    end
+  end
+
+  # A polygon mesh given as corners: every point index names one entry of each table.
+  class PolygonMesh
+    attr_writer :count_polygons
+    attr_accessor :polygon_list, :points, :normals, :uvs
+
+    def initialize(polygons, points: {}, normals: {}, uvs: {})
+      @polygon_list = polygons
+      @points = points
+      @normals = normals
+      @uvs = uvs
+    end
+
+    def polygons
+      Events.emit("mesh.polygons")
+      polygon_list
+    end
+
+    def count_polygons
+      Events.emit("mesh.count_polygons")
+      @count_polygons || polygon_list.length
+    end
+
+    def point_at(index)
+      Events.emit("mesh.point_at", index)
+      Point3d.new("point", points.fetch(index) { [index || 0, 0.5, 0.25] })
+    end
+
+    def normal_at(index)
+      Events.emit("mesh.normal_at", index)
+      Point3d.new("normal", normals.fetch(index, [0.0, 0.0, 1.0]))
+    end
+
+    def uv_at(index, front)
+      Events.emit("mesh.uv_at", index, front)
+      Point3d.new("uv", uvs.fetch(index, [0.125, 0.75, 2.0]))
+    end
+
+    def inspect = "PolygonMesh"
+  end
+end
+
+IDENTITY = :identity
+
+module Zu
+  module Mirel
+    class NoFacesError < StandardError; end
+
+    class StatusProgressBar
+      def self.instance
+        @instance ||= new("bar")
+      end
+
+      def initialize(name)
+        @name = name
+      end
+
+      %i[update_message task_name= task_max_count= task_max_count== progress=].each do |name|
+        define_method(name) { |value| Events.emit("#{@name}.#{name}", value) }
+      end
+
+      def update = Events.emit("#{@name}.update")
+    end
+
+    class Importer
+      DEFAULTS = {
+        maintain_uvs?: true, maintain_normals?: true,
+        join_vertices_threshold: 0.5, join_normals_threshold: 2.5, join_uvs_threshold: 0.25,
+        lock_surface_boundaries?: false, prevent_xy_foldovers?: false, prevent_uv_foldovers?: false,
+        use_tolerance?: false, get_scaled_error_tolerance: 0.75, face_limit: 0
+      }.freeze
+
+      attr_accessor :settings, :textured
+
+      def initialize(**settings)
+        @settings = DEFAULTS.merge(settings)
+        @textured = true
+      end
+
+      DEFAULTS.each_key do |name|
+        define_method(name) do
+          Events.emit("importer.#{name}")
+          settings.fetch(name)
+        end
+      end
+
+      def material_has_texture?(key)
+        Events.emit("importer.material_has_texture?", key)
+        textured
+      end
+
+      def get_root_definition
+        Events.emit("importer.get_root_definition")
+        :root
+      end
+
+      def get_mesh_name(node, index)
+        Events.emit("importer.get_mesh_name", node, index)
+        "mesh #{index}"
+      end
+
+      def add_material(name, color, texture)
+        Events.emit("importer.add_material", name, color, texture)
+        "handle of #{name}"
+      end
+
+      def get_texture_relative_path(base, path)
+        Events.emit("importer.get_texture_relative_path", base, path)
+        "relative #{path}"
+      end
+
+      def add_instance(*arguments) = Events.emit("importer.add_instance", *arguments)
+      def task_name=(name)
+        Events.emit("importer.task_name=", name)
+      end
+      def update = Events.emit("importer.update")
+      def inspect = "importer"
+    end
+  end
+end
