@@ -5,10 +5,12 @@
 // distance of one triangle is within that distance everywhere. No sampling is involved.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 
-#include "standalone/engine/deviation/vec.h"
+#include "standalone/engine/deviation/triangle_frame.h"
 
 namespace mirel::engine {
 
@@ -97,5 +99,32 @@ struct ConvexPiece {
     }
   }
 };
+
+// Cuts the piece by the side plane of the triangle that parts `beyond`, a corner of the piece, from it most clearly.
+// False when no side plane has corners of the piece on both sides, with some width on the inner one.
+inline bool cut_along_edge(ConvexPiece const& piece, TriangleFrame const& triangle, Vec beyond, ConvexPiece& inside,
+                           ConvexPiece& outside) {
+  constexpr double kLeastPart = 1e-3;
+  if (!triangle.has_plane()) return false;
+  std::size_t edge = 0;
+  double lowest = 0;
+  for (std::size_t k = 0; k < 3; ++k) {
+    double const d = triangle.edge_distance(k, beyond);
+    if (d < lowest) {
+      lowest = d;
+      edge = k;
+    }
+  }
+  if (!(lowest < 0)) return false;
+  std::array<double, ConvexPiece::kMaxCorners> value{};
+  double highest = 0;
+  for (std::uint32_t i = 0; i < piece.count; ++i) {
+    value[i] = triangle.edge_distance(edge, piece.corners[i]);
+    highest = std::max(highest, value[i]);
+  }
+  if (!(highest > -kLeastPart * lowest)) return false;
+  piece.split(value, inside, outside);
+  return true;
+}
 
 }  // namespace mirel::engine

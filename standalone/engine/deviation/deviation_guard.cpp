@@ -36,6 +36,11 @@ constexpr double kFirstRadius = 1.0 / 32;
 constexpr double kRadiusGrowth = 4;
 // Parts of a face smaller than this part of the radius are given up: they are all but beyond it.
 constexpr double kLeastPieceOfRadius = 1.0 / 64;
+// How much farther than the old faces a new one may be, as part of the radius, to be taken by comparison with them
+// alone, and what that comparison may cost for each old face. Beyond it the tree is quicker, and its answer leaves more
+// room for later changes.
+constexpr double kStepOfRadius = 1.0 / 16;
+constexpr std::int64_t kStepBudget = 48;
 constexpr std::int64_t kBudget = 200'000;
 constexpr std::int64_t kBudgetPerOriginal = 256;
 constexpr std::int64_t kCostOfTreeQuery = 32;
@@ -99,7 +104,7 @@ struct DeviationGuard::Data {
   // Scratch.
   PieceCover cover;
   std::vector<CoverTriangle> extra;
-  std::vector<CoverTriangle const*> choice;
+  std::vector<CoverTriangle const*> choice;  // candidates of one cover
   std::vector<std::uint32_t> used;
   struct TreePiece {
     ConvexPiece piece;
@@ -110,15 +115,16 @@ struct DeviationGuard::Data {
   Data(std::span<float const> positions, std::span<std::uint32_t const> faces, float given);
 
   void make_frame(CoverTriangle& triangle, Corners const& c, double offset, std::uint32_t face) const {
-    triangle.frame = TriangleFrame(load(c[0].data()), load(c[1].data()), load(c[2].data()));
+    auto const [p0, p1, p2] = loaded(c);
+    triangle.frame = TriangleFrame(p0, p1, p2);
     triangle.offset = offset;
     triangle.face = face;
   }
-  ConvexPiece piece_of(Corners const& c) const {
-    return ConvexPiece::triangle(load(c[0].data()), load(c[1].data()), load(c[2].data()));
+  static std::array<Vec, 3> loaded(Corners const& c) {
+    return {load(c[0].data()), load(c[1].data()), load(c[2].data())};
   }
-  ConvexPiece piece_of_slot(std::uint32_t slot) const {
-    return ConvexPiece::triangle(original.corner(slot, 0), original.corner(slot, 1), original.corner(slot, 2));
+  std::array<Vec, 3> corners_of_slot(std::uint32_t slot) const {
+    return {original.corner(slot, 0), original.corner(slot, 1), original.corner(slot, 2)};
   }
 
   bool take_question(std::span<std::uint32_t const> removed, std::span<ChangedFace const> asked,
@@ -126,9 +132,9 @@ struct DeviationGuard::Data {
   void gather_obligations();
   bool attempt(double r);
   bool covers_original(Obligation const& obligation, double r, std::size_t& hint);
-  void gather_choice(std::uint32_t slot, ConvexPiece const& piece, double r);
+  void gather_choice(std::uint32_t slot, std::array<Vec, 3> const& triangle, Vec centre, double r);
   bool stays_near_original(std::size_t index, double r);
-  bool within_tree(ConvexPiece const& whole, double r, double& worst);
+  bool within_tree(std::array<Vec, 3> const& whole, double r, double& worst);
 };
 
 DeviationGuard::Data::Data(std::span<float const> positions, std::span<std::uint32_t const> faces, float given)
@@ -210,7 +216,7 @@ void DeviationGuard::Data::gather_obligations() {
 
 // Everything that may cover the original in the slot: the new faces, the neighbours, and untouched faces that answer
 // for it already; only those near enough to reach some point of it.
-void DeviationGuard::Data::gather_choice(std::uint32_t slot, ConvexPiece const& piece, double r) {
+void DeviationGuard::Data::gather_choice(std::uint32_t slot, std::array<Vec, 3> const& triangle, Vec centre, double r) {
   if (!around_ready) {
     around.resize(neighbours.size());
     for (std::size_t i = 0; i < neighbours.size(); ++i) make_frame(around[i], corners[neighbours[i]], 0, neighbours[i]);
@@ -224,19 +230,20 @@ void DeviationGuard::Data::gather_choice(std::uint32_t slot, ConvexPiece const& 
     make_frame(extra.back(), corners[face], 0, face);
   }
   choice.clear();
-  Vec const centre = piece.centre();
-  double const near = r + piece.radius_around(centre);
+  double size = 0;
+  for (Vec const& corner : triangle) size = std::max(size, length(corner - centre));
+  double const near = r + size;
   for (std::vector<CoverTriangle> const* list : {&fresh, &around, &extra}) {
-    for (CoverTriangle const& triangle : *list) {
-      if (triangle.frame.squared_distance(centre) <= near * near) choice.push_back(&triangle);
+    for (CoverTriangle const& candidate : *list) {
+      if (candidate.frame.squared_distance(centre) <= near * near) choice.push_back(&candidate);
     }
   }
   cover.budget -= static_cast<std::int64_t>(fresh.size() + around.size() + extra.size());
 }
 
 bool DeviationGuard::Data::covers_original(Obligation const& obligation, double r, std::size_t& hint) {
-  ConvexPiece const piece = piece_of_slot(obligation.slot);
-  Vec const centre = piece.centre();
+  std::array<Vec, 3> const piece = corners_of_slot(obligation.slot);
+  Vec const centre = (1.0 / 3) * (piece[0] + piece[1] + piece[2]);
   if (hint < fresh.size() && fresh[hint].frame.projects_inside(centre)) {
     double const d = cover.reach(piece, fresh[hint], r);
     if (d <= r) {
@@ -260,7 +267,7 @@ bool DeviationGuard::Data::covers_original(Obligation const& obligation, double 
   if (!inside) {
     // The nearest face is the one to answer: taking any that is within reach would let the assignment drift away
     // over many changes until it fails for no fault of the surface.
-    gather_choice(obligation.slot, piece, r);
+    gather_choice(obligation.slot, piece, centre, r);
     for (CoverTriangle const* triangle : choice) {
       double const d = cover.reach(piece, *triangle, std::min(best, r));
       if (d < best) {
@@ -276,19 +283,15 @@ bool DeviationGuard::Data::covers_original(Obligation const& obligation, double 
   }
   used.clear();
   if (choice.empty() || !cover.covers(piece, choice, r, reached, used)) return false;
-  for (std::uint32_t const face : used) {
-    if (outcome.empty() || outcome.back().slot != obligation.slot || outcome.back().face != face) {
-      outcome.push_back({obligation.slot, face});
-    }
-  }
+  for (std::uint32_t const face : used) outcome.push_back({obligation.slot, face});
   return true;
 }
 
 // Cuts the piece against the original until each part is within r of it. The distance to the original changes by no
 // more than the way one goes, so a part is within reach when its centre is, with its radius to spare.
-bool DeviationGuard::Data::within_tree(ConvexPiece const& whole, double r, double& worst) {
+bool DeviationGuard::Data::within_tree(std::array<Vec, 3> const& whole, double r, double& worst) {
   tree_stack.clear();
-  tree_stack.push_back({whole, TriangleBvh::kNoSlot});
+  tree_stack.push_back({ConvexPiece::triangle(whole[0], whole[1], whole[2]), TriangleBvh::kNoSlot});
   while (!tree_stack.empty()) {
     if ((cover.budget -= kCostOfTreeQuery) < 0) return false;
     ConvexPiece const piece = tree_stack.back().piece;
@@ -335,17 +338,24 @@ bool DeviationGuard::Data::stays_near_original(std::size_t index, double r) {
     }
     before_ready = true;
   }
-  ConvexPiece const piece = piece_of(changed[index].corners);
+  std::array<Vec, 3> const piece = loaded(changed[index].corners);
   choice.clear();
-  Vec const centre = piece.centre();
-  double const near = r + piece.radius_around(centre);
+  double farthest_before = 0;
   for (CoverTriangle const& triangle : before) {
-    double const room = near - triangle.offset;
-    if (room >= 0 && triangle.frame.squared_distance(centre) <= room * room) choice.push_back(&triangle);
+    if (triangle.offset + kStepOfRadius * r > r) continue;
+    farthest_before = std::max(farthest_before, triangle.offset);
+    choice.push_back(&triangle);
   }
   double worst = 0;
-  used.clear();
-  bool near_enough = !choice.empty() && cover.covers(piece, choice, r, worst, used);
+  bool near_enough = false;
+  if (!choice.empty()) {
+    used.clear();
+    std::int64_t const rest = cover.budget;
+    std::int64_t const spend = std::min(rest, kStepBudget * static_cast<std::int64_t>(choice.size()));
+    cover.budget = spend;
+    near_enough = cover.covers(piece, choice, farthest_before + kStepOfRadius * r, worst, used);
+    cover.budget += rest - spend;
+  }
   if (!near_enough) {
     worst = 0;
     near_enough = within_tree(piece, r, worst);

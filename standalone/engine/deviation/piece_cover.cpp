@@ -1,7 +1,7 @@
 #include "standalone/engine/deviation/piece_cover.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <limits>
 
 namespace mirel::engine {
@@ -14,105 +14,191 @@ constexpr double kLeastPieceOfRadius = 1.0 / 64;
 
 }  // namespace
 
-bool cut_along_edge(ConvexPiece const& piece, TriangleFrame const& triangle, Vec beyond, ConvexPiece& inside,
-                    ConvexPiece& outside) {
-  if (!triangle.has_plane()) return false;
+double PieceCover::reach(std::array<Vec, 3> const& corners, CoverTriangle const& triangle, double limit) {
+  double const far = std::numeric_limits<double>::infinity();
+  double const room = limit - triangle.offset;
+  if (!(room >= 0)) return far;
+  double worst = 0;
+  for (Vec const& corner : corners) {
+    --budget;
+    worst = std::max(worst, triangle.frame.squared_distance(corner));
+    if (!(worst <= room * room)) return far;
+  }
+  return std::sqrt(worst) + triangle.offset;
+}
+
+// False when the corner is beyond the radius of every candidate.
+bool PieceCover::add_corner(Vec at, std::span<CoverTriangle const* const> candidates, double radius,
+                            std::uint32_t& corner) {
+  corner = static_cast<std::uint32_t>(corners_.size());
+  Corner added{at, 0, 0};
+  double best = std::numeric_limits<double>::infinity();
+  for (std::size_t c = 0; c < candidates.size(); ++c) {
+    double const d = std::sqrt(candidates[c]->frame.squared_distance(at)) + candidates[c]->offset;
+    distances_.push_back(d);
+    if (d <= radius) added.within |= std::uint64_t{1} << c;
+    if (d < best) {
+      best = d;
+      added.nearest = static_cast<std::uint32_t>(c);
+    }
+  }
+  budget -= static_cast<std::int64_t>(candidates.size());
+  corners_.push_back(added);
+  return added.within != 0;
+}
+
+// Cuts the part by the side plane of the candidate that parts the candidate's farthest corner from it most clearly.
+// False when no side plane has corners on both sides.
+bool PieceCover::cut(Part const& part, std::uint32_t candidate, std::span<CoverTriangle const* const> candidates,
+                     double radius, bool& within_reach) {
+  TriangleFrame const& frame = candidates[candidate]->frame;
+  if (!frame.has_plane()) return false;
+  std::uint32_t farthest = 0;
+  double most = -1;
+  for (std::uint32_t i = 0; i < part.count; ++i) {
+    double const d = distances_[part.corners[i] * candidates.size() + candidate];
+    if (d > most) {
+      most = d;
+      farthest = part.corners[i];
+    }
+  }
   std::size_t edge = 0;
   double lowest = 0;
   for (std::size_t k = 0; k < 3; ++k) {
-    double const d = triangle.edge_distance(k, beyond);
+    double const d = frame.edge_distance(k, corners_[farthest].at);
     if (d < lowest) {
       lowest = d;
       edge = k;
     }
   }
   if (!(lowest < 0)) return false;
-  std::array<double, ConvexPiece::kMaxCorners> value{};
+  std::array<double, kMaxCorners> value{};
   double highest = 0;
-  for (std::uint32_t i = 0; i < piece.count; ++i) {
-    value[i] = triangle.edge_distance(edge, piece.corners[i]);
+  for (std::uint32_t i = 0; i < part.count; ++i) {
+    value[i] = frame.edge_distance(edge, corners_[part.corners[i]].at);
     highest = std::max(highest, value[i]);
   }
   if (!(highest > -kLeastPart * lowest)) return false;
-  piece.split(value, inside, outside);
+
+  Part inside{{}, 0};
+  Part outside{{}, 0};
+  auto const add = [](Part& to, std::uint32_t corner) { to.corners[to.count++] = corner; };
+  if (part.count == kMaxCorners) {
+    // No room for another corner: halved along a diagonal, which loses nothing either.
+    for (std::uint32_t i = 0; i <= kMaxCorners / 2; ++i) add(inside, part.corners[i]);
+    for (std::uint32_t i = kMaxCorners / 2; i < kMaxCorners; ++i) add(outside, part.corners[i]);
+    add(outside, part.corners[0]);
+  } else {
+    for (std::uint32_t i = 0; i < part.count; ++i) {
+      std::uint32_t const j = i + 1 == part.count ? 0 : i + 1;
+      add(value[i] >= 0 ? inside : outside, part.corners[i]);
+      if ((value[i] >= 0) == (value[j] >= 0)) continue;
+      Vec const a = corners_[part.corners[i]].at;
+      Vec const b = corners_[part.corners[j]].at;
+      std::uint32_t corner = 0;
+      if (!add_corner(a + (value[i] / (value[i] - value[j])) * (b - a), candidates, radius, corner)) {
+        within_reach = false;
+        return true;
+      }
+      add(inside, corner);
+      add(outside, corner);
+    }
+  }
+  stack_.push_back(outside);
+  stack_.push_back(inside);
   return true;
 }
 
-double PieceCover::reach(ConvexPiece const& piece, CoverTriangle const& triangle, double limit) {
-  double const far = std::numeric_limits<double>::infinity();
-  double const room = limit - triangle.offset;
-  if (!(room >= 0)) return far;
-  double worst = 0;
-  for (std::uint32_t i = 0; i < piece.count; ++i) {
-    --budget;
-    worst = std::max(worst, triangle.frame.squared_distance(piece.corners[i]));
-    if (!(worst <= room * room)) return far;
+// Cuts the part in two. False when that shows a point beyond the radius, or there is nothing sensible left to cut.
+bool PieceCover::split(Part const& part, std::span<CoverTriangle const* const> candidates, double radius) {
+  bool within_reach = true;
+  for (std::uint32_t i = 0; i < part.count; ++i) {
+    std::uint32_t const nearest = corners_[part.corners[i]].nearest;
+    if (i > 0 && nearest == corners_[part.corners[i - 1]].nearest) continue;
+    if (cut(part, nearest, candidates, radius, within_reach)) return within_reach;
   }
-  return std::sqrt(worst) + triangle.offset;
+  std::uint32_t longest = 0;
+  double squared = -1;
+  for (std::uint32_t i = 0; i < part.count; ++i) {
+    Vec const e = corners_[part.corners[(i + 1) % part.count]].at - corners_[part.corners[i]].at;
+    double const s = dot(e, e);
+    if (s > squared) {
+      squared = s;
+      longest = i;
+    }
+  }
+  double const least = kLeastPieceOfRadius * radius;
+  if (squared < least * least) return false;
+  std::uint32_t const next = (longest + 1) % part.count;
+  std::uint32_t const opposite = (next + (part.count - 1) / 2) % part.count;
+  std::uint32_t middle = 0;
+  if (!add_corner(0.5 * (corners_[part.corners[longest]].at + corners_[part.corners[next]].at), candidates, radius,
+                  middle)) {
+    return false;
+  }
+  for (auto const& [from, to] : {std::pair{next, opposite}, std::pair{opposite, longest}}) {
+    Part half{{}, 0};
+    half.corners[half.count++] = middle;
+    for (std::uint32_t i = from;; i = (i + 1) % part.count) {
+      half.corners[half.count++] = part.corners[i];
+      if (i == to) break;
+    }
+    stack_.push_back(half);
+  }
+  return true;
 }
 
-PieceCover::Split PieceCover::split(ConvexPiece const& piece, std::span<CoverTriangle const* const> triangles,
-                                    double radius) {
-  std::array<CoverTriangle const*, ConvexPiece::kMaxCorners> nearest{};
-  for (std::uint32_t i = 0; i < piece.count; ++i) {
-    double best = std::numeric_limits<double>::infinity();
-    for (CoverTriangle const* triangle : triangles) {
-      double const d = std::sqrt(triangle->frame.squared_distance(piece.corners[i])) + triangle->offset;
-      if (d < best) {
-        best = d;
-        nearest[i] = triangle;
-      }
-    }
-    if (!(best <= radius)) return Split::kBeyondRadius;
-  }
-  budget -= static_cast<std::int64_t>(piece.count * triangles.size());
-  if (piece.radius_around(piece.centre()) < kLeastPieceOfRadius * radius) return Split::kBeyondRadius;
-
-  std::size_t const top = stack_.size();
-  stack_.resize(top + 2);
-  ConvexPiece& first = stack_[top];
-  ConvexPiece& second = stack_[top + 1];
-  for (std::uint32_t i = 0; i < piece.count; ++i) {
-    if (i > 0 && nearest[i] == nearest[i - 1]) continue;
-    std::uint32_t farthest = 0;
-    double squared = -1;
-    for (std::uint32_t k = 0; k < piece.count; ++k) {
-      double const d = nearest[i]->frame.squared_distance(piece.corners[k]);
-      if (d > squared) {
-        squared = d;
-        farthest = k;
-      }
-    }
-    budget -= piece.count;
-    if (cut_along_edge(piece, nearest[i]->frame, piece.corners[farthest], first, second)) return Split::kDone;
-  }
-  piece.bisect(first, second);
-  return Split::kDone;
-}
-
-bool PieceCover::covers(ConvexPiece const& whole, std::span<CoverTriangle const* const> triangles, double radius,
+bool PieceCover::covers(std::array<Vec, 3> const& whole, std::span<CoverTriangle const*> all, double radius,
                         double& reached, std::vector<std::uint32_t>& used) {
-  stack_.assign(1, whole);
+  if (all.size() > kMaxCandidates) {
+    Vec const centre = (1.0 / 3) * (whole[0] + whole[1] + whole[2]);
+    std::nth_element(all.begin(), all.begin() + kMaxCandidates, all.end(),
+                     [centre](CoverTriangle const* a, CoverTriangle const* b) {
+                       double const x = a->frame.squared_distance(centre);
+                       double const y = b->frame.squared_distance(centre);
+                       return x < y || (x == y && a->face < b->face);
+                     });
+    budget -= static_cast<std::int64_t>(4 * all.size());
+    all = all.first(kMaxCandidates);
+  }
+  std::span<CoverTriangle const* const> const candidates = all;
+  corners_.clear();
+  distances_.clear();
+  stack_.clear();
+  Part first{{}, 3};
+  for (std::size_t k = 0; k < 3; ++k) {
+    if (!add_corner(whole[k], candidates, radius, first.corners[k])) return false;
+  }
+  stack_.push_back(first);
   double worst = 0;
   while (!stack_.empty()) {
     if (budget < 0) return false;
-    ConvexPiece const piece = stack_.back();
+    Part const part = stack_.back();
     stack_.pop_back();
-    double best = std::numeric_limits<double>::infinity();
-    CoverTriangle const* cover = nullptr;
-    for (CoverTriangle const* triangle : triangles) {
-      double const d = reach(piece, *triangle, std::min(best, radius));
-      if (d < best) {
-        best = d;
-        cover = triangle;
-      }
-    }
-    if (cover != nullptr) {
-      worst = std::max(worst, best);
-      used.push_back(cover->face);
+    std::uint64_t common = ~std::uint64_t{0};
+    for (std::uint32_t i = 0; i < part.count; ++i) common &= corners_[part.corners[i]].within;
+    if (common == 0) {
+      budget -= part.count;
+      if (!split(part, candidates, radius)) return false;
       continue;
     }
-    if (split(piece, triangles, radius) == Split::kBeyondRadius) return false;
+    double best = std::numeric_limits<double>::infinity();
+    std::uint32_t cover = 0;
+    for (; common != 0; common &= common - 1) {
+      auto const c = static_cast<std::uint32_t>(std::countr_zero(common));
+      double farthest = 0;
+      for (std::uint32_t i = 0; i < part.count && farthest < best; ++i) {
+        farthest = std::max(farthest, distances_[part.corners[i] * candidates.size() + c]);
+      }
+      if (farthest < best) {
+        best = farthest;
+        cover = c;
+      }
+    }
+    worst = std::max(worst, best);
+    if (std::find(used.begin(), used.end(), candidates[cover]->face) == used.end()) {
+      used.push_back(candidates[cover]->face);
+    }
   }
   reached = std::max(reached, worst);
   return true;

@@ -1,20 +1,22 @@
-// Whether a convex piece lies within a radius of a few triangles: cut where it passes from one triangle to the next,
-// until each part has all its corners, and so all its points, within the radius of one of them.
+// Whether a triangle lies within a radius of a few others: cut where it passes from one to the next, until each part
+// has all its corners within the radius of one of them. The distance to a convex set is a convex function, so the
+// whole part is within the radius then; no sampling is involved.
 //
 // On a flat patch the cuts run along the triangles' own edges, so the number of parts is that of the overlay and
-// does not grow as the radius goes to zero.
+// does not grow as the radius goes to zero. Each corner keeps the distances to all the triangles while its parts are
+// cut further, so a cut costs the distances of its two new corners only.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
 
-#include "standalone/engine/deviation/convex_piece.h"
 #include "standalone/engine/deviation/triangle_frame.h"
 
 namespace mirel::engine {
 
-// A triangle that may cover pieces. `offset` is added to every distance from it: how far the triangle itself may be
+// A triangle that may cover others. `offset` is added to every distance from it: how far the triangle itself may be
 // from the surface that is asked about.
 struct CoverTriangle {
   TriangleFrame frame;
@@ -24,28 +26,42 @@ struct CoverTriangle {
 
 class PieceCover {
  public:
+  // More candidates than this are cut down to the nearest ones.
+  static constexpr std::size_t kMaxCandidates = 64;
+
   // What may still be spent, in distance tests; a cover that needs more fails. Shared by all covers of one question.
   std::int64_t budget = 0;
 
-  // The largest distance of the piece's corners from the triangle, offset included; infinity if beyond `limit`.
-  double reach(ConvexPiece const& piece, CoverTriangle const& triangle, double limit);
+  // The largest distance of the corners from the triangle, offset included; infinity if beyond `limit`.
+  double reach(std::array<Vec, 3> const& corners, CoverTriangle const& triangle, double limit);
 
-  // True when every part of the piece is within `radius` of one of the triangles (offset included). `reached` is
-  // raised to the largest distance that was needed; the faces of the triangles used are appended to `used`, possibly
-  // more than once.
-  bool covers(ConvexPiece const& piece, std::span<CoverTriangle const* const> triangles, double radius, double& reached,
-              std::vector<std::uint32_t>& used);
+  // True when every part of the triangle `corners` is within `radius` of one of the candidates (offset included).
+  // `reached` is raised to the largest distance that was needed; the faces of the candidates used are added to
+  // `used`, each once. `candidates` may be reordered.
+  bool covers(std::array<Vec, 3> const& corners, std::span<CoverTriangle const*> candidates, double radius,
+              double& reached, std::vector<std::uint32_t>& used);
 
  private:
-  enum class Split { kDone, kBeyondRadius };
-  Split split(ConvexPiece const& piece, std::span<CoverTriangle const* const> triangles, double radius);
+  static constexpr std::uint32_t kMaxCorners = 8;
 
-  std::vector<ConvexPiece> stack_;
+  struct Corner {
+    Vec at;
+    std::uint64_t within;   // bit c: within the radius of candidate c
+    std::uint32_t nearest;  // candidate
+  };
+  struct Part {
+    std::array<std::uint32_t, kMaxCorners> corners;
+    std::uint32_t count;
+  };
+
+  bool add_corner(Vec at, std::span<CoverTriangle const* const> candidates, double radius, std::uint32_t& corner);
+  bool split(Part const& part, std::span<CoverTriangle const* const> candidates, double radius);
+  bool cut(Part const& part, std::uint32_t candidate, std::span<CoverTriangle const* const> candidates, double radius,
+           bool& within_reach);
+
+  std::vector<Corner> corners_;
+  std::vector<double> distances_;  // per corner, one for each candidate, offset included
+  std::vector<Part> stack_;
 };
-
-// Cuts the piece by the side plane of the triangle that parts `beyond`, a corner of the piece, from it most clearly.
-// False when no side plane has corners of the piece on both sides.
-bool cut_along_edge(ConvexPiece const& piece, TriangleFrame const& triangle, Vec beyond, ConvexPiece& inside,
-                    ConvexPiece& outside);
 
 }  // namespace mirel::engine

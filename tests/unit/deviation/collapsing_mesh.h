@@ -1,0 +1,374 @@
+// A plain triangle mesh for tests, with random half-way and endpoint edge collapses under a guard, sample meshes, and
+// a distance measure of its own: brute force over all triangles, so that it shares nothing with what it checks.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+#include <map>
+#include <optional>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "standalone/engine/deviation/deviation_guard.h"
+
+namespace mirel::engine::test {
+
+using Triangle = std::array<std::array<double, 3>, 3>;
+
+struct Mesh {
+  std::vector<float> positions;
+  std::vector<std::uint32_t> faces;
+
+  std::size_t face_count() const { return faces.size() / 3; }
+  Point point(std::uint32_t v) const {
+    return {positions[3 * std::size_t{v}], positions[3 * std::size_t{v} + 1], positions[3 * std::size_t{v} + 2]};
+  }
+  void add_point(double x, double y, double z) {
+    positions.push_back(static_cast<float>(x));
+    positions.push_back(static_cast<float>(y));
+    positions.push_back(static_cast<float>(z));
+  }
+  void add_face(std::uint32_t a, std::uint32_t b, std::uint32_t c) { faces.insert(faces.end(), {a, b, c}); }
+  double diagonal() const {
+    double squared = 0;
+    for (std::size_t k = 0; k < 3; ++k) {
+      double low = positions[k];
+      double high = low;
+      for (std::size_t i = k; i < positions.size(); i += 3) {
+        low = std::min<double>(low, positions[i]);
+        high = std::max<double>(high, positions[i]);
+      }
+      squared += (high - low) * (high - low);
+    }
+    return std::sqrt(squared);
+  }
+};
+
+// A grid of size x size squares over the unit square, two triangles each; z = height(x, y).
+template <typename Height>
+Mesh grid(std::uint32_t size, Height height) {
+  Mesh mesh;
+  for (std::uint32_t j = 0; j <= size; ++j) {
+    for (std::uint32_t i = 0; i <= size; ++i) {
+      double const x = static_cast<double>(i) / size;
+      double const y = static_cast<double>(j) / size;
+      mesh.add_point(x, y, height(x, y));
+    }
+  }
+  for (std::uint32_t j = 0; j < size; ++j) {
+    for (std::uint32_t i = 0; i < size; ++i) {
+      std::uint32_t const v = j * (size + 1) + i;
+      mesh.add_face(v, v + 1, v + size + 2);
+      mesh.add_face(v, v + size + 2, v + size + 1);
+    }
+  }
+  return mesh;
+}
+
+// A unit sphere of rings of latitude.
+inline Mesh sphere(std::uint32_t rings, std::uint32_t sides) {
+  Mesh mesh;
+  double const pi = std::acos(-1.0);
+  mesh.add_point(0, 0, 1);
+  for (std::uint32_t j = 1; j < rings; ++j) {
+    for (std::uint32_t i = 0; i < sides; ++i) {
+      double const theta = pi * j / rings;
+      double const phi = 2 * pi * i / sides;
+      mesh.add_point(std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta));
+    }
+  }
+  mesh.add_point(0, 0, -1);
+  std::uint32_t const last = 1 + (rings - 1) * sides;
+  for (std::uint32_t i = 0; i < sides; ++i) {
+    std::uint32_t const next = (i + 1) % sides;
+    mesh.add_face(0, 1 + i, 1 + next);
+    mesh.add_face(last, last - sides + next, last - sides + i);
+    for (std::uint32_t j = 0; j + 2 < rings; ++j) {
+      std::uint32_t const row = 1 + j * sides;
+      mesh.add_face(row + i, row + sides + i, row + sides + next);
+      mesh.add_face(row + i, row + sides + next, row + next);
+    }
+  }
+  return mesh;
+}
+
+// The triangles of an OBJ of the sample models; nothing when they are not there.
+inline std::optional<Mesh> shared_model(std::string const& name) {
+  char const* folder = std::getenv("MIREL_SHARED");
+  std::ifstream file((folder != nullptr ? std::string(folder) : std::string("../shared")) + "/models/" + name);
+  if (!file) return std::nullopt;
+  Mesh mesh;
+  std::string line;
+  while (std::getline(file, line)) {
+    std::istringstream words(line);
+    std::string word;
+    words >> word;
+    if (word == "v") {
+      double x = 0, y = 0, z = 0;
+      words >> x >> y >> z;
+      mesh.add_point(x, y, z);
+    } else if (word == "f") {
+      std::vector<std::uint32_t> corners;
+      while (words >> word) corners.push_back(static_cast<std::uint32_t>(std::stoul(word)) - 1);
+      for (std::size_t i = 2; i < corners.size(); ++i) mesh.add_face(corners[0], corners[i - 1], corners[i]);
+    }
+  }
+  return mesh;
+}
+
+// A mesh that is reduced by collapses which a guard is asked about.
+class CollapsingMesh {
+ public:
+  explicit CollapsingMesh(Mesh mesh) : mesh_(std::move(mesh)), stars_(mesh_.positions.size() / 3) {
+    for (std::uint32_t f = 0; f < mesh_.face_count(); ++f) {
+      for (std::size_t k = 0; k < 3; ++k) stars_[mesh_.faces[3 * std::size_t{f} + k]].insert(f);
+    }
+    live_.assign(mesh_.face_count(), 1);
+    live_count_ = mesh_.face_count();
+  }
+
+  std::size_t live_count() const { return live_count_; }
+  Mesh const& mesh() const { return mesh_; }
+  std::set<std::uint32_t> const& star(std::uint32_t v) const { return stars_[v]; }
+
+  std::vector<Triangle> triangles() const {
+    std::vector<Triangle> result;
+    for (std::uint32_t f = 0; f < live_.size(); ++f) {
+      if (live_[f] == 0) continue;
+      Triangle t;
+      for (std::size_t k = 0; k < 3; ++k) {
+        Point const p = mesh_.point(mesh_.faces[3 * std::size_t{f} + k]);
+        t[k] = {p[0], p[1], p[2]};
+      }
+      result.push_back(t);
+    }
+    return result;
+  }
+
+  enum class Outcome { kDone, kIllegal, kRefused };
+
+  // Merges b into a, which moves to `target`. With `keep_border`, what moves a border vertex is illegal, and so is
+  // what turns a triangle over.
+  Outcome collapse(DeviationGuard& guard, std::uint32_t a, std::uint32_t b, Point target, bool keep_border = true) {
+    std::set<std::uint32_t> around_a = ring(a);
+    std::set<std::uint32_t> const around_b = ring(b);
+    std::vector<std::uint32_t> removed;
+    std::set<std::uint32_t> opposite;
+    for (std::uint32_t const f : stars_[b]) {
+      if (stars_[a].count(f) == 0) continue;
+      removed.push_back(f);
+      for (std::size_t k = 0; k < 3; ++k) {
+        std::uint32_t const v = mesh_.faces[3 * std::size_t{f} + k];
+        if (v != a && v != b) opposite.insert(v);
+      }
+    }
+    std::set<std::uint32_t> common;
+    std::set_intersection(around_a.begin(), around_a.end(), around_b.begin(), around_b.end(),
+                          std::inserter(common, common.begin()));
+    if (removed.empty() || common != opposite) return Outcome::kIllegal;
+    if (keep_border) {
+      if (is_border(b)) return Outcome::kIllegal;
+      if (is_border(a) && target != mesh_.point(a)) return Outcome::kIllegal;
+    }
+
+    std::vector<ChangedFace> changed;
+    for (std::uint32_t const v : {a, b}) {
+      for (std::uint32_t const f : stars_[v]) {
+        if (std::find(removed.begin(), removed.end(), f) != removed.end()) continue;
+        ChangedFace face{f, {}};
+        std::array<Point, 3> old;
+        for (std::size_t k = 0; k < 3; ++k) {
+          std::uint32_t const c = mesh_.faces[3 * std::size_t{f} + k];
+          old[k] = mesh_.point(c);
+          face.corners[k] = c == v ? target : old[k];
+        }
+        if (turns_over(old, face.corners)) return Outcome::kIllegal;
+        changed.push_back(face);
+      }
+    }
+    if (changed.empty()) return Outcome::kIllegal;
+    std::set<std::uint32_t> neighbours;
+    around_a.insert(around_b.begin(), around_b.end());
+    for (std::uint32_t const v : around_a) neighbours.insert(stars_[v].begin(), stars_[v].end());
+    std::vector<std::uint32_t> const others(neighbours.begin(), neighbours.end());
+    if (!guard.permits(removed, changed, others)) return Outcome::kRefused;
+    guard.commit();
+
+    for (std::uint32_t const f : removed) {
+      for (std::size_t k = 0; k < 3; ++k) stars_[mesh_.faces[3 * std::size_t{f} + k]].erase(f);
+      live_[f] = 0;
+      --live_count_;
+    }
+    for (std::uint32_t const f : stars_[b]) {
+      for (std::size_t k = 0; k < 3; ++k) {
+        std::uint32_t& v = mesh_.faces[3 * std::size_t{f} + k];
+        if (v == b) v = a;
+      }
+      stars_[a].insert(f);
+    }
+    stars_[b].clear();
+    for (std::size_t k = 0; k < 3; ++k) mesh_.positions[3 * std::size_t{a} + k] = target[k];
+    return Outcome::kDone;
+  }
+
+  struct Tally {
+    std::size_t done = 0, illegal = 0, refused = 0;
+  };
+
+  // Tries `rounds` random collapses, each onto an end or the middle of a random edge.
+  Tally collapse_at_random(DeviationGuard& guard, std::size_t rounds, std::uint32_t seed, bool keep_border = true) {
+    std::mt19937 random(seed);
+    Tally tally;
+    for (std::size_t i = 0; i < rounds; ++i) {
+      std::uint32_t const f = static_cast<std::uint32_t>(random() % live_.size());
+      std::size_t const k = random() % 3;
+      std::uint32_t const choice = static_cast<std::uint32_t>(random() % 3);
+      if (live_[f] == 0) continue;
+      std::uint32_t const a = mesh_.faces[3 * std::size_t{f} + k];
+      std::uint32_t const b = mesh_.faces[3 * std::size_t{f} + (k + 1) % 3];
+      Point const pa = mesh_.point(a);
+      Point const pb = mesh_.point(b);
+      Point target = choice == 0 ? pa : pb;
+      if (choice == 2) target = {(pa[0] + pb[0]) / 2, (pa[1] + pb[1]) / 2, (pa[2] + pb[2]) / 2};
+      switch (collapse(guard, a, b, target, keep_border)) {
+        case Outcome::kDone:
+          ++tally.done;
+          break;
+        case Outcome::kIllegal:
+          ++tally.illegal;
+          break;
+        case Outcome::kRefused:
+          ++tally.refused;
+          break;
+      }
+    }
+    return tally;
+  }
+
+ private:
+  std::set<std::uint32_t> ring(std::uint32_t v) const {
+    std::set<std::uint32_t> result;
+    for (std::uint32_t const f : stars_[v]) {
+      for (std::size_t k = 0; k < 3; ++k) result.insert(mesh_.faces[3 * std::size_t{f} + k]);
+    }
+    result.erase(v);
+    return result;
+  }
+
+  bool is_border(std::uint32_t v) const { return ring(v).size() != stars_[v].size(); }
+
+  static bool turns_over(std::array<Point, 3> const& before, std::array<Point, 3> const& after) {
+    auto const normal = [](std::array<Point, 3> const& t) {
+      std::array<double, 3> u{}, w{};
+      for (std::size_t k = 0; k < 3; ++k) {
+        u[k] = static_cast<double>(t[1][k]) - t[0][k];
+        w[k] = static_cast<double>(t[2][k]) - t[0][k];
+      }
+      return std::array<double, 3>{u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2], u[0] * w[1] - u[1] * w[0]};
+    };
+    auto const n = normal(before);
+    auto const m = normal(after);
+    double const nn = n[0] * n[0] + n[1] * n[1] + n[2] * n[2];
+    double const mm = m[0] * m[0] + m[1] * m[1] + m[2] * m[2];
+    return !(n[0] * m[0] + n[1] * m[1] + n[2] * m[2] > 0.2 * std::sqrt(nn * mm));
+  }
+
+  Mesh mesh_;
+  std::vector<std::set<std::uint32_t>> stars_;
+  std::vector<char> live_;
+  std::size_t live_count_ = 0;
+};
+
+inline std::vector<Triangle> triangles_of(Mesh const& mesh) {
+  return CollapsingMesh(mesh).triangles();
+}
+
+// Distance from a point to a triangle: the plane where the foot is inside, else the nearest edge.
+inline double reference_distance(std::array<double, 3> const& p, Triangle const& t) {
+  auto const sub = [](std::array<double, 3> const& a, std::array<double, 3> const& b) {
+    return std::array<double, 3>{a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+  };
+  auto const mul = [](std::array<double, 3> const& a, std::array<double, 3> const& b) {
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+  };
+  double best = std::numeric_limits<double>::infinity();
+  for (std::size_t k = 0; k < 3; ++k) {
+    auto const e = sub(t[(k + 1) % 3], t[k]);
+    auto const q = sub(p, t[k]);
+    double const ee = mul(e, e);
+    double const s = ee > 0 ? std::min(1.0, std::max(0.0, mul(q, e) / ee)) : 0;
+    auto const r = sub(q, {s * e[0], s * e[1], s * e[2]});
+    best = std::min(best, std::sqrt(mul(r, r)));
+  }
+  auto const u = sub(t[1], t[0]);
+  auto const w = sub(t[2], t[0]);
+  auto const q = sub(p, t[0]);
+  double const uu = mul(u, u), uw = mul(u, w), ww = mul(w, w), qu = mul(q, u), qw = mul(q, w);
+  double const determinant = uu * ww - uw * uw;
+  if (determinant > 1e-12 * uu * ww) {
+    double const s = (ww * qu - uw * qw) / determinant;
+    double const v = (uu * qw - uw * qu) / determinant;
+    if (s >= 0 && v >= 0 && s + v <= 1) {
+      auto const r = sub(q, {s * u[0] + v * w[0], s * u[1] + v * w[1], s * u[2] + v * w[2]});
+      best = std::min(best, std::sqrt(mul(r, r)));
+    }
+  }
+  return best;
+}
+
+// The largest distance from points of `from` to `to`: `density` points along each edge of each triangle and all
+// between them.
+inline double sampled_distance(std::vector<Triangle> const& from, std::vector<Triangle> const& to, int density) {
+  struct Ball {
+    std::array<double, 3> centre;
+    double radius;
+  };
+  std::vector<Ball> balls;
+  for (Triangle const& t : to) {
+    Ball ball{{0, 0, 0}, 0};
+    for (std::size_t k = 0; k < 3; ++k) ball.centre[k] = (t[0][k] + t[1][k] + t[2][k]) / 3;
+    for (auto const& c : t) {
+      ball.radius =
+          std::max(ball.radius, std::hypot(c[0] - ball.centre[0], c[1] - ball.centre[1], c[2] - ball.centre[2]));
+    }
+    balls.push_back(ball);
+  }
+  double worst = 0;
+  std::size_t last = 0;
+  for (Triangle const& t : from) {
+    for (int i = 0; i <= density; ++i) {
+      for (int j = 0; i + j <= density; ++j) {
+        std::array<double, 3> p{};
+        double const u = static_cast<double>(i) / density;
+        double const v = static_cast<double>(j) / density;
+        for (std::size_t k = 0; k < 3; ++k) p[k] = (1 - u - v) * t[0][k] + u * t[1][k] + v * t[2][k];
+        double best = reference_distance(p, to[last]);
+        for (std::size_t n = 0; n < to.size() && best > worst; ++n) {
+          double const x = p[0] - balls[n].centre[0];
+          double const y = p[1] - balls[n].centre[1];
+          double const z = p[2] - balls[n].centre[2];
+          double const reach = best + balls[n].radius;
+          if (x * x + y * y + z * z > reach * reach) continue;
+          double const d = reference_distance(p, to[n]);
+          if (d < best) {
+            best = d;
+            last = n;
+          }
+        }
+        worst = std::max(worst, best);
+      }
+    }
+  }
+  return worst;
+}
+
+}  // namespace mirel::engine::test

@@ -1,0 +1,267 @@
+#include "standalone/engine/deviation/deviation_guard.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "tests/unit/deviation/collapsing_mesh.h"
+
+namespace mirel::engine {
+namespace {
+
+using test::CollapsingMesh;
+using test::grid;
+using test::Mesh;
+using Outcome = CollapsingMesh::Outcome;
+
+double flat(double, double) {
+  return 0;
+}
+
+// A pyramid on a square: a ring of four corners at z = 0 and a tip at (0.5, 0.5, height).
+//
+//   3 --- 2
+//   | \ / |
+//   |  4  |
+//   | / \ |
+//   0 --- 1
+Mesh pyramid(double height) {
+  Mesh mesh;
+  mesh.add_point(0, 0, 0);
+  mesh.add_point(1, 0, 0);
+  mesh.add_point(1, 1, 0);
+  mesh.add_point(0, 1, 0);
+  mesh.add_point(0.5, 0.5, height);
+  for (std::uint32_t i = 0; i < 4; ++i) mesh.add_face(i, (i + 1) % 4, 4);
+  return mesh;
+}
+
+// The tip merged into corner 0: faces 0 and 3 vanish, 1 and 2 get corner 0 for the tip.
+bool permits_cutting_the_tip(DeviationGuard& guard, Mesh const& mesh) {
+  std::vector<std::uint32_t> const removed{0, 3};
+  std::vector<ChangedFace> const changed{{1, {mesh.point(1), mesh.point(2), mesh.point(0)}},
+                                         {2, {mesh.point(2), mesh.point(3), mesh.point(0)}}};
+  return guard.permits(removed, changed, {});
+}
+
+TEST(DeviationGuard, BoundIsZeroBeforeTheFirstChange) {
+  Mesh const mesh = pyramid(0.25);
+  DeviationGuard guard(mesh.positions, mesh.faces, 1.0F);
+  EXPECT_EQ(guard.bound(), 0.0);
+  EXPECT_TRUE(permits_cutting_the_tip(guard, mesh));
+  EXPECT_EQ(guard.bound(), 0.0) << "a question alone changes nothing";
+  guard.commit();
+  EXPECT_GE(guard.bound(), 0.25);
+  EXPECT_LE(guard.bound(), 1.0);
+}
+
+TEST(DeviationGuard, DecidesASpikeByItsHeight) {
+  // The spike's tip is the farthest point, at exactly its height above the square.
+  Mesh const mesh = pyramid(0.25);
+  for (float const tolerance : {0.0025F, 0.1F, 0.2499F}) {
+    DeviationGuard guard(mesh.positions, mesh.faces, tolerance);
+    EXPECT_FALSE(permits_cutting_the_tip(guard, mesh)) << tolerance;
+  }
+  for (float const tolerance : {0.2501F, 0.26F, 2.0F}) {
+    DeviationGuard guard(mesh.positions, mesh.faces, tolerance);
+    EXPECT_TRUE(permits_cutting_the_tip(guard, mesh)) << tolerance;
+  }
+}
+
+TEST(DeviationGuard, MeasuresTheOppositeDirectionToo) {
+  // Raising the tip of a flat square moves no original point far from the tent's foot, but the new tip stands off.
+  Mesh const mesh = pyramid(0);
+  std::vector<ChangedFace> changed;
+  for (std::uint32_t i = 0; i < 4; ++i) {
+    changed.push_back({i, {mesh.point(i), mesh.point((i + 1) % 4), Point{0.5F, 0.5F, 0.25F}}});
+  }
+  DeviationGuard low(mesh.positions, mesh.faces, 0.2499F);
+  EXPECT_FALSE(low.permits({}, changed, {}));
+  DeviationGuard high(mesh.positions, mesh.faces, 0.2501F);
+  EXPECT_TRUE(high.permits({}, changed, {}));
+}
+
+TEST(DeviationGuard, DecidesACutCornerByItsDepth) {
+  // A strip of two squares, the left one cut back by 0.1 at its free end: the old edge is 0.1 away.
+  Mesh mesh;
+  for (double const x : {0.0, 1.0}) {
+    mesh.add_point(x, 0, 0);
+    mesh.add_point(x, 1, 0);
+  }
+  mesh.add_face(0, 2, 3);
+  mesh.add_face(0, 3, 1);
+  std::vector<ChangedFace> const changed{{0, {Point{0.1F, 0, 0}, mesh.point(2), mesh.point(3)}},
+                                         {1, {Point{0.1F, 0, 0}, mesh.point(3), Point{0.1F, 1, 0}}}};
+  DeviationGuard low(mesh.positions, mesh.faces, 0.0999F);
+  EXPECT_FALSE(low.permits({}, changed, {}));
+  DeviationGuard high(mesh.positions, mesh.faces, 0.1001F);
+  ASSERT_TRUE(high.permits({}, changed, {}));
+  high.commit();
+  EXPECT_NEAR(high.bound(), 0.1, 0.0002);
+}
+
+TEST(DeviationGuard, DecidesAnOffsetPlaneByItsDistance) {
+  Mesh const mesh = grid(8, flat);
+  std::vector<ChangedFace> changed;
+  for (std::uint32_t f = 0; f < mesh.face_count(); ++f) {
+    ChangedFace face{f, {}};
+    for (std::size_t k = 0; k < 3; ++k) {
+      face.corners[k] = mesh.point(mesh.faces[3 * std::size_t{f} + k]);
+      face.corners[k][2] = 0.01F;
+    }
+    changed.push_back(face);
+  }
+  DeviationGuard low(mesh.positions, mesh.faces, 0.00999F);
+  EXPECT_FALSE(low.permits({}, changed, {}));
+  DeviationGuard high(mesh.positions, mesh.faces, 0.01001F);
+  ASSERT_TRUE(high.permits({}, changed, {}));
+  high.commit();
+  EXPECT_NEAR(high.bound(), 0.01, 0.00002);
+}
+
+TEST(DeviationGuard, RemembersHowFarTheSurfaceHasAlreadyGone) {
+  // Lowered in three steps of 0.004, each small: the sum decides.
+  Mesh const mesh = grid(4, flat);
+  DeviationGuard guard(mesh.positions, mesh.faces, 0.01F);
+  auto const lowered = [&](float z) {
+    std::vector<ChangedFace> changed;
+    for (std::uint32_t f = 0; f < mesh.face_count(); ++f) {
+      ChangedFace face{f, {}};
+      for (std::size_t k = 0; k < 3; ++k) {
+        face.corners[k] = mesh.point(mesh.faces[3 * std::size_t{f} + k]);
+        face.corners[k][2] = z;
+      }
+      changed.push_back(face);
+    }
+    return changed;
+  };
+  ASSERT_TRUE(guard.permits({}, lowered(-0.004F), {}));
+  guard.commit();
+  ASSERT_TRUE(guard.permits({}, lowered(-0.008F), {}));
+  guard.commit();
+  EXPECT_FALSE(guard.permits({}, lowered(-0.012F), {}));
+  EXPECT_TRUE(guard.permits({}, lowered(-0.009F), {}));
+  EXPECT_TRUE(guard.permits({}, lowered(0.009F), {})) << "measured from the original, not from the last step";
+}
+
+TEST(DeviationGuard, AcceptsEveryFlatCollapseAtAMillionthOfTheDiagonal) {
+  Mesh const mesh = grid(24, flat);
+  float const tolerance = static_cast<float>(1e-6 * mesh.diagonal());
+  DeviationGuard guard(mesh.positions, mesh.faces, tolerance);
+  CollapsingMesh reduced(mesh);
+  auto const tally = reduced.collapse_at_random(guard, 200'000, 1);
+  EXPECT_EQ(tally.refused, 0U);
+  EXPECT_GT(tally.done, 400U);
+  EXPECT_LT(guard.bound(), 0.01 * tolerance);
+}
+
+TEST(DeviationGuard, AcceptsFlatCollapsesOfATiltedPlaneWithinItsRounding) {
+  // Corners rounded to float lie off the plane by some 10^-8; a millionth of the diagonal must still be enough.
+  Mesh const mesh = grid(24, [](double x, double y) { return 0.37 * x - 0.71 * y; });
+  float const tolerance = static_cast<float>(1e-6 * mesh.diagonal());
+  DeviationGuard guard(mesh.positions, mesh.faces, tolerance);
+  CollapsingMesh reduced(mesh);
+  auto const tally = reduced.collapse_at_random(guard, 200'000, 2);
+  EXPECT_EQ(tally.refused, 0U);
+  EXPECT_GT(tally.done, 400U);
+  EXPECT_LE(guard.bound(), 5e-7);
+}
+
+TEST(DeviationGuard, AcceptsFlatCollapsesBesideACreaseAndRefusesTheCreaseItself) {
+  // A roof with its ridge along x = 0.5. Moves within a slope, and along the ridge, are free.
+  Mesh const mesh = grid(16, [](double x, double) { return 0.5 - std::fabs(x - 0.5); });
+  float const tolerance = static_cast<float>(1e-6 * mesh.diagonal());
+  DeviationGuard guard(mesh.positions, mesh.faces, tolerance);
+  CollapsingMesh reduced(mesh);
+  auto const vertex = [](std::uint32_t i, std::uint32_t j) { return j * 17 + i; };
+  EXPECT_EQ(reduced.collapse(guard, vertex(8, 5), vertex(7, 5), mesh.point(vertex(8, 5))), Outcome::kDone)
+      << "a slope vertex onto the ridge";
+  EXPECT_EQ(reduced.collapse(guard, vertex(8, 8), vertex(8, 9), mesh.point(vertex(8, 8))), Outcome::kDone)
+      << "along the ridge";
+  EXPECT_EQ(reduced.collapse(guard, vertex(7, 12), vertex(8, 12), mesh.point(vertex(7, 12))), Outcome::kRefused)
+      << "a ridge vertex down a slope";
+}
+
+TEST(DeviationGuard, SequencesQuestionsAndChanges) {
+  Mesh const mesh = pyramid(0.25);
+  DeviationGuard guard(mesh.positions, mesh.faces, 0.3F);
+  guard.commit();  // nothing was asked
+  EXPECT_EQ(guard.bound(), 0.0);
+  std::vector<ChangedFace> const far{{0, {mesh.point(0), mesh.point(1), Point{0, 0, 9}}}};
+  EXPECT_FALSE(guard.permits({}, far, {}));
+  guard.commit();  // the answer was no
+  EXPECT_EQ(guard.bound(), 0.0);
+  ASSERT_TRUE(permits_cutting_the_tip(guard, mesh));
+  EXPECT_FALSE(guard.permits({}, far, {}));
+  guard.commit();  // follows the refused question, not the allowed one
+  EXPECT_EQ(guard.bound(), 0.0);
+  ASSERT_TRUE(permits_cutting_the_tip(guard, mesh));
+  guard.commit();
+  double const bound = guard.bound();
+  EXPECT_GE(bound, 0.25);
+  guard.commit();  // once only
+  EXPECT_EQ(guard.bound(), bound);
+  EXPECT_FALSE(permits_cutting_the_tip(guard, mesh)) << "faces that have gone cannot go again";
+}
+
+TEST(DeviationGuard, AnswersBadQuestionsWithNo) {
+  Mesh const mesh = pyramid(0.1);
+  DeviationGuard guard(mesh.positions, mesh.faces, 1.0F);
+  float const nan = std::numeric_limits<float>::quiet_NaN();
+  float const infinity = std::numeric_limits<float>::infinity();
+  EXPECT_FALSE(guard.permits(std::vector<std::uint32_t>{77}, {}, {}));
+  EXPECT_FALSE(guard.permits(std::vector<std::uint32_t>{1, 1}, {}, {}));
+  for (float const bad : {nan, infinity}) {
+    std::vector<ChangedFace> const changed{{0, {mesh.point(0), mesh.point(1), Point{bad, 0, 0}}}};
+    EXPECT_FALSE(guard.permits({}, changed, {}));
+  }
+  std::vector<std::uint32_t> const neighbours{2, 2, 99, 0};
+  std::vector<ChangedFace> const same{{0, {mesh.point(0), mesh.point(1), mesh.point(4)}}};
+  EXPECT_TRUE(guard.permits({}, same, neighbours)) << "odd neighbours are passed over";
+  std::vector<std::uint32_t> const all{0, 1, 2, 3};
+  EXPECT_FALSE(guard.permits(all, {}, {})) << "nothing is left to answer for the surface";
+}
+
+TEST(DeviationGuard, RefusesEverythingWithoutATolerance) {
+  Mesh const mesh = pyramid(0);
+  for (float const tolerance : {0.0F, -1.0F, std::numeric_limits<float>::quiet_NaN()}) {
+    DeviationGuard guard(mesh.positions, mesh.faces, tolerance);
+    EXPECT_FALSE(permits_cutting_the_tip(guard, mesh));
+  }
+}
+
+TEST(DeviationGuard, LetsAComponentGoWhereANeighbourCoversIt) {
+  // A small triangle 0.01 above a large one.
+  Mesh mesh;
+  mesh.add_point(0, 0, 0);
+  mesh.add_point(1, 0, 0);
+  mesh.add_point(0, 1, 0);
+  mesh.add_point(0.2, 0.2, 0.01);
+  mesh.add_point(0.3, 0.2, 0.01);
+  mesh.add_point(0.2, 0.3, 0.01);
+  mesh.add_face(0, 1, 2);
+  mesh.add_face(3, 4, 5);
+  std::vector<std::uint32_t> const removed{1};
+  std::vector<std::uint32_t> const neighbours{0};
+  DeviationGuard low(mesh.positions, mesh.faces, 0.0099F);
+  EXPECT_FALSE(low.permits(removed, {}, neighbours));
+  DeviationGuard high(mesh.positions, mesh.faces, 0.0101F);
+  EXPECT_TRUE(high.permits(removed, {}, neighbours));
+  high.commit();
+  // The large one now answers for both: it may not sink by as much.
+  std::vector<ChangedFace> const sunk{{0, {Point{0, 0, -0.005F}, Point{1, 0, -0.005F}, Point{0, 1, -0.005F}}}};
+  EXPECT_FALSE(high.permits({}, sunk, {}));
+  std::vector<ChangedFace> const raised{{0, {Point{0, 0, 0.005F}, Point{1, 0, 0.005F}, Point{0, 1, 0.005F}}}};
+  EXPECT_TRUE(high.permits({}, raised, {}));
+}
+
+TEST(DeviationGuard, EmptyMeshIsHarmless) {
+  DeviationGuard guard({}, {}, 1.0F);
+  EXPECT_TRUE(guard.permits({}, {}, {}));
+  guard.commit();
+  EXPECT_FALSE(guard.permits(std::vector<std::uint32_t>{0}, {}, {}));
+}
+
+}  // namespace
+}  // namespace mirel::engine
