@@ -1,0 +1,107 @@
+# frozen_string_literal: true
+
+# Runs of every method that calls back into Ruby, for tests that step in at each callback in turn.
+module Scenarios
+  PLY = <<~TEXT
+    ply
+    format ascii 1.0
+    element vertex 3
+    property float x
+    property float y
+    property float z
+    element face 1
+    property list uchar int vertex_indices
+    end_header
+    0 0 0
+    1 0 0
+    0 1 0
+    3 0 1 2
+  TEXT
+
+  # A number whose conversion is an event.
+  class Number
+    def initialize(value)
+      @value = value
+    end
+
+    def to_int
+      Events.emit("number.to_int")
+      @value
+    end
+
+    def to_f
+      Events.emit("number.to_f")
+      @value.to_f
+    end
+  end
+
+  # A Float that shows itself through an event.
+  class ShownFloat < Numeric
+    def to_f = 0.5
+
+    def inspect
+      Events.emit("tolerance.inspect")
+      "0.5"
+    end
+  end
+
+  class << self
+    # Name => what runs it. Each begins by making the state that it needs, before the first event is counted.
+    def all(folder)
+      ply = File.join(folder, "one.ply")
+      File.write(ply, PLY)
+      cloud = File.join(folder, "cloud.ply")
+      File.write(cloud, PLY.lines.reject { |line| line.start_with?("element face", "property list", "3 ") }.join)
+      {
+        "import_obj" => ->(importer) { importer.import_obj("any.obj") },
+        "import_ply" => ->(importer) { importer.import_ply(ply) },
+        "import_ply of a point cloud" => ->(importer) { import_cloud(importer, cloud) },
+        "get_balancer_mesh" => ->(importer) { importer.get_balancer_mesh(host_meshes) },
+        "init_simplify" => ->(importer) { importer.init_simplify },
+        "go_to_step" => ->(importer) { importer.go_to_step(Number.new(3)) },
+        "make_decimation_step" => ->(importer) { importer.make_decimation_step(Number.new(1)) },
+        "make_refinement_step" => ->(importer) { importer.make_refinement_step(Number.new(1)) },
+        "go_to_faces" => ->(importer) { importer.go_to_faces(Number.new(5)) },
+        "count_faces" => ->(importer) { importer.count_faces },
+        "export_obj" => ->(importer) { importer.export_obj(File.join(folder, "missing", "out.obj")) }
+      }
+    end
+
+    # Two meshes in the depot, a hierarchy, and materials of every kind.
+    def prepare(importer)
+      Events.reset
+      Recorder.reset
+      importer.settings = Zu::Mirel::Importer::DEFAULTS.merge(
+        maintain_uvs?: false, maintain_normals?: false, lock_surface_boundaries?: true, use_tolerance?: true,
+        get_scaled_error_tolerance: ShownFloat.new, face_limit: Number.new(2), join_vertices_threshold: 1
+      )
+      importer.init_mesh_depot
+      2.times { importer.get_balancer_mesh({}) }
+      importer.init_simplify
+      script_materials
+      Recorder.answer("load", 2)
+      Events.reset
+      Recorder.take_log
+    end
+
+    def host_meshes
+      { red: [Geom::PolygonMesh.new([[1, -2, 3], [1, 3, 4]])], blue: [Geom::PolygonMesh.new([[1, 2, 3]])] }
+    end
+
+    private
+
+    def script_materials
+      Recorder.answer("getNumFaceSets", 2)
+      Recorder.floats("getColor", [1, 1, 1, 1])
+      Recorder.text("getTexturePath", "texture.png")
+      Recorder.answer("getNumVertices", 3)
+      Recorder.answer("getNumFaces", 1)
+    end
+
+    def import_cloud(importer, path)
+      importer.import_ply(path)
+    rescue Zu::Mirel::NoFacesError
+      false
+    end
+  end
+end
