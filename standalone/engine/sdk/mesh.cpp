@@ -8,6 +8,7 @@
 
 #include "standalone/engine/prepare/edge_flags.h"
 #include "standalone/engine/prepare/point_join.h"
+#include "standalone/engine/prepare/t_junctions.h"
 
 namespace mirel::engine {
 namespace {
@@ -610,16 +611,40 @@ void Mesh::prepare() {
   at_step_ = WedgeMesh();
   viewed_ = false;
   if (building() && !prepared_) {
-    exact_ = prepare_build_mesh(build_);
+    try {
+      exact_ = prepare_build_mesh(build_);
+    } catch (std::bad_alloc const&) {
+      build_ = BuildMesh();
+      build_.set_count = set_count_;
+      throw;
+    }
     prepared_ = true;
   }
+}
+
+template <class Stage>
+auto Mesh::change_wedges(Stage stage) {
+  try {
+    return stage(*wedges_);
+  } catch (std::bad_alloc const&) {
+    empty_wedges();
+    throw;
+  }
+}
+
+void Mesh::empty_wedges() {
+  // The one array that an empty mesh needs; where not even that is left, the old one serves once it is cleared.
+  std::vector<std::uint32_t> begin = std::move(wedges_->set_begin);
+  std::fill(begin.begin(), begin.end(), 0);
+  *wedges_ = WedgeMesh();
+  wedges_->set_begin = std::move(begin);
 }
 
 void Mesh::make_wedges(JoinTolerances const& tolerances) {
   prepare();
   auto wedges = std::make_unique<WedgeMesh>();
   wedges->set_begin.assign(std::size_t{std::max(set_count_, 1U)} + 1, 0);
-  wedges_ = std::move(wedges);  // empty, should memory run out below
+  wedges_ = std::move(wedges);  // stays empty, should memory run out below
   *wedges_ = make_wedge_mesh(std::exchange(build_, BuildMesh()), std::exchange(exact_, ExactPositions()), tolerances);
 }
 
@@ -627,22 +652,34 @@ std::uint32_t Mesh::join(JoinTolerances const& tolerances) {
   prepare();
   last_join_ = tolerances;
   std::uint32_t before = 0;
+  bool joined = true;
   if (building()) {
     before = build_.vertex_count();
     make_wedges(tolerances);
-    t_junctions_gone_ = -1;
   } else {
     before = wedges_->position_count;
-    if (join_wedge_mesh(*wedges_, tolerances)) {
-      t_junctions_gone_ = -1;
-    }
+    joined = change_wedges([&](WedgeMesh& wedges) { return join_wedge_mesh(wedges, tolerances); });
+  }
+  if (joined) {
+    t_junctions_gone_ = -1;
   }
   return before - wedges_->position_count;
 }
 
 std::uint32_t Mesh::eliminate_t_junctions(float tolerance) {
-  (void)tolerance;
-  return 0;
+  prepare();
+  if (building()) {
+    make_wedges(last_join_ = {});
+  }
+  float const reach = tolerance > 0 ? tolerance : 0;
+  if (reach <= t_junctions_gone_) {
+    return 0;
+  }
+  AttributeTolerance const attributes(last_join_.normal, last_join_.uv);
+  std::uint32_t const removed =
+      change_wedges([&](WedgeMesh& wedges) { return mirel::engine::eliminate_t_junctions(wedges, reach, attributes); });
+  t_junctions_gone_ = reach;
+  return removed;
 }
 
 WedgeMesh const& Mesh::ready_for_ladder() {
@@ -650,7 +687,7 @@ WedgeMesh const& Mesh::ready_for_ladder() {
   if (building()) {
     make_wedges({});
   } else {
-    join_wedge_mesh(*wedges_, {});
+    change_wedges([](WedgeMesh& wedges) { return join_wedge_mesh(wedges, {}); });
   }
   return *wedges_;
 }

@@ -126,6 +126,9 @@ class Mesh final : public MeshSlots {
   void changed();
   bool building() const { return wedges_ == nullptr; }
   void make_wedges(JoinTolerances const& tolerances);
+  template <class Stage>
+  auto change_wedges(Stage stage);
+  void empty_wedges();
   void leave_ladder();
   void make_set_tables() const;
   Table const& vertex_remap(std::uint32_t mode, bool split) const;
