@@ -298,7 +298,13 @@ static VALUE mesh_transform(VALUE self, VALUE transformation) {
 }
 
 /* @return [Boolean] whether any point has been given a normal */
-static VALUE mesh_normals_given(VALUE self) { return get_mesh(self)->normals ? Qtrue : Qfalse; }
+static VALUE mesh_normals_given(VALUE self) {
+  PolygonMesh const* mesh = get_mesh(self);
+  for (size_t i = 0; mesh->normals && i < mesh->point_count; ++i) {
+    if (!isnan(mesh->normals[i].x)) return Qtrue;
+  }
+  return Qfalse;
+}
 
 /* @return [Boolean] whether any point has been given a UV on the front side */
 static VALUE mesh_uvs_given(VALUE self) { return get_mesh(self)->front_uvs ? Qtrue : Qfalse; }
@@ -342,7 +348,7 @@ static Triple packed_triple(VALUE string, size_t index) {
  * equal ones.
  * @param points [String] count x 3 floats of 32 bits (pack "f*")
  * @param triangles [String] count x 3 indices of points, from 0, unsigned 32 bits (pack "L*")
- * @param normals [String, nil] 3 floats per point
+ * @param normals [String, nil] 3 floats per point; three zeroes where the point has none
  * @param uvs [String, nil] 2 floats per point, front side
  * @return [PolygonMesh]
  * @raise [ArgumentError] where a length or an index does not fit
@@ -363,10 +369,14 @@ static VALUE mesh_from_packed(int argc, VALUE* argv, VALUE klass) {
   PolygonMesh* mesh = get_mesh(self);
   polygon_mesh_reserve_points(mesh, point_count);
   for (size_t i = 0; i < point_count; ++i) mesh->points[i] = packed_triple(points, i);
-  Triple const none = {0, 0, 0};
+  Triple const none = {0, 0, 0}, no_normal = {NAN, NAN, NAN};
   if (!NIL_P(normals)) {
     polygon_mesh_attribute(mesh, &mesh->normals, none);
-    for (size_t i = 0; i < point_count; ++i) mesh->normals[i] = packed_triple(normals, i);
+    for (size_t i = 0; i < point_count; ++i) {
+      Triple const normal = packed_triple(normals, i);
+      int const given = normal.x != 0 || normal.y != 0 || normal.z != 0;
+      mesh->normals[i] = given ? normal : no_normal;
+    }
   }
   if (!NIL_P(uvs)) {
     polygon_mesh_attribute(mesh, &mesh->front_uvs, none);

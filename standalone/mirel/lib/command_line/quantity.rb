@@ -50,11 +50,12 @@ module CommandLine
     end
 
     def relative(text)
-      text.end_with?('%') ? Relative.new(nil, float(text.delete_suffix('%')) / 100) : Relative.new(float(text), nil)
+      text.end_with?('%') ? Relative.new(nil, float(text, text.delete_suffix('%')) / 100) : Relative.new(float(text), nil)
     end
 
-    def float(text)
-      number = Float(text)
+    # @param text [String] what the user wrote, for the message
+    def float(text, digits = text)
+      number = Float(digits)
       raise OptionParser::InvalidArgument, "#{text} (not finite)" unless number.finite?
 
       number

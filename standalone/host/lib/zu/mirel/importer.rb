@@ -38,6 +38,8 @@ module Zu
         @triangles = []
         @lines = []
         @mesh_points = []
+        @source_has_normals = true
+        @faces_before = 0
         reset_scene('')
       end
 
@@ -69,6 +71,7 @@ module Zu
         end
         finish_load
       rescue ImportError => e
+        close
         raise e.class, e.message.start_with?(path) ? e.message : "#{path}: #{e.message}"
       end
 
@@ -212,13 +215,12 @@ module Zu
 
       def finish_load
         @faces_before = count_faces
-        raise NoFacesError, 'it has no faces' if @faces_before.zero?
-
+        if @faces_before.zero?
+          close
+          raise NoFacesError, "#{title}: it has no faces"
+        end
         @points_before ||= count_vertices
         self
-      rescue NoFacesError
-        close
-        raise
       end
 
       def import_with_obj_loader(path)

@@ -27,7 +27,7 @@ module Zu
       # @return [PlyHeader]
       # @raise [ImportError] where the file does not begin with a PLY header
       def self.read(path)
-        text = File.binread(path, LONGEST)
+        text = File.binread(path, LONGEST).to_s
         header = text[/\Aply\s.*?^end_header[ \t]*\r?(\n|\z)/m]
         raise ImportError, 'it is not a PLY file (no complete header)' unless header
 

@@ -57,7 +57,7 @@ module Zu
         %w[INT TERM].each { |signal| trap(signal, 'SYSTEM_DEFAULT') }
         Process.setrlimit(:CORE, 0)
         # What a parser prints is not ours to pass on.
-        [$stdout, $stderr].each { |stream| stream.reopen(File::NULL, 'w') }
+        [STDOUT, STDERR].each { |stream| stream.reopen(File::NULL, 'w') }
         send_scene(ReadLibrary.new)
         exit!(0)
       rescue ImportError => e
