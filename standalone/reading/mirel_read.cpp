@@ -6,11 +6,12 @@
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 
+#include <algorithm>
 #include <assimp/DefaultLogger.hpp>
 #include <assimp/Importer.hpp>
 #include <assimp/LogStream.hpp>
 #include <assimp/ProgressHandler.hpp>
-#include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -43,9 +44,11 @@ class DamageWatch : public Assimp::LogStream {
   explicit DamageWatch(std::string& found) : found_(found) {}
 
   void write(char const* message) override {
-    std::string const text = message;
+    // "Warn,  T0: STL: …"
+    std::string text = message;
+    if (auto const end = text.find(": "); end != std::string::npos) text.erase(0, end + 2);
     for (char const* sign : {"unexpected EOF", "nexpected end of file", "nexpected end of", "is too small",
-                             "ertex index is out of range"}) {
+                             "ertex index is out of range", "out-of-range indices", "in the header is incorrect"}) {
       if (found_.empty() && text.find(sign) != std::string::npos) found_ = text;
     }
   }
@@ -89,6 +92,13 @@ void set_options(Assimp::Importer& importer) {
   importer.SetPropertyBool(AI_CONFIG_IMPORT_NO_SKELETON_MESHES, true);
 }
 
+// The reader of 3DS turns its scenes from z-up to y-up by the outermost transformation and has no option against it.
+mirel::reading::UpAxis up_axis_of(std::string const& path) {
+  std::string suffix = path.substr(path.size() - std::min<std::size_t>(path.size(), 4));
+  std::transform(suffix.begin(), suffix.end(), suffix.begin(), [](unsigned char c) { return std::tolower(c); });
+  return suffix == ".3ds" ? mirel::reading::UpAxis::kTurnedFromZToY : mirel::reading::UpAxis::kAsInFile;
+}
+
 std::string read_scene(char const* path, MirelReadProgress progress, MirelReadScene& scene) {
   std::string damage;
   LogScope const log(damage);
@@ -97,11 +107,16 @@ std::string read_scene(char const* path, MirelReadProgress progress, MirelReadSc
   set_options(importer);
   aiScene const* source = importer.ReadFile(path, 0);
   if (!source) return importer.GetErrorString();
-  if (!damage.empty()) return "the file is damaged (" + damage + ")";
+  if (!damage.empty()) {
+    while (!damage.empty() && (std::isspace(static_cast<unsigned char>(damage.back())) || damage.back() == '.')) {
+      damage.pop_back();
+    }
+    return "the file is damaged (" + damage + ")";
+  }
   if (auto problem = mirel::reading::count_source(*source, scene); !problem.empty()) return problem;
   source = importer.ApplyPostProcessing(aiProcess_Triangulate);
   if (!source) return importer.GetErrorString();
-  return mirel::reading::build_scene(*source, scene);
+  return mirel::reading::build_scene(*source, up_axis_of(path), scene);
 }
 
 }  // namespace
@@ -123,7 +138,9 @@ MirelReadScene* mirel_read_file(char const* path, MirelReadProgress progress, ch
   return nullptr;
 }
 
-uint32_t mirel_read_mesh_count(MirelReadScene const* scene) { return static_cast<std::uint32_t>(scene->meshes.size()); }
+uint32_t mirel_read_mesh_count(MirelReadScene const* scene) {
+  return static_cast<std::uint32_t>(scene->meshes.size());
+}
 
 uint32_t mirel_read_material_count(MirelReadScene const* scene) {
   return static_cast<std::uint32_t>(scene->materials.size());
@@ -152,8 +169,14 @@ void mirel_read_material(MirelReadScene const* scene, uint32_t number, MirelRead
   material->has_color = source.has_color ? 1 : 0;
 }
 
-uint64_t mirel_read_source_points(MirelReadScene const* scene) { return scene->source_points; }
+uint64_t mirel_read_source_points(MirelReadScene const* scene) {
+  return scene->source_points;
+}
 
-uint64_t mirel_read_source_polygons(MirelReadScene const* scene) { return scene->source_polygons; }
+uint64_t mirel_read_source_polygons(MirelReadScene const* scene) {
+  return scene->source_polygons;
+}
 
-void mirel_read_free(MirelReadScene* scene) { delete scene; }
+void mirel_read_free(MirelReadScene* scene) {
+  delete scene;
+}

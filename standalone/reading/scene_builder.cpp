@@ -17,7 +17,8 @@ Material read_material(aiMaterial const& source) {
   aiString text;
   if (source.Get(AI_MATKEY_NAME, text) == aiReturn_SUCCESS) material.name = text.C_Str();
   for (auto type : {aiTextureType_DIFFUSE, aiTextureType_BASE_COLOR}) {
-    if (material.texture.empty() && source.GetTexture(type, 0, &text) == aiReturn_SUCCESS) material.texture = text.C_Str();
+    if (material.texture.empty() && source.GetTexture(type, 0, &text) == aiReturn_SUCCESS)
+      material.texture = text.C_Str();
   }
   aiColor4D color;
   if (source.Get(AI_MATKEY_COLOR_DIFFUSE, color) == aiReturn_SUCCESS) {
@@ -130,15 +131,20 @@ std::string count_source(aiScene const& source, Scene& scene) {
   return {};
 }
 
-std::string build_scene(aiScene const& source, Scene& scene) {
+std::string build_scene(aiScene const& source, UpAxis up_axis, Scene& scene) {
   for (unsigned int i = 0; i < source.mNumMaterials; ++i) {
     scene.materials.push_back(read_material(*source.mMaterials[i]));
   }
   if (scene.materials.empty()) scene.materials.emplace_back();
   if (!source.mRootNode) return {};
 
+  // (x, y, z) became (x, z, -y).
+  aiMatrix4x4 const turned_back(1, 0, 0, 0, 0, 0, -1, 0, 0, 1, 0, 0, 0, 0, 0, 1);
+  aiMatrix4x4 root = source.mRootNode->mTransformation;
+  if (up_axis == UpAxis::kTurnedFromZToY) root = turned_back * root;
+
   // A stack of our own: a file may nest its nodes deeper than the call stack goes.
-  std::vector<Visit> pending{{source.mRootNode, source.mRootNode->mTransformation}};
+  std::vector<Visit> pending{{source.mRootNode, root}};
   while (!pending.empty()) {
     Visit const visit = pending.back();
     pending.pop_back();

@@ -32,12 +32,14 @@ struct Scene {
   std::uint64_t source_polygons = 0;
 };
 
+enum class UpAxis { kAsInFile, kTurnedFromZToY };
+
 // Counts points and polygons over all meshes, each once whatever the nodes do with it. Returns what is wrong with
 // them, empty where nothing is.
 std::string count_source(aiScene const& source, Scene& scene);
 
-// Appends the materials and the triangles of a triangulated scene. Returns what is wrong with the scene, empty where
-// nothing is.
-std::string build_scene(aiScene const& source, Scene& scene);
+// Appends the materials and the triangles of a triangulated scene, with coordinates as the file has them. Returns what
+// is wrong with the scene, empty where nothing is.
+std::string build_scene(aiScene const& source, UpAxis up_axis, Scene& scene);
 
 }  // namespace mirel::reading

@@ -3,7 +3,9 @@
 #include <math.h>
 #include <string.h>
 
-static void* grow(void* array, size_t count, size_t element) { return ruby_xrealloc2(array, count, element); }
+static void* grow(void* array, size_t count, size_t element) {
+  return ruby_xrealloc2(array, count, element);
+}
 
 static size_t next_capacity(size_t capacity, size_t needed) {
   size_t const doubled = capacity < 8 ? 8 : capacity * 2;
@@ -182,7 +184,9 @@ size_t polygon_mesh_add_polygon(PolygonMesh* mesh, int32_t const* corners, size_
   return mesh->polygon_count;
 }
 
-static size_t point_of(int32_t corner) { return (size_t)(corner < 0 ? -(int64_t)corner : (int64_t)corner) - 1; }
+static size_t point_of(int32_t corner) {
+  return (size_t)(corner < 0 ? -(int64_t)corner : (int64_t)corner) - 1;
+}
 
 static Triple unit(Triple v) {
   double const length = sqrt(v.x * v.x + v.y * v.y + v.z * v.z);
@@ -247,7 +251,8 @@ void polygon_mesh_transform(PolygonMesh* mesh, double const m[16]) {
     for (size_t i = 0; i < mesh->point_count; ++i) {
       Triple const n = mesh->normals[i];
       if (isnan(n.x)) continue;
-      Triple const turned = {sign * (c[0] * n.x + c[3] * n.y + c[6] * n.z), sign * (c[1] * n.x + c[4] * n.y + c[7] * n.z),
+      Triple const turned = {sign * (c[0] * n.x + c[3] * n.y + c[6] * n.z),
+                             sign * (c[1] * n.x + c[4] * n.y + c[7] * n.z),
                              sign * (c[2] * n.x + c[5] * n.y + c[8] * n.z)};
       mesh->normals[i] = unit(turned);
     }

@@ -10,13 +10,17 @@ static void mesh_free(void* data) {
   xfree(data);
 }
 
-static size_t mesh_size(void const* data) { return sizeof(PolygonMesh) + polygon_mesh_bytes(data); }
+static size_t mesh_size(void const* data) {
+  return sizeof(PolygonMesh) + polygon_mesh_bytes(data);
+}
 
 static rb_data_type_t const mesh_type = {.wrap_struct_name = "Geom::PolygonMesh",
                                          .function = {NULL, mesh_free, mesh_size, NULL, {NULL}},
                                          .flags = RUBY_TYPED_FREE_IMMEDIATELY | RUBY_TYPED_WB_PROTECTED};
 
-static PolygonMesh* get_mesh(VALUE self) { return rb_check_typeddata(self, &mesh_type); }
+static PolygonMesh* get_mesh(VALUE self) {
+  return rb_check_typeddata(self, &mesh_type);
+}
 
 static VALUE mesh_allocate(VALUE klass) {
   PolygonMesh* mesh;
@@ -41,7 +45,9 @@ static size_t existing_point(PolygonMesh const* mesh, VALUE number) {
   return (size_t)index;
 }
 
-static VALUE new_point(Triple triple) { return mirel_host_new_point(triple.x, triple.y, triple.z); }
+static VALUE new_point(Triple triple) {
+  return mirel_host_new_point(triple.x, triple.y, triple.z);
+}
 
 static size_t polygon_begin(PolygonMesh const* mesh, size_t polygon) {
   return polygon ? mesh->polygon_ends[polygon - 1] : 0;
@@ -69,7 +75,8 @@ static VALUE mesh_initialize(int argc, VALUE* argv, VALUE self) {
   long const points = argc > 0 ? NUM2LONG(argv[0]) : 0;
   long const polygons = argc > 1 ? NUM2LONG(argv[1]) : 0;
   if (points < 0 || polygons < 0) rb_raise(rb_eArgError, "the number of points or polygons is negative");
-  if (points > INT32_MAX || polygons > INT32_MAX) rb_raise(rb_eRangeError, "the number of points or polygons is too large");
+  if (points > INT32_MAX || polygons > INT32_MAX)
+    rb_raise(rb_eRangeError, "the number of points or polygons is too large");
   PolygonMesh* mesh = get_mesh(self);
   polygon_mesh_reserve_points(mesh, (size_t)points);
   polygon_mesh_reserve_polygons(mesh, (size_t)polygons);
@@ -138,10 +145,14 @@ static VALUE mesh_add_polygon(int argc, VALUE* argv, VALUE self) {
 }
 
 /* @return [Integer] */
-static VALUE mesh_count_points(VALUE self) { return SIZET2NUM(get_mesh(self)->point_count); }
+static VALUE mesh_count_points(VALUE self) {
+  return SIZET2NUM(get_mesh(self)->point_count);
+}
 
 /* @return [Integer] */
-static VALUE mesh_count_polygons(VALUE self) { return SIZET2NUM(get_mesh(self)->polygon_count); }
+static VALUE mesh_count_polygons(VALUE self) {
+  return SIZET2NUM(get_mesh(self)->polygon_count);
+}
 
 /*
  * @param number [Integer] a point's number; its sign is ignored
@@ -307,7 +318,9 @@ static VALUE mesh_normals_given(VALUE self) {
 }
 
 /* @return [Boolean] whether any point has been given a UV on the front side */
-static VALUE mesh_uvs_given(VALUE self) { return get_mesh(self)->front_uvs ? Qtrue : Qfalse; }
+static VALUE mesh_uvs_given(VALUE self) {
+  return get_mesh(self)->front_uvs ? Qtrue : Qfalse;
+}
 
 /* @return [Array(Point3d, Point3d), nil] the lowest and highest coordinates of the finite points; nil without any */
 static VALUE mesh_extent(VALUE self) {
@@ -327,7 +340,8 @@ static VALUE mesh_extent(VALUE self) {
 static size_t packed_count(VALUE string, size_t element, char const* what) {
   StringValue(string);
   size_t const bytes = (size_t)RSTRING_LEN(string);
-  if (bytes % element) rb_raise(rb_eArgError, "the length of the packed %s is not a multiple of %d bytes", what, (int)element);
+  if (bytes % element)
+    rb_raise(rb_eArgError, "the length of the packed %s is not a multiple of %d bytes", what, (int)element);
   return bytes / element;
 }
 
@@ -359,7 +373,8 @@ static VALUE mesh_from_packed(int argc, VALUE* argv, VALUE klass) {
   VALUE normals = argc > 2 ? argv[2] : Qnil, uvs = argc > 3 ? argv[3] : Qnil;
   size_t const point_count = packed_count(points, 3 * sizeof(float), "points");
   size_t const triangle_count = packed_count(triangles, 3 * sizeof(uint32_t), "triangles");
-  if (point_count > INT32_MAX || triangle_count > INT32_MAX) rb_raise(rb_eRangeError, "a mesh holds at most %d points or triangles", INT32_MAX);
+  if (point_count > INT32_MAX || triangle_count > INT32_MAX)
+    rb_raise(rb_eRangeError, "a mesh holds at most %d points or triangles", INT32_MAX);
   if (!NIL_P(normals) && packed_count(normals, 3 * sizeof(float), "normals") != point_count)
     rb_raise(rb_eArgError, "there is not one normal per point");
   if (!NIL_P(uvs) && packed_count(uvs, 2 * sizeof(float), "UVs") != point_count)

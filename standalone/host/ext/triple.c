@@ -22,11 +22,17 @@ static VALUE new_triple(VALUE klass, double x, double y, double z) {
   return object;
 }
 
-VALUE mirel_host_new_point(double x, double y, double z) { return new_triple(mirel_host_point_class, x, y, z); }
+VALUE mirel_host_new_point(double x, double y, double z) {
+  return new_triple(mirel_host_point_class, x, y, z);
+}
 
-VALUE mirel_host_new_vector(double x, double y, double z) { return new_triple(mirel_host_vector_class, x, y, z); }
+VALUE mirel_host_new_vector(double x, double y, double z) {
+  return new_triple(mirel_host_vector_class, x, y, z);
+}
 
-static Triple* get_triple(VALUE object) { return rb_check_typeddata(object, &triple_type); }
+static Triple* get_triple(VALUE object) {
+  return rb_check_typeddata(object, &triple_type);
+}
 
 Triple mirel_host_triple(VALUE value) {
   if (rb_typeddata_is_kind_of(value, &triple_type)) return *get_triple(value);
@@ -40,7 +46,9 @@ Triple mirel_host_triple(VALUE value) {
   return triple;
 }
 
-static VALUE triple_allocate(VALUE klass) { return new_triple(klass, 0, 0, 0); }
+static VALUE triple_allocate(VALUE klass) {
+  return new_triple(klass, 0, 0, 0);
+}
 
 /*
  * @overload initialize
@@ -68,11 +76,17 @@ static VALUE triple_initialize_copy(VALUE self, VALUE other) {
 }
 
 /* @return [Float] */
-static VALUE triple_x(VALUE self) { return DBL2NUM(get_triple(self)->x); }
+static VALUE triple_x(VALUE self) {
+  return DBL2NUM(get_triple(self)->x);
+}
 /* @return [Float] */
-static VALUE triple_y(VALUE self) { return DBL2NUM(get_triple(self)->y); }
+static VALUE triple_y(VALUE self) {
+  return DBL2NUM(get_triple(self)->y);
+}
 /* @return [Float] */
-static VALUE triple_z(VALUE self) { return DBL2NUM(get_triple(self)->z); }
+static VALUE triple_z(VALUE self) {
+  return DBL2NUM(get_triple(self)->z);
+}
 
 static VALUE triple_set_x(VALUE self, VALUE value) {
   rb_check_frozen(self);

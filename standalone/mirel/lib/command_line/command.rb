@@ -5,6 +5,7 @@ require 'optparse'
 require 'command_line/failure'
 require 'command_line/phases'
 require 'command_line/progress_display'
+require 'zu/mirel/errors'
 
 module CommandLine
   # What the commands share: options, the loading of the library and of the input, the report.

@@ -18,11 +18,11 @@ module CommandLine
       @stream = stream
     end
 
-    # A phase whose length is not known.
+    # A phase whose length is not known: its name alone.
     def message(text)
       clear
       @title = text.sub(/[.:\s]+\z/, '')
-      @bar = bar(nil)
+      @stream.write("#{@title} ...")
     end
 
     # A counted task.
@@ -31,26 +31,19 @@ module CommandLine
     end
 
     def progress(done, total)
-      return unless @bar && total.positive?
+      return if @title.nil? || !total.positive?
 
+      @bar ||= ProgressBar.create(output: @stream, total: total, title: @title, format: '%t |%B| %p%%', autofinish: false)
       @bar.total = total unless @bar.total == total
       @bar.progress = [done, total].min
     end
 
-    # Takes the bar off the terminal, so that other text may follow.
+    # Takes bar and title off the terminal, so that other text may follow.
     def clear
-      @bar&.clear
-      @bar&.stop
       @bar = nil
-      # The bar's own clearing leaves the cursor behind blanks.
+      @title = nil
       @stream.write("\r\e[K")
-    end
-
-    private
-
-    def bar(total)
-      ProgressBar.create(output: @stream, total: total, title: @title, format: '%t |%B| %p%%',
-                         unknown_progress_animation_steps: ['   '], autofinish: false)
+      @stream.flush
     end
   end
 end

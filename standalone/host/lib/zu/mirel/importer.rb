@@ -140,7 +140,7 @@ module Zu
         return 'no further edge can be collapsed' unless rules
 
         reasons = { 'the tolerance' => rules.tolerance, 'locked boundaries' => rules.locked_boundary,
-                    'fold-over prevention' => rules.foldover, 'the topology of the surface' => rules.topology }
+                    'faces that would fold over' => rules.foldover, 'the topology of the surface' => rules.topology }
         reasons = reasons.reject { |_, count| count.zero? }.map { |reason, count| "#{reason} (#{count} edges)" }
         reasons.empty? ? 'no edge is left to collapse' : "the edges left are held by #{reasons.join(', ')}"
       end

@@ -32,6 +32,8 @@ module Zu
         return scene unless scene.null?
 
         reason = error[/\A[^\0]*/].force_encoding(Encoding::UTF_8).scrub.strip
+        raise ImportError, 'its format is not known' if reason.include?('No suitable reader found')
+
         raise ImportError, reason.empty? ? 'it cannot be read' : reason
       end
 
