@@ -60,7 +60,8 @@ File.write(raw, JSON.pretty_generate("machine" => machine, "samples" => samples)
 machine.each { |name, value| puts "- #{name}: #{value}" }
 puts "", "Medians of #{repeats} runs; `mirel reduce --ratio 0.01`, whole process.", ""
 phases = samples.flat_map { |sample| sample["runs"][0]["report"]["phases"].map { |phase| phase["name"] } }.uniq
-header = ["input", "faces", "file MB", *phases.map { |name| "#{name} s" }, "total s", "µs/face", "peak MB", "faces out"]
+header = ["input", "faces", "file MB", *phases.map { |name| "#{name} s" }, "total s", "µs/face", "peak MB",
+          "faces out"]
 puts "| #{header.join(' | ')} |", "|---|#{'--:|' * (header.size - 1)}"
 median = ->(values) { values.sort[values.size / 2] }
 samples.each do |sample|

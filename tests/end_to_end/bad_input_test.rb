@@ -7,7 +7,7 @@ class BadInputTest < ProgramTest
   EXTENSIONS = %w[obj ply stl glb gltf dae 3ds off].freeze
 
   def test_missing
-    EXTENSIONS.each { |extension| assert_input_refused(path("missing.#{extension}"), /no such file|not exist|not found/i) }
+    EXTENSIONS.each { |extension| assert_input_refused(path("missing.#{extension}"), /no such file|not exist/i) }
   end
 
   def test_directory
@@ -43,7 +43,8 @@ class BadInputTest < ProgramTest
 
   def test_truncated_obj
     text = Models.terrain(12)
-    assert_input_refused(write("in-the-vertices.obj", text[0, 1500]), /no faces/i)
+    assert_input_refused(write("between-vertices.obj", text[0..text.index("\n", 1500)]), /no faces/i)
+    assert_input_refused(write("in-a-vertex.obj", text[0..text.index(" ", 1500)]), /number|coordinate/i)
     # The last face has two corners left.
     assert_input_refused(write("in-a-face.obj", text[0, text.rindex(" ")]), /corner|face|line/i)
   end
@@ -81,15 +82,15 @@ class BadInputTest < ProgramTest
     ["3 0 1 3", "3 0 1 -1", "3 0 1 2147483647"].each do |face|
       assert_input_refused(write("index.ply", "#{header}#{face}\n"), /\S/)
     end
-    assert_input_refused(write("index.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 3\n"), /\S/)
   end
 
   def test_only_coordinates_that_are_not_finite
     %w[nan inf -inf 1e99].each do |number|
       text = "v #{number} 0 0\nv 1 #{number} 0\nv 0 1 #{number}\nf 1 2 3\n"
-      assert_input_refused(write("numbers.obj", text), /finite|faces/i)
+      assert_input_refused(write("numbers.obj", text), /finite|faces/i, info: false)
     end
-    assert_input_refused(write("numbers.stl", Models.stl([[Float::NAN] * 9, [Float::INFINITY] * 9])), /finite|faces/i)
+    stl = write("numbers.stl", Models.stl([[Float::NAN] * 9, [Float::INFINITY] * 9]))
+    assert_input_refused(stl, /finite|faces/i, info: false)
   end
 
   # The faces that use such a vertex go; the rest is reduced.
@@ -105,7 +106,7 @@ class BadInputTest < ProgramTest
     assert_input_refused(write("comment.obj", "# nothing here\n"), /no faces/i)
     assert_input_refused(write("lines.obj", "v 0 0 0\nv 1 0 0\nl 1 2\n"), /no faces/i)
     assert_input_refused(write("points.off", "OFF\n3 0 0\n0 0 0\n1 0 0\n0 1 0\n"), /\S/)
-    assert_input_refused(write("degenerate.obj", "v 0 0 0\nv 1 0 0\nf 1 2 1\nf 1 2 2\n"), /faces/i)
+    assert_input_refused(write("degenerate.obj", "v 0 0 0\nv 1 0 0\nf 1 2 1\nf 1 2 2\n"), /faces/i, info: false)
   end
 
   def test_a_million_points_without_polygons
@@ -113,12 +114,12 @@ class BadInputTest < ProgramTest
     floats = Array.new(30_000) { random.rand.round(5) }
     lines = floats.each_slice(3).map { |p| "v #{p.join(' ')}\n" }.join
     assert_input_refused(write("cloud.obj", lines * 100), /no faces/i)
-    header = ->(form) { "ply\nformat #{form} 1.0\nelement vertex 1000000\nproperty float x\nproperty float y\nproperty float z\n" }
-    assert_input_refused(write("cloud.ply", "#{header['binary_little_endian']}end_header\n".b + floats.pack("e*") * 100),
-                         /no faces/i)
-    assert_input_refused(write("none.ply", "#{header['binary_little_endian']}element face 0\n" \
-                                           "property list uchar int vertex_indices\nend_header\n".b +
-                                           floats.pack("e*") * 100), /no faces/i)
+    header = "ply\nformat binary_little_endian 1.0\nelement vertex 1000000\nproperty float x\nproperty float y\n" \
+             "property float z\n".b
+    body = floats.pack("e*") * 100
+    assert_input_refused(write("cloud.ply", "#{header}end_header\n".b + body), /no faces/i)
+    none = "#{header}element face 0\nproperty list uchar int vertex_indices\nend_header\n".b
+    assert_input_refused(write("none.ply", none + body), /no faces/i)
   end
 
   def test_a_header_that_promises_more_than_there_is
@@ -143,7 +144,8 @@ class BadInputTest < ProgramTest
   def test_one_triangle
     input = write("one.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")
     assert_equal 1, reduce(input, path("out.obj"), "--faces", 1)["faces_after"]
-    assert_equal 1, reduce(write("one.stl", Models.stl([[0, 0, 0, 1, 0, 0, 0, 1, 0]])), path("out.obj"), "--faces", 1)["faces_after"]
+    stl = write("one.stl", Models.stl([[0, 0, 0, 1, 0, 0, 0, 1, 0]]))
+    assert_equal 1, reduce(stl, path("out.obj"), "--faces", 1)["faces_after"]
     report = reduce(input, path("out.obj"), "--ratio", 0.01, "--lock-boundaries")
     assert_equal [1, false], report.values_at("faces_after", "target_reached")
   end

@@ -34,7 +34,9 @@ module Models
   def terrain_ply(cells, body_bytes: nil)
     positions = []
     faces = []
-    (0..cells).each { |r| (0..cells).each { |c| positions.push(10.0 * c / cells, 10.0 * r / cells, Math.sin(c * 0.7)) } }
+    (0..cells).each do |r|
+      (0..cells).each { |c| positions.push(10.0 * c / cells, 10.0 * r / cells, Math.sin(c * 0.7)) }
+    end
     cells.times do |r|
       cells.times do |c|
         a = r * (cells + 1) + c
