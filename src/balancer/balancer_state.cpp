@@ -18,13 +18,10 @@ namespace {
 
 // From clear_balancer until the next depot the handles hold freed objects.
 bool isCleared;
-std::uint32_t clearCount;
-
-void reportMissingDepot() {
-  rb_puts("Error: MeshDepot has not been created.");
-}
 
 }  // namespace
+
+std::uint32_t clearCount;
 
 void registerPreviewReferences() {
   rb_global_variable(&rTriangles);
@@ -32,6 +29,10 @@ void registerPreviewReferences() {
   rb_global_variable(&rPoints);
   rb_global_variable(&rBoundingBox);
   rb_global_variable(&rMeshColors);
+}
+
+void reportMissingDepot() {
+  rb_puts("Error: MeshDepot has not been created.");
 }
 
 void reportMissingMesh() {
@@ -63,22 +64,6 @@ ab::IMesh* getDepotMesh(std::uint32_t index) {
     reportMissingMesh();
   }
   return found;
-}
-
-std::uint32_t getClearCount() {
-  return clearCount;
-}
-
-bool isClearedSince(std::uint32_t clears) {
-  return clears != clearCount;
-}
-
-bool guardUncleared(std::uint32_t clears) {
-  if (isClearedSince(clears)) {
-    reportMissingDepot();
-    return false;
-  }
-  return true;
 }
 
 VALUE initMeshDepot(VALUE self) {

@@ -32,16 +32,28 @@ void registerPreviewReferences();
 // True when there is a live depot (or current mesh); otherwise prints the line that says it is missing.
 bool guardMeshDepot();
 bool guardMesh();
-// Prints the line that says that a mesh, or one of its tables, is missing.
+// Print the line that says that the depot, or that a mesh or one of its tables, is missing.
+void reportMissingDepot();
 void reportMissingMesh();
 // The mesh of that index in the live depot, or null after printing which is missing.
 ab::IMesh* getDepotMesh(std::uint32_t index);
 
 // Any callback may clear the state. Code that holds a pointer taken from the depot across a Ruby call notes the
 // count of clears before and asks after: guardUncleared also prints the line that the depot is missing.
-std::uint32_t getClearCount();
-bool isClearedSince(std::uint32_t clears);
-bool guardUncleared(std::uint32_t clears);
+extern std::uint32_t clearCount;
+inline std::uint32_t getClearCount() {
+  return clearCount;
+}
+inline bool isClearedSince(std::uint32_t clears) {
+  return clears != clearCount;
+}
+inline bool guardUncleared(std::uint32_t clears) {
+  if (isClearedSince(clears)) {
+    reportMissingDepot();
+    return false;
+  }
+  return true;
+}
 
 // init_mesh_depot: a fresh SDK object and an empty depot; frees nothing. Returns true, or false after a console
 // line when the SDK cannot start, which leaves the depot as it was.
