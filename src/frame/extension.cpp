@@ -8,6 +8,8 @@
 #include "src/frame/method_table.h"
 #include "src/import/obj_import.h"
 #include "src/import/ply_import.h"
+#include "src/preview/mesh_readback.h"
+#include "src/preview/preview_drawing.h"
 
 VALUE mSketchup;
 VALUE mUI;
@@ -43,11 +45,17 @@ void Init_Plugin() {
   defineMethod(type, "go_to_faces", goToFaces);
   // Spelled without the second "r": the plugin calls it so.
   defineMethod(type, "get_hierachy_steps", getHierarchySteps);
+  defineMethod(type, "draw", draw);
+  defineMethod(type, "get_uvs", getUVs);
   defineMethod(type, "count_faces", getFaceCount);
   defineMethod(type, "get_current_step", getCurrentStep);
   defineMethod(type, "get_balancer_mesh", convertSkpMeshesToBalancerMesh);
   defineMethod(type, "export_obj", saveOBJ);
+  defineMethod(type, "get_remapped_mesh", getRemappedMesh);
   defineMethod(type, "clear_balancer", freeBalancer);
+  defineMethod(type, "get_triangles", getTriangles);
+  defineMethod(type, "get_mesh_bounds", getMeshBounds);
+  defineMethod(type, "get_points", getPoints);
   defineMethod(type, "init_mesh_depot", initMeshDepot);
   defineMethod(type, "init_simplify", initSimplify);
 }
