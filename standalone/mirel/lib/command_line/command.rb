@@ -80,7 +80,16 @@ module CommandLine
     end
 
     def corners(box)
-      [box.min.to_a, box.max.to_a] if box && !box.empty?
+      [box.min, box.max].map { |corner| corner.to_a.map { |value| shortest(value) } } if box && !box.empty?
+    end
+
+    # The shortest decimal number that stands for the same 32-bit float.
+    def shortest(value)
+      (6..8).each do |digits|
+        candidate = format("%.#{digits}g", value).to_f
+        return candidate if [candidate].pack('e') == [value].pack('e')
+      end
+      value
     end
 
     def print_json(report)

@@ -148,7 +148,14 @@ module Zu
         File.chmod(File.stat(target).mode & 0o7777, file) if File.exist?(target)
         File.open(file, 'rb', &:fsync)
         File.rename(file, target)
-        File.open(File.dirname(target), &:fsync)
+        sync_folder(File.dirname(target))
+      end
+
+      # The file is in place by now; a file system that cannot do this is no failure.
+      def sync_folder(folder)
+        File.open(folder, &:fsync)
+      rescue SystemCallError
+        nil
       end
     end
   end
