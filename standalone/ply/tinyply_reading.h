@@ -24,6 +24,9 @@ inline constexpr std::size_t kLongestHeader = std::size_t{1} << 26;
 inline constexpr std::size_t kLongestNumber = std::size_t{1} << 16;
 inline constexpr std::size_t kBlock = std::size_t{1} << 17;
 
+// The line end behind the last byte, and what scanning a number may look at behind that.
+inline constexpr std::size_t kPadding = 1 + mirel::text::kReadAhead;
+
 inline std::size_t size_of(Type type) {
   constexpr std::uint8_t kSizes[] = {0, 1, 1, 2, 2, 4, 4, 4, 8};
   return kSizes[static_cast<std::size_t>(type)];
@@ -128,7 +131,7 @@ class Body {
       }
       if (stream_->pubseekpos(here, std::ios_base::in) != here) fail("the stream cannot be read from");
     }
-    block_.resize(kBlock + 1);
+    block_.resize(kBlock + kPadding);
     block_[0] = '\n';
   }
 
@@ -212,8 +215,8 @@ class Body {
     if (at_ > 0) std::memmove(block_.data(), block_.data() + at_, rest);
     at_ = 0;
     end_ = rest;
-    if (end_ + 1 >= block_.size()) block_.resize(block_.size() * 2);
-    std::streamsize const room = static_cast<std::streamsize>(block_.size() - 1 - end_);
+    if (end_ + kPadding >= block_.size()) block_.resize(block_.size() * 2);
+    std::streamsize const room = static_cast<std::streamsize>(block_.size() - kPadding - end_);
     std::streamsize const count = std::max<std::streamsize>(stream_->sgetn(block_.data() + end_, room), 0);
     end_ += static_cast<std::size_t>(count);
     left_ -= std::min<std::uint64_t>(left_, static_cast<std::uint64_t>(count));

@@ -1,7 +1,8 @@
 // Decimal text to binary numbers, correctly rounded, for the readers of text formats.
 //
 // Layer: below the readers, knows none of them. The text is any run of bytes that is ended by a byte no number
-// holds (a blank or a line end); the functions stop there and need no length. A number is an optional sign, digits
+// holds (a blank or a line end); the functions stop there and need no length, but kReadAhead bytes behind that byte
+// have to be readable, whatever they are. A number is an optional sign, digits
 // with an optional point, and an optional exponent; "nan", "inf", "infinity" in any case, and what Microsoft's
 // runtime writes for them (1.#QNAN, -1.#IND, 1.#INF) are numbers too. Hexadecimal numbers are not.
 //
@@ -16,14 +17,49 @@
 #endif
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <string>
 
 namespace mirel::text {
 
+inline constexpr std::size_t kReadAhead = 8;
+
 inline bool is_digit(char c) {
   return static_cast<unsigned char>(c - '0') < 10;
+}
+
+// The digits at `p`, at most eight of them.
+struct DigitRun {
+  std::uint32_t value = 0;
+  std::uint32_t length = 0;
+};
+
+// All eight bytes at once (Lemire 2018): text has digit runs of any length, and a loop over them ends in a wrong
+// guess of the processor nearly every time.
+inline DigitRun scan_digits(char const* p) {
+  DigitRun run;
+  if constexpr (std::endian::native == std::endian::little) {
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, p, 8);
+    bytes ^= 0x3030303030303030U;
+    // The lowest byte with its high bit set is the first that is not 0 to 9; what is above it may be spoilt by carry.
+    std::uint64_t const others = ((bytes + 0x7676767676767676U) | bytes) & 0x8080808080808080U;
+    if ((others & 0x80U) != 0) return run;
+    run.length = others == 0 ? 8 : static_cast<std::uint32_t>(std::countr_zero(others)) / 8;
+    bytes <<= 64 - run.length * 8;
+    bytes = bytes * 10 + (bytes >> 8);
+    bytes = (bytes & 0x000000FF000000FFU) * 0x000F424000000064U +
+            ((bytes >> 16) & 0x000000FF000000FFU) * 0x0000271000000001U;
+    run.value = static_cast<std::uint32_t>(bytes >> 32);
+  } else {
+    while (run.length < 8 && is_digit(p[run.length])) {
+      run.value = run.value * 10 + static_cast<std::uint32_t>(p[run.length++] - '0');
+    }
+  }
+  return run;
 }
 
 namespace detail {
@@ -43,6 +79,17 @@ inline constexpr double kPowersOfTen[] = {
     1e32, 1e33, 1e34, 1e35, 1e36, 1e37, 1e38,
 };
 // clang-format on
+
+inline constexpr std::uint64_t kRunFactors[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+
+inline char const* append_digits(char const* p, std::uint64_t& digits) {
+  for (;;) {
+    DigitRun const run = scan_digits(p);
+    digits = digits * kRunFactors[run.length] + run.value;
+    p += run.length;
+    if (run.length < 8) return p;
+  }
+}
 
 struct Decimal {
   std::uint64_t digits = 0;  // meaningless where there are more than 19 significant ones
@@ -89,12 +136,14 @@ inline char const* scan_decimal(char const* p, Decimal& out) {
   if (*p == '-' || *p == '+') ++p;
   char const* const first = p;
   std::uint64_t digits = 0;
-  while (is_digit(*p)) digits = digits * 10 + static_cast<std::uint64_t>(*p++ - '0');
+  // Most whole parts have one digit.
+  if (is_digit(*p)) digits = static_cast<std::uint64_t>(*p++ - '0');
+  if (is_digit(*p)) p = append_digits(p, digits);
   std::int64_t digit_count = p - first;
   std::int64_t exponent = 0;
   if (*p == '.') {
     char const* const fraction = ++p;
-    while (is_digit(*p)) digits = digits * 10 + static_cast<std::uint64_t>(*p++ - '0');
+    p = append_digits(p, digits);
     exponent = fraction - p;
     digit_count -= exponent;
   }
@@ -127,63 +176,69 @@ inline locale_t plain_locale() {
   return locale;
 }
 
+// Out of line: what the C library needs would weigh on every number otherwise.
+[[gnu::noinline]] inline float convert_float(char const* p, char const* end) {
+  return strtof_l(std::string(p, end).c_str(), nullptr, plain_locale());
+}
+
+[[gnu::noinline]] inline double convert_double(char const* p, char const* end) {
+  return strtod_l(std::string(p, end).c_str(), nullptr, plain_locale());
+}
+
+template <typename Float>
+[[gnu::noinline]] char const* scan_signed_special(char const* p, Float& value) {
+  bool is_nan = false;
+  bool const negative = *p == '-';
+  char const* const end = scan_special(*p == '-' || *p == '+' ? p + 1 : p, is_nan);
+  if (end == nullptr) return nullptr;
+  Float const magnitude = is_nan ? std::numeric_limits<Float>::quiet_NaN() : std::numeric_limits<Float>::infinity();
+  value = negative ? -magnitude : magnitude;
+  return end;
+}
+
 }  // namespace detail
 
 // Returns the end of the number at `p`, or null where there is none. The caller judges the byte at the end.
 inline char const* scan_float(char const* p, float& value) {
   detail::Decimal decimal;
-  char const* end = detail::scan_decimal(p, decimal);
-  if (end != nullptr && *end != '#') [[likely]] {
-    // digits x 10^exponent in doubles is off by less than four units in the last place: one each for the two
-    // factors and the product. Where no midpoint of two floats is that near, the double and the exact value lie
-    // between the same midpoints and so round to the same float.
-    std::int64_t const row = decimal.exponent - detail::kLowestPower;
-    if (decimal.digits_fit && row >= 0 && row <= detail::kHighestPower - detail::kLowestPower &&
-        decimal.digits <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) [[likely]] {
-      double const product = static_cast<double>(static_cast<std::int64_t>(decimal.digits)) * detail::kPowersOfTen[row];
-      std::uint64_t const below_float = std::bit_cast<std::uint64_t>(product) & 0x1FFFFFFFU;
-      bool const clear_of_midpoint = below_float - 0x0FFFFFF0U > 0x20U;
-      if (clear_of_midpoint && ((product > 1.2e-38 && product < 3.4e38) || decimal.digits == 0)) [[likely]] {
-        float const magnitude = static_cast<float>(product);
-        value = decimal.negative ? -magnitude : magnitude;
-        return end;
-      }
+  char const* const end = detail::scan_decimal(p, decimal);
+  if (end == nullptr || *end == '#') [[unlikely]]
+    return detail::scan_signed_special(p, value);
+  // digits x 10^exponent in doubles is off by less than four units in the last place: one each for the two factors
+  // and the product. Where no midpoint of two floats is that near, the double and the exact value lie between the
+  // same midpoints and so round to the same float.
+  std::uint64_t const row = static_cast<std::uint64_t>(decimal.exponent - detail::kLowestPower);
+  if (decimal.digits_fit && row <= detail::kHighestPower - detail::kLowestPower &&
+      decimal.digits <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) [[likely]] {
+    double const product = static_cast<double>(static_cast<std::int64_t>(decimal.digits)) * detail::kPowersOfTen[row];
+    std::uint64_t const below_float = std::bit_cast<std::uint64_t>(product) & 0x1FFFFFFFU;
+    bool const clear_of_midpoint = below_float - 0x0FFFFFF0U > 0x20U;
+    if (clear_of_midpoint && ((product > 1.2e-38 && product < 3.4e38) || decimal.digits == 0)) [[likely]] {
+      float const magnitude = static_cast<float>(product);
+      value = decimal.negative ? -magnitude : magnitude;
+      return end;
     }
-    value = strtof_l(std::string(p, end).c_str(), nullptr, detail::plain_locale());
-    return end;
   }
-  bool is_nan = false;
-  bool const negative = *p == '-';
-  end = detail::scan_special(*p == '-' || *p == '+' ? p + 1 : p, is_nan);
-  if (end == nullptr) return nullptr;
-  float const magnitude = is_nan ? std::numeric_limits<float>::quiet_NaN() : std::numeric_limits<float>::infinity();
-  value = negative ? -magnitude : magnitude;
+  value = detail::convert_float(p, end);
   return end;
 }
 
 inline char const* scan_double(char const* p, double& value) {
   detail::Decimal decimal;
-  char const* end = detail::scan_decimal(p, decimal);
-  if (end != nullptr && *end != '#') {
-    // Both factors are exact, so one rounding is the only one (Clinger 1990).
-    if (decimal.digits_fit && decimal.digits < (std::uint64_t{1} << 53) && decimal.exponent >= -22 &&
-        decimal.exponent <= 22) {
-      double const digits = static_cast<double>(decimal.digits);
-      auto const power = [](std::int64_t exponent) { return detail::kPowersOfTen[exponent - detail::kLowestPower]; };
-      double const magnitude =
-          decimal.exponent < 0 ? digits / power(-decimal.exponent) : digits * power(decimal.exponent);
-      value = decimal.negative ? -magnitude : magnitude;
-      return end;
-    }
-    value = strtod_l(std::string(p, end).c_str(), nullptr, detail::plain_locale());
+  char const* const end = detail::scan_decimal(p, decimal);
+  if (end == nullptr || *end == '#') [[unlikely]]
+    return detail::scan_signed_special(p, value);
+  // Both factors are exact, so one rounding is the only one (Clinger 1990).
+  if (decimal.digits_fit && decimal.digits < (std::uint64_t{1} << 53) && decimal.exponent >= -22 &&
+      decimal.exponent <= 22) {
+    double const digits = static_cast<double>(decimal.digits);
+    auto const power = [](std::int64_t exponent) { return detail::kPowersOfTen[exponent - detail::kLowestPower]; };
+    double const magnitude =
+        decimal.exponent < 0 ? digits / power(-decimal.exponent) : digits * power(decimal.exponent);
+    value = decimal.negative ? -magnitude : magnitude;
     return end;
   }
-  bool is_nan = false;
-  bool const negative = *p == '-';
-  end = detail::scan_special(*p == '-' || *p == '+' ? p + 1 : p, is_nan);
-  if (end == nullptr) return nullptr;
-  double const magnitude = is_nan ? std::numeric_limits<double>::quiet_NaN() : std::numeric_limits<double>::infinity();
-  value = negative ? -magnitude : magnitude;
+  value = detail::convert_double(p, end);
   return end;
 }
 

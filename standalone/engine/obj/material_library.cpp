@@ -47,9 +47,10 @@ bool equals_ignoring_case(std::string_view a, std::string_view b) {
 }
 
 bool to_number(std::string_view token, float& value) {
-  std::string const text(token);
-  char const* const end = text::scan_float(text.c_str(), value);
-  return end != nullptr && end == text.c_str() + text.size();
+  std::string padded(token);
+  padded.append(text::kReadAhead + 1, '\0');
+  char const* const end = text::scan_float(padded.data(), value);
+  return end != nullptr && end == padded.data() + token.size();
 }
 
 bool to_unit_number(std::string_view token, float& value) {

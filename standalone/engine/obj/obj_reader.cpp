@@ -17,13 +17,14 @@
 #include "standalone/engine/obj/material_library.h"
 #include "standalone/engine/obj/obj_soup.h"
 #include "standalone/engine/obj/statement_parser.h"
+#include "standalone/text/decimal.h"
 
 namespace mirel::engine {
 namespace {
 
 constexpr std::size_t kFirstBlock = std::size_t{1} << 18;  // stays in the second-level cache
 constexpr std::size_t kLongestLine = std::size_t{1} << 28;
-constexpr std::size_t kPadding = 16;
+constexpr std::size_t kPadding = 2 + text::kReadAhead;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 // A stretch of memory or an open file.
@@ -114,8 +115,8 @@ bool parse_source(Source& source, StatementParser& parser, Failure& failure) {
     char const* from = begin;
     if (is_first && std::string_view(begin, block.size).starts_with(kByteOrderMark)) from += kByteOrderMark.size();
     is_first = false;
-    // A file may end without a line end, or with a backslash in front of it.
-    if (at_end) std::memset(end, '\n', kPadding);
+    // A file may end without a line end, or with a backslash in front of it; and numbers are read ahead.
+    std::memset(end, '\n', kPadding);
     char const* const to = at_end ? end + 1 : end_of_last_line(from, end);
     if (to != nullptr) {
       if (!parser.parse(from, to, source.bytes_to_come())) {

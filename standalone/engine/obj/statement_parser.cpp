@@ -177,9 +177,8 @@ bool StatementParser::parse_other(char const*& p) {
 // Coordinates grow to the number that the rest of the file can hold at most, once they are many: storage that is
 // never touched costs address space only, while doubling would hold the old and the new array at once.
 template <typename T>
-void StatementParser::make_room(std::vector<T>& values, std::size_t needed, std::size_t per_element,
-                                std::uint64_t bytes_per_element) {
-  if (values.capacity() - values.size() >= needed) return;
+void StatementParser::grow(std::vector<T>& values, std::size_t needed, std::size_t per_element,
+                           std::uint64_t bytes_per_element) {
   if (values.size() * sizeof(T) >= kRoomInAdvance && bytes_to_come_ > 0) {
     std::uint64_t const bytes_left = bytes_to_come_ + static_cast<std::uint64_t>(block_end_ - block_position_);
     try {
@@ -228,7 +227,7 @@ bool StatementParser::note_forward_index(Kind kind, std::uint64_t index) {
   return true;
 }
 
-bool StatementParser::parse_index(char const*& p, Kind kind, std::uint32_t& index) {
+bool StatementParser::parse_unusual_index(char const*& p, Kind kind, std::uint32_t& index) {
   char const* const token = p;
   bool const from_end = *p == '-';
   if (*p == '-' || *p == '+') ++p;
@@ -255,6 +254,8 @@ bool StatementParser::parse_index(char const*& p, Kind kind, std::uint32_t& inde
 bool StatementParser::parse_face(char const*& p) {
   corners_.clear();
   polygon_is_forward_ = false;
+  bool lacks_uv = false;
+  bool lacks_normal = false;
   auto const starts_index = [](char c) { return text::is_digit(c) || c == '-' || c == '+'; };
   for (;;) {
     p = skip_blanks(p);
@@ -271,8 +272,12 @@ bool StatementParser::parse_face(char const*& p) {
       }
     }
     if (!ends_token(*p)) return fail_on_token("face corner", token);
+    lacks_uv = lacks_uv || corner.of[kUv] == kNone;
+    lacks_normal = lacks_normal || corner.of[kNormal] == kNone;
     corners_.push_back(corner);
   }
+  polygon_lacks_[kUv] = lacks_uv;
+  polygon_lacks_[kNormal] = lacks_normal;
   if (corners_.size() < 3) {
     return fail("a face with " + std::to_string(corners_.size()) + (corners_.size() == 1 ? " corner" : " corners"));
   }
@@ -350,9 +355,7 @@ bool StatementParser::add_polygon() {
     return fail("more than " + std::to_string(element_limit_) + " triangles in one mesh");
   }
   for (Kind const kind : {kUv, kNormal}) {
-    bool const complete =
-        std::all_of(corners_.begin(), corners_.end(), [&](Corner const& corner) { return corner.of[kind] != kNone; });
-    if (!complete) {
+    if (polygon_lacks_[kind]) {
       for (Corner& corner : corners_) corner.of[kind] = kNone;
     } else if (!mesh_has_[kind]) {
       mesh_has_[kind] = true;

@@ -14,6 +14,7 @@
 
 #include "standalone/engine/obj/obj_soup.h"
 #include "standalone/engine/obj/polygon.h"
+#include "standalone/text/decimal.h"
 
 namespace mirel::engine {
 
@@ -25,7 +26,8 @@ class StatementParser {
   explicit StatementParser(std::uint64_t element_limit = kObjElementLimit) : element_limit_(element_limit) {}
 
   // [begin, end) holds whole logical lines: its last byte ends a line that the next block does not continue. A line
-  // end stands at `end` too. `bytes_to_come`: of the file behind `end`, where it is known, else 0. False: see error().
+  // end stands at `end` too, with text::kReadAhead readable bytes behind it. `bytes_to_come`: of the file behind `end`,
+  // where it is known, else 0. False: see error().
   bool parse(char const* begin, char const* end, std::uint64_t bytes_to_come);
 
   // After the last block.
@@ -58,7 +60,16 @@ class StatementParser {
   template <int width, int required>
   bool parse_coordinates(char const*& p, Kind kind, std::vector<float>& values);
   bool parse_face(char const*& p);
-  bool parse_index(char const*& p, Kind kind, std::uint32_t& index);
+  bool parse_index(char const*& p, Kind kind, std::uint32_t& index) {
+    text::DigitRun const run = text::scan_digits(p);
+    if (run.value - 1 < count_[kind] && !text::is_digit(p[run.length])) [[likely]] {
+      index = run.value - 1;
+      p += run.length;
+      return true;
+    }
+    return parse_unusual_index(p, kind, index);
+  }
+  bool parse_unusual_index(char const*& p, Kind kind, std::uint32_t& index);
   bool note_forward_index(Kind kind, std::uint64_t index);
   bool add_polygon();
   void add_triangle(Corner const& a, Corner const& b, Corner const& c);
@@ -81,7 +92,12 @@ class StatementParser {
   char const* rest_of_line(char const* p, std::string& text);
 
   template <typename T>
-  void make_room(std::vector<T>& values, std::size_t needed, std::size_t per_element, std::uint64_t bytes_per_element);
+  void make_room(std::vector<T>& values, std::size_t needed, std::size_t per_element, std::uint64_t bytes_per_element) {
+    if (values.capacity() - values.size() < needed) [[unlikely]]
+      grow(values, needed, per_element, bytes_per_element);
+  }
+  template <typename T>
+  void grow(std::vector<T>& values, std::size_t needed, std::size_t per_element, std::uint64_t bytes_per_element);
 
   bool fail(std::string reason);
   bool fail_at(std::uint64_t line, std::string reason);
@@ -95,6 +111,7 @@ class StatementParser {
   std::uint64_t forward_[3] = {0, 0, 0};
   std::uint64_t forward_line_[3] = {0, 0, 0};
   bool polygon_is_forward_ = false;
+  bool polygon_lacks_[3] = {false, false, false};  // by Kind: some corner does without
 
   std::vector<Corner> corners_;
   std::vector<std::uint32_t> polygon_vertices_;
