@@ -39,8 +39,12 @@ void reportMissingMesh() {
   rb_puts("Error: Mesh has not been created.");
 }
 
+bool hasMeshDepot() {
+  return meshDepot != nullptr && !isCleared;
+}
+
 bool guardMeshDepot() {
-  if (meshDepot != nullptr && !isCleared) {
+  if (hasMeshDepot()) {
     return true;
   }
   reportMissingDepot();

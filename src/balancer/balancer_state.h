@@ -29,6 +29,8 @@ constexpr std::uint32_t kNoIndex = 0xFFFFFFFF;
 // Run once at load.
 void registerPreviewReferences();
 
+// Whether there is a live depot.
+bool hasMeshDepot();
 // True when there is a live depot (or current mesh); otherwise prints the line that says it is missing.
 bool guardMeshDepot();
 bool guardMesh();

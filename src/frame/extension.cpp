@@ -3,6 +3,7 @@
 #include "src/balancer/balancer_state.h"
 #include "src/balancer/simplification.h"
 #include "src/capture/mesh_capture.h"
+#include "src/export/model_export.h"
 #include "src/export/obj_export.h"
 #include "src/frame/interned_name.h"
 #include "src/frame/method_table.h"
@@ -47,6 +48,7 @@ void Init_Plugin() {
   defineMethod(type, "get_hierachy_steps", getHierarchySteps);
   defineMethod(type, "draw", draw);
   defineMethod(type, "get_uvs", getUVs);
+  defineMethod(type, "export_skp", exportSKP);
   defineMethod(type, "count_faces", getFaceCount);
   defineMethod(type, "get_current_step", getCurrentStep);
   defineMethod(type, "get_balancer_mesh", convertSkpMeshesToBalancerMesh);
