@@ -122,6 +122,7 @@ bool LadderBuilder::cheapest(std::uint32_t v, std::uint32_t& best) {
 void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
   evaluate(stars_, v, candidates_);
   if (records_.attributed) refined_.assign(candidates_.count, 0);
+  if ((stars_.vertex(v).flags & kOneWedge) != 0) add_attribute_costs(stars_, attribute_sums_, v, candidates_, refined_);
   std::array<std::uint8_t, kObstacles> obstacles{};
   std::uint32_t i = 0;
   while (cheapest(v, i)) {

@@ -46,8 +46,8 @@ class LadderBuilder {
   };
   // A face on the edge, which vanishes.
   struct Dying {
+    StarEntry entry;  // at the first end
     std::uint32_t opposite;
-    std::uint32_t face;
     Vec3 before;
   };
   // One incidence of a neighbour in a star.
@@ -74,6 +74,9 @@ class LadderBuilder {
   // Stars.
   bool is_regular(std::uint32_t v) const;
   void refresh(std::uint32_t v);
+  AttributeSums attribute_terms(StarEntry const& entry, Vec3 place) const;
+  void set_attribute_values(std::uint32_t v);
+  void sum_attributes(std::uint32_t v);
   Vec3 triangle_normal(std::uint32_t v, StarEntry const& entry) const;
 
   // The queue.
@@ -117,6 +120,7 @@ class LadderBuilder {
   Stars stars_;
   BucketQueue queue_;
   WedgeAttributes attributes_;
+  std::vector<AttributeSums> attribute_sums_;            // per vertex; empty where no mesh has UVs or normals
   std::vector<std::unique_ptr<DeviationGuard>> guards_;  // per mesh, with a tolerance only
 
   std::vector<std::uint32_t> vertex_base_;   // mesh_count + 1
@@ -147,6 +151,7 @@ class LadderBuilder {
   std::vector<StarEntry> new_star_;
   std::vector<Side> refresh_sides_;
   std::vector<std::uint32_t> ring_;
+  std::vector<AttributeSums> survivor_terms_, dying_terms_;  // before the change
   WedgeMerge merge_;
   WedgeMerge merge_scratch_;
   Point place_point_{};  // the new place as it will be written

@@ -144,8 +144,14 @@ void LadderBuilder::sum_stars(std::span<std::uint32_t const> triangles) {
     add(sums, b);
     add(sums, c);
   }
+  if (records_.layout.stride > 0) attribute_sums_.resize(stars_.vertex_count());
   for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
-    if (!is_regular(v)) refresh(v);
+    if (!is_regular(v)) {
+      refresh(v);
+    } else if (!attribute_sums_.empty()) {
+      stars_.vertex(v).flags |= kOneWedge;
+      sum_attributes(v);
+    }
   }
 }
 

@@ -41,7 +41,8 @@ bool LadderBuilder::is_regular(std::uint32_t v) const {
     if (!records_.attributed) continue;
     std::uint32_t const face = entry.face();
     std::uint32_t const other = partner->face();
-    if (attributes_.set_of(face) != attributes_.set_of(other) ||
+    if (attributes_.wedge(face, entry.corner()) != attributes_.wedge(star[0].face(), star[0].corner()) ||
+        attributes_.set_of(face) != attributes_.set_of(other) ||
         attributes_.wedge(face, entry.corner()) != attributes_.wedge(other, partner->corner()) ||
         attributes_.wedge(face, (entry.corner() + 2) % 3) != attributes_.wedge(other, (partner->corner() + 1) % 3)) {
       return false;
@@ -102,8 +103,43 @@ void LadderBuilder::refresh(std::uint32_t v) {
     i = end;
   }
   store(sums, vertex);
-  vertex.flags = static_cast<std::uint8_t>((vertex.flags & ~(kIrregular | kBoundary)) | (irregular ? kIrregular : 0) |
-                                           (boundary ? kBoundary : 0));
+  bool one_wedge = !attribute_sums_.empty();
+  for (StarEntry const& entry : star) {
+    one_wedge = one_wedge &&
+                attributes_.wedge(entry.face(), entry.corner()) == attributes_.wedge(star[0].face(), star[0].corner());
+  }
+  vertex.flags =
+      static_cast<std::uint8_t>((vertex.flags & ~(kIrregular | kBoundary | kOneWedge)) | (irregular ? kIrregular : 0) |
+                                (boundary ? kBoundary : 0) | (one_wedge ? kOneWedge : 0));
+  if (one_wedge) sum_attributes(v);
+}
+
+// The attribute terms of a face around v, with v moved to `place`.
+AttributeSums LadderBuilder::attribute_terms(StarEntry const& entry, Vec3 place) const {
+  std::uint32_t const mesh = mesh_of(entry.next);
+  Vec3 const corners[3] = {place, stars_.vertex(entry.next).position(), stars_.vertex(entry.previous).position()};
+  AttributeValues values[3];
+  float const* pointers[3];
+  for (std::uint32_t k = 0; k < 3; ++k) {
+    values[k] = attributes_.scaled_values(records_, mesh, attributes_.wedge(entry.face(), (entry.corner() + k) % 3));
+    pointers[k] = values[k].data();
+  }
+  return face_terms(corners, pointers);
+}
+
+void LadderBuilder::set_attribute_values(std::uint32_t v) {
+  StarEntry const& entry = stars_.star(v).front();
+  AttributeValues const values =
+      attributes_.scaled_values(records_, mesh_of(v), attributes_.wedge(entry.face(), entry.corner()));
+  std::copy(values.begin(), values.end(), attribute_sums_[v].values);
+}
+
+void LadderBuilder::sum_attributes(std::uint32_t v) {
+  AttributeSums sums;
+  Vec3 const place = stars_.vertex(v).position();
+  for (StarEntry const& entry : std::as_const(stars_).star(v)) sums.add(attribute_terms(entry, place), 1);
+  attribute_sums_[v] = sums;
+  set_attribute_values(v);
 }
 
 }  // namespace mirel::engine

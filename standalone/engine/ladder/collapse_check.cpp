@@ -59,9 +59,9 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b, Vec3 place) {
   };
   for (StarEntry const& entry : std::as_const(stars_).star(a)) {
     if (entry.next == b) {
-      dying_.push_back({entry.previous, entry.face(), triangle_normal(a, entry)});
+      dying_.push_back({entry, entry.previous, triangle_normal(a, entry)});
     } else if (entry.previous == b) {
-      dying_.push_back({entry.next, entry.face(), triangle_normal(a, entry)});
+      dying_.push_back({entry, entry.next, triangle_normal(a, entry)});
     } else {
       survive(entry, pa, false);
     }
@@ -179,7 +179,7 @@ bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
   removed_faces_.clear();
   changed_faces_.clear();
   neighbour_faces_.clear();
-  for (Dying const& face : dying_) removed_faces_.push_back(face.face - base);
+  for (Dying const& face : dying_) removed_faces_.push_back(face.entry.face() - base);
   for (Survivor const& face : survivors_) {
     ChangedFace changed{face.entry.face() - base, {}};
     changed.corners[face.entry.corner()] = place_point_;

@@ -52,6 +52,17 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   std::uint32_t const kept = swapped ? b : a;
   std::uint32_t const gone = swapped ? a : b;
 
+  bool const with_attributes = !attribute_sums_.empty();
+  if (with_attributes) {
+    survivor_terms_.clear();
+    dying_terms_.clear();
+    Vec3 const at_a = stars_.vertex(a).position();
+    Vec3 const at_b = stars_.vertex(b).position();
+    for (Survivor const& face : survivors_) {
+      survivor_terms_.push_back(attribute_terms(face.entry, face.of_gone ? at_b : at_a));
+    }
+    for (Dying const& face : dying_) dying_terms_.push_back(attribute_terms(face.entry, at_a));
+  }
   if (records_.attributed) {
     record_wedges(a, b);
   } else {
@@ -65,33 +76,50 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   ++step_;
   bool const regular = ((stars_.vertex(a).flags | stars_.vertex(b).flags) & kIrregular) == 0;
   StarSums kept_sums;
+  AttributeSums kept_attributes;
   new_star_.clear();
   ring_.clear();
-  for (Survivor const& face : survivors_) {
+  for (std::size_t i = 0; i < survivors_.size(); ++i) {
+    Survivor const& face = survivors_[i];
     StarSums before_and_after;
     before_and_after.add_triangle(face.before, -1);
     StarSums after;
     after.add_triangle(face.after, 1);
-    for (int i = 0; i < 6; ++i) {
-      before_and_after.quadric[i] += after.quadric[i];
-      kept_sums.quadric[i] += after.quadric[i];
+    for (int k = 0; k < 6; ++k) {
+      before_and_after.quadric[k] += after.quadric[k];
+      kept_sums.quadric[k] += after.quadric[k];
     }
     before_and_after.normal = before_and_after.normal + after.normal;
     kept_sums.normal = kept_sums.normal + after.normal;
+    AttributeSums attributes_after;
+    if (with_attributes) {
+      attributes_after = attribute_terms(face.entry, place);
+      kept_attributes.add(attributes_after, 1);
+    }
     bool const rewrite = face.of_gone != swapped;
     for (std::uint32_t const v : {face.entry.next, face.entry.previous}) {
-      if ((stars_.vertex(v).flags & kIrregular) == 0) add(before_and_after, stars_.vertex(v));
+      if ((stars_.vertex(v).flags & kIrregular) == 0) {
+        add(before_and_after, stars_.vertex(v));
+        if (with_attributes) {
+          attribute_sums_[v].add(survivor_terms_[i], -1);
+          attribute_sums_[v].add(attributes_after, 1);
+        }
+      }
       if (rewrite) stars_.replace(v, face.entry.face(), gone, kept);
     }
     new_star_.push_back(face.entry);
   }
-  for (Dying const& face : dying_) {
+  for (std::size_t i = 0; i < dying_.size(); ++i) {
+    Dying const& face = dying_[i];
     StarSums before;
     before.add_triangle(face.before, -1);
-    if ((stars_.vertex(face.opposite).flags & kIrregular) == 0) add(before, stars_.vertex(face.opposite));
-    stars_.remove(face.opposite, face.face);
+    if ((stars_.vertex(face.opposite).flags & kIrregular) == 0) {
+      add(before, stars_.vertex(face.opposite));
+      if (with_attributes) attribute_sums_[face.opposite].add(dying_terms_[i], -1);
+    }
+    stars_.remove(face.opposite, face.entry.face());
     if (stars_.vertex(face.opposite).star_count == 0) retire(face.opposite);
-    records_.face_death[face.face] = step_;
+    records_.face_death[face.entry.face()] = step_;
     --live_faces_;
   }
   // The ring, each vertex once: neighbours of a, then those of b that are not a's.
@@ -117,6 +145,10 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   vertex.flags = static_cast<std::uint8_t>((vertex.flags & ~kUrgent) | locked);
   if (regular) {
     store(kept_sums, vertex);
+    if (with_attributes) {
+      attribute_sums_[kept] = kept_attributes;
+      set_attribute_values(kept);
+    }
   } else {
     refresh(kept);
   }

@@ -99,10 +99,10 @@ void evaluate(Stars const& stars, std::uint32_t v, Candidates& candidates) {
   candidates.count = count;
   std::size_t const padded = (count + 3U) & ~std::size_t{3};
   if (candidates.keys.size() < padded) {
-    candidates.keys.resize(padded);
-    candidates.x.resize(padded);
-    candidates.y.resize(padded);
-    candidates.z.resize(padded);
+    for (auto* lane : {&candidates.keys, &candidates.x, &candidates.y, &candidates.z, &candidates.ex, &candidates.ey,
+                       &candidates.ez}) {
+      lane->resize(padded);
+    }
   }
 
   Vertex const& a = stars.vertex(v);
@@ -200,6 +200,9 @@ void evaluate(Stars const& stars, std::uint32_t v, Candidates& candidates) {
     std::memcpy(candidates.x.data() + first, &px, sizeof(px));
     std::memcpy(candidates.y.data() + first, &py, sizeof(py));
     std::memcpy(candidates.z.data() + first, &pz, sizeof(pz));
+    std::memcpy(candidates.ex.data() + first, &ex, sizeof(ex));
+    std::memcpy(candidates.ey.data() + first, &ey, sizeof(ey));
+    std::memcpy(candidates.ez.data() + first, &ez, sizeof(ez));
   }
 }
 

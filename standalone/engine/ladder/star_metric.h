@@ -40,7 +40,8 @@ struct Candidates {
   std::uint32_t count = 0;
   std::vector<std::uint32_t> neighbours;  // each once, in the order of the star
   std::vector<float> keys;
-  std::vector<float> x, y, z;  // relative to the vertex
+  std::vector<float> x, y, z;     // relative to the vertex
+  std::vector<float> ex, ey, ez;  // relative to the neighbour
 
   Vec3 offset(std::uint32_t i) const { return {x[i], y[i], z[i]}; }
 };

@@ -99,6 +99,8 @@ void WedgeAttributes::build(Records& records, double scale) {
       if (!std::isfinite(weights.uv)) weights.uv = 0;
     }
     if (!mesh.normals.empty()) weights.normal = kNormalWeight;
+    weights.uv_root = std::sqrt(weights.uv);
+    weights.normal_root = std::sqrt(weights.normal);
     weights_.push_back(weights);
   }
 }
@@ -108,6 +110,19 @@ bool WedgeAttributes::uvs_differ(Records const& records, std::uint32_t wedge_a, 
   float const* const a = values_of(records, wedge_a) + records.layout.uv_offset;
   float const* const b = values_of(records, wedge_b) + records.layout.uv_offset;
   return a[0] != b[0] || a[1] != b[1];
+}
+
+AttributeValues WedgeAttributes::scaled_values(Records const& records, std::uint32_t mesh, std::uint32_t wedge) const {
+  AttributeValues scaled{};
+  float const* const values = values_of(records, wedge);
+  if (records.layout.has_uvs) {
+    for (std::uint32_t i = 0; i < 2; ++i) scaled[i] = weights_[mesh].uv_root * values[records.layout.uv_offset + i];
+  }
+  if (records.layout.has_normals) {
+    for (std::uint32_t i = 0; i < 3; ++i)
+      scaled[2 + i] = weights_[mesh].normal_root * values[records.layout.normal_offset + i];
+  }
+  return scaled;
 }
 
 // What every face around `from` says at `place`. Samples and ranges are kept per place in `result.wedges`.

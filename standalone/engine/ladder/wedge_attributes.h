@@ -13,12 +13,12 @@
 #include <span>
 #include <vector>
 
+#include "standalone/engine/ladder/attribute_metric.h"
 #include "standalone/engine/ladder/records.h"
 #include "standalone/engine/ladder/stars.h"
 
 namespace mirel::engine {
 
-inline constexpr std::uint32_t kMaxAttributes = 5;
 using AttributeValues = std::array<float, kMaxAttributes>;
 
 // The wedges of a merged vertex.
@@ -52,6 +52,10 @@ class WedgeAttributes {
   // Whether two wedges carry different UVs.
   bool uvs_differ(Records const& records, std::uint32_t wedge_a, std::uint32_t wedge_b) const;
 
+  // A wedge's attributes as the metric takes them: u, v, x, y, z, each times the root of its weight; 0 where there is
+  // none.
+  AttributeValues scaled_values(Records const& records, std::uint32_t mesh, std::uint32_t wedge) const;
+
   // What becomes of the wedges when the edge (a, b) collapses to `place`.
   void merge(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a, std::uint32_t b,
              Vec3 place, bool check_uv_area, WedgeMerge& result);
@@ -60,6 +64,8 @@ class WedgeAttributes {
   struct MeshWeights {
     float uv = 0;
     float normal = 0;
+    float uv_root = 0;
+    float normal_root = 0;
   };
   struct Sample {
     std::uint32_t wedge;  // place in WedgeMerge::wedges, then in WedgeMerge::groups
