@@ -15,7 +15,9 @@
 // assimp loses the mesh that it is making when a file turns out to be broken; what this project allocates is still
 // watched.
 extern "C" __attribute__((visibility("default"))) char const* __lsan_default_suppressions();
-extern "C" char const* __lsan_default_suppressions() { return "leak:libassimp"; }
+extern "C" char const* __lsan_default_suppressions() {
+  return "leak:libassimp";
+}
 
 namespace {
 
