@@ -1,6 +1,6 @@
 // How long a move along the ladder takes, with one pass over what is read after it.
 //
-//   readback MODEL.obj [FRACTION = 0.1] [REPEATS = 9]
+//   navigation MODEL.obj [FRACTION = 0.1] [REPEATS = 9]
 //
 // Loads and prepares the model as the extension does with its default settings, builds the ladder, and then times
 // goToFaceCount(FRACTION of the faces) together with one pass over getVertices, getFaces, getNormals and
@@ -53,7 +53,7 @@ std::uint64_t read_all(ab::IMeshDepot const& depot, std::uint64_t& faces) {
 
 int main(int argument_count, char** arguments) {
   if (argument_count < 2) {
-    std::fprintf(stderr, "usage: readback MODEL.obj [FRACTION] [REPEATS]\n");
+    std::fprintf(stderr, "usage: navigation MODEL.obj [FRACTION] [REPEATS]\n");
     return 2;
   }
   double const fraction = argument_count > 2 ? std::atof(arguments[2]) : 0.1;
@@ -63,7 +63,7 @@ int main(int argument_count, char** arguments) {
   auto start = Clock::now();
   ab::IMeshDepot* depot = sdk == nullptr ? nullptr : ab::IMeshDepot::load(arguments[1], nullptr);
   if (depot == nullptr) {
-    std::fprintf(stderr, "readback: cannot load %s\n", arguments[1]);
+    std::fprintf(stderr, "navigation: cannot load %s\n", arguments[1]);
     return 1;
   }
   double const load_ms = milliseconds_since(start);
@@ -78,7 +78,7 @@ int main(int argument_count, char** arguments) {
   ab::IHierarchy* hierarchy = depot->buildHierarchy(0.0F);
   double const build_ms = milliseconds_since(start);
   if (hierarchy == nullptr) {
-    std::fprintf(stderr, "readback: no ladder for %s\n", arguments[1]);
+    std::fprintf(stderr, "navigation: no ladder for %s\n", arguments[1]);
     return 1;
   }
 
