@@ -190,26 +190,27 @@ double mirel_engine_deviation_bound(uint32_t step) {
 }
 
 void mirel_engine_ladder_end(MirelLadderEnd* result) {
-  Ladder const* const ladder = current_ladder();
-  if (ladder == nullptr) {
-    *result = {};
+  if (result == nullptr) {
     return;
   }
-  LadderEnd const& end = ladder->end();
+  Ladder const* const ladder = current_ladder();
+  LadderEnd const end = ladder == nullptr ? LadderEnd() : ladder->end();
   *result = {end.tolerance, end.locked_boundary, end.foldover, end.topology};
 }
 
 void mirel_engine_live_objects(MirelLiveObjects* result) {
-  LiveObjects const& objects = live_objects();
-  MirelLiveObjects counts{};
-  counts.sdks = static_cast<uint32_t>(objects.sdks.size());
-  counts.depots = static_cast<uint32_t>(objects.depots.size());
-  for (LiveDepot const& depot : objects.depots) {
-    counts.meshes += depot.depot->getNumMeshes();
+  if (result == nullptr) {
+    return;
   }
-  counts.ladders = static_cast<uint32_t>(std::count_if(objects.hierarchies.begin(), objects.hierarchies.end(),
-                                                       [](Hierarchy const* h) { return h->ladder() != nullptr; }));
-  *result = counts;
+  LiveObjects const& objects = live_objects();
+  *result = {};
+  result->sdks = static_cast<uint32_t>(objects.sdks.size());
+  result->depots = static_cast<uint32_t>(objects.depots.size());
+  for (LiveDepot const& depot : objects.depots) {
+    result->meshes += depot.depot->getNumMeshes();
+  }
+  result->ladders = static_cast<uint32_t>(std::count_if(objects.hierarchies.begin(), objects.hierarchies.end(),
+                                                        [](Hierarchy const* h) { return h->ladder() != nullptr; }));
 }
 
 char const* mirel_engine_load_error(void) {
