@@ -17,12 +17,12 @@ class EntryTest < Conformance::Test
 
   # Functions of the interpreter that Ruby 2.7 offers to extensions.
   RUBY_2_7 = %w[
-    rb_Float rb_ary_cat rb_ary_entry rb_ary_new rb_ary_new_capa rb_ary_new_from_values rb_ary_push rb_ary_store rb_block_given_p rb_cObject rb_cTime
-    rb_check_type rb_const_get rb_define_method rb_eArgError rb_eRuntimeError rb_eTypeError rb_enc_associate_index
-    rb_enc_find_index rb_fix2int rb_float_new rb_float_value rb_funcall rb_funcallv rb_global_variable rb_hash_aref
-    rb_int2big rb_int2inum rb_intern2 rb_ivar_get rb_ivar_set rb_jump_tag rb_mKernel rb_memerror rb_num2dbl
-    rb_num2int rb_num2uint rb_obj_class rb_protect rb_raise rb_str_cat rb_str_new rb_str_new_cstr rb_str_new_frozen
-    rb_str_new_static rb_string_value_cstr rb_uint2big rb_uint2inum rb_yield
+    rb_Float rb_ary_cat rb_ary_entry rb_ary_new rb_ary_new_capa rb_ary_new_from_values rb_ary_push rb_ary_store
+    rb_block_given_p rb_cObject rb_cTime rb_check_type rb_const_get rb_define_method rb_eArgError rb_eRuntimeError
+    rb_eTypeError rb_enc_associate_index rb_enc_find_index rb_fix2int rb_float_new rb_float_value rb_funcall rb_funcallv
+    rb_eSysStackError rb_global_variable rb_hash_aref rb_int2big rb_int2inum rb_intern2 rb_ivar_get rb_ivar_set rb_jump_tag rb_mKernel
+    rb_memerror rb_num2dbl rb_num2int rb_num2uint rb_obj_class rb_protect rb_raise rb_str_cat rb_str_new rb_str_new_cstr
+    rb_str_new_frozen rb_str_new_static rb_string_value_cstr rb_uint2big rb_uint2inum rb_yield ruby_stack_check
   ].freeze
 
   CONSTANTS = {
