@@ -4,7 +4,8 @@
 // depot1.mesh0.material0, depot1.hierarchy1 by order of creation since the last reset; a call on an object whose
 // depot has been destroyed is logged with "DEAD " before it. Floats are written with nine digits.
 //
-// An answer is looked up under OBJECT.OPERATION first, then under OPERATION alone.
+// An answer is looked up under OBJECT.OPERATION first, then under OPERATION alone. The tables and counts of a face
+// set, and the vertex remaps of a mode, are looked up under OPERATION.NUMBER before that.
 #ifndef MIREL_RECORDER_H
 #define MIREL_RECORDER_H
 

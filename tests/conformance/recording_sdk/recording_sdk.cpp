@@ -110,6 +110,14 @@ class Recorded {
     auto const* const values = find(script.indices, name_, operation);
     return values == nullptr || values->empty() ? nullptr : values->data();
   }
+  // Answers for one argument of the operation alone, as OPERATION.ARGUMENT, go before those for all.
+  std::uint32_t const* indicesOf(char const* operation, std::string const& argument) const {
+    std::string const key = std::string(operation) + "." + argument;
+    return find(script.indices, name_, key.c_str()) == nullptr ? indices(operation) : indices(key.c_str());
+  }
+  std::uint32_t numberOf(char const* operation, std::string const& argument, std::uint32_t otherwise) const {
+    return number((std::string(operation) + "." + argument).c_str(), number(operation, otherwise));
+  }
   char const* text(char const* operation, char const* otherwise) const {
     std::string const* const value = find(script.texts, name_, operation);
     return value == nullptr ? otherwise : value->c_str();
@@ -180,11 +188,14 @@ class RecordedMesh final : public ab::IMesh, Recorded {
   std::uint32_t const* getFaces() const override { return indexArray("getFaces"); }
   void getVertexPosition(std::uint32_t vertex, float& x, float& y, float& z) const override {
     record("getVertexPosition", vertex);
-    x = y = z = 0;
+    float const* const positions = floats("getVertices");
+    x = positions == nullptr ? 0 : positions[vertex * 3];
+    y = positions == nullptr ? 0 : positions[vertex * 3 + 1];
+    z = positions == nullptr ? 0 : positions[vertex * 3 + 2];
   }
   void getFace(std::uint32_t face, std::uint32_t& a, std::uint32_t& b, std::uint32_t& c) const override {
     record("getFace", face);
-    a = b = c = 0;
+    readThree("getFaces", face, 0, a, b, c);
   }
   std::uint32_t addVertex(float x, float y, float z) override {
     record("addVertex", x, y, z);
@@ -225,14 +236,16 @@ class RecordedMesh final : public ab::IMesh, Recorded {
   std::uint32_t getNumCornerUVs() const override { return count("getNumCornerUVs"); }
   void getUV(std::uint32_t uv, float& u, float& v) const override {
     record("getUV", uv);
-    u = v = 0;
+    float const* const uvs = floats("getUV");
+    u = uvs == nullptr ? 0 : uvs[uv * 2];
+    v = uvs == nullptr ? 0 : uvs[uv * 2 + 1];
   }
   void setFaceUVIndices(std::uint32_t face, std::uint32_t a, std::uint32_t b, std::uint32_t c) override {
     record("setFaceUVIndices", face, a, b, c);
   }
   bool getFaceUVIndices(std::uint32_t face, std::uint32_t& a, std::uint32_t& b, std::uint32_t& c) const override {
     record("getFaceUVIndices", face);
-    a = b = c = 0xFFFFFFFF;
+    readThree("getFaceUVIndices", face, 0xFFFFFFFF, a, b, c);
     return flag("getFaceUVIndices", false);
   }
   void removeCornerUVs() override { record("removeCornerUVs"); }
@@ -240,17 +253,18 @@ class RecordedMesh final : public ab::IMesh, Recorded {
   std::uint32_t getNumFaceSets() const override { return count("getNumFaceSets"); }
   std::uint32_t numFacesInSet(std::uint32_t set) const override {
     record("numFacesInSet", set);
-    return number("numFacesInSet", 0);
+    return numberOf("numFacesInSet", show(set), 0);
   }
   std::uint32_t const* getFaceSetFaces(std::uint32_t set) const override {
     record("getFaceSetFaces", set);
-    return indices("getFaceSetFaces");
+    return indicesOf("getFaceSetFaces", show(set));
   }
   void setNumFaceSets(std::uint32_t count) override { record("setNumFaceSets", count); }
   void setCurrentFaceSet(std::uint32_t set) override { record("setCurrentFaceSet", set); }
   void getFaceSetOfFace(std::uint32_t face, std::uint32_t& set) const override {
     record("getFaceSetOfFace", face);
-    set = number("getFaceSetOfFace", 0);
+    std::uint32_t const* const sets = indices("getFaceSetOfFace");
+    set = sets == nullptr ? number("getFaceSetOfFace", 0) : sets[face];
   }
   ab::IMaterial* getMaterial(std::uint32_t set) const override {
     record("getMaterial", set);
@@ -266,7 +280,11 @@ class RecordedMesh final : public ab::IMesh, Recorded {
   void getFaceEdgeFlags(std::uint32_t face, unsigned char& edge0, unsigned char& edge1,
                         unsigned char& edge2) const override {
     record("getFaceEdgeFlags", face);
-    edge0 = edge1 = edge2 = 0;
+    std::uint32_t flags[3];
+    readThree("getFaceEdgeFlags", face, 0, flags[0], flags[1], flags[2]);
+    edge0 = static_cast<unsigned char>(flags[0]);
+    edge1 = static_cast<unsigned char>(flags[1]);
+    edge2 = static_cast<unsigned char>(flags[2]);
   }
   ab::IMaterial* getDefaultMaterial() const override {
     record("getDefaultMaterial");
@@ -275,7 +293,7 @@ class RecordedMesh final : public ab::IMesh, Recorded {
   std::uint32_t const* getVertexRemap(std::uint32_t mode, bool splitByAttributes, std::uint32_t& count) const override {
     record("getVertexRemap", mode, splitByAttributes);
     count = number("getVertexRemap.count", 0);
-    return indices("getVertexRemap");
+    return indicesOf("getVertexRemap", show(mode));
   }
   std::uint32_t const* getNormalRemap(std::uint32_t mode, std::uint32_t& count) const override {
     record("getNormalRemap", mode);
@@ -294,8 +312,12 @@ class RecordedMesh final : public ab::IMesh, Recorded {
   }
   bool getBoundingBox(float& minX, float& minY, float& minZ, float& maxX, float& maxY, float& maxZ) const override {
     record("getBoundingBox");
-    minX = minY = minZ = maxX = maxY = maxZ = 0;
-    return flag("getBoundingBox", false);
+    float const* const bounds = floats("getBoundingBox");
+    float* const places[] = {&minX, &minY, &minZ, &maxX, &maxY, &maxZ};
+    for (int place = 0; place < 6; ++place) {
+      *places[place] = bounds == nullptr ? 0 : bounds[place];
+    }
+    return flag("getBoundingBox", bounds != nullptr);
   }
   void unusedSlot6() override { recordUnused(6); }
   void unusedSlot7() override { recordUnused(7); }
@@ -371,6 +393,14 @@ class RecordedMesh final : public ab::IMesh, Recorded {
   std::uint32_t const* indexArray(char const* operation) const {
     record(operation);
     return indices(operation);
+  }
+  // Three entries per face of a scripted table.
+  void readThree(char const* table, std::uint32_t face, std::uint32_t otherwise, std::uint32_t& a, std::uint32_t& b,
+                 std::uint32_t& c) const {
+    std::uint32_t const* const entries = indices(table);
+    a = entries == nullptr ? otherwise : entries[face * 3];
+    b = entries == nullptr ? otherwise : entries[face * 3 + 1];
+    c = entries == nullptr ? otherwise : entries[face * 3 + 2];
   }
 
   std::uint32_t vertices_ = 0;

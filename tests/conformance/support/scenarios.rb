@@ -35,6 +35,19 @@ module Scenarios
     end
   end
 
+  # A matrix entry whose conversion is an event.
+  class MatrixEntry < Numeric
+    def initialize(value)
+      super()
+      @value = value
+    end
+
+    def to_f
+      Events.emit("entry.to_f")
+      @value.to_f
+    end
+  end
+
   # A Float that shows itself through an event.
   class ShownFloat < Numeric
     def to_f = 0.5
@@ -64,6 +77,20 @@ module Scenarios
         "go_to_faces" => ->(importer) { importer.go_to_faces(Number.new(5)) },
         "count_faces" => ->(importer) { importer.count_faces },
         "export_obj" => ->(importer) { importer.export_obj(File.join(folder, "missing", "out.obj")) }
+      }.merge(preview)
+    end
+
+    # The methods that read a mesh back or draw it, on two face sets of one triangle each.
+    def preview
+      {
+        "get_triangles" => ->(importer) { importer.get_triangles(Number.new(0), with_geometry(importer)) },
+        "get_points" => ->(importer) { importer.get_points(Number.new(0), with_geometry(importer)) },
+        "get_mesh_bounds" => ->(importer) { with_geometry(importer) && importer.get_mesh_bounds(Number.new(0)) },
+        "get_uvs" => ->(importer) { with_geometry(importer) && importer.get_uvs },
+        "get_uvs without UVs" => ->(importer) { importer.get_uvs },
+        "get_remapped_mesh" => ->(importer) { with_geometry(importer) && importer.get_remapped_mesh },
+        "draw" => ->(importer) { draw(importer, false) },
+        "draw of points only" => ->(importer) { draw(importer, true) }
       }
     end
 
@@ -84,11 +111,38 @@ module Scenarios
       Recorder.take_log
     end
 
+    # Scripts a mesh, gives the importer fresh arrays and returns a transform.
+    def with_geometry(importer)
+      Recorder.floats("getVertices", [0, 0, 0, 1, 0, 0, 0, 1, 0])
+      Recorder.floats("getVertexUVs", [0, 0, 1, 0, 0, 1])
+      Recorder.floats("getBoundingBox", [0, 0, 0, 1, 1, 0])
+      Recorder.indices("getFaces", [0, 1, 2, 2, 1, 0])
+      Recorder.indices("getFaceSetFaces", [0, 1, 2])
+      Recorder.answer("numFacesInSet", 1)
+      Recorder.answer("hasVertexUVs", 1)
+      Recorder.remap("getVertexRemap", [0, 1, 2])
+      Recorder.remap("getUVRemap", [0, 1, 2])
+      { triangles: [], lines: [], mesh_points: [], draw_full_timer: 9, draw_callback: true }.each do |name, value|
+        importer.instance_variable_set("@#{name}", value)
+      end
+      [2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, MatrixEntry.new(1), 0, 0, 1]
+    end
+
     def host_meshes
       { red: [Geom::PolygonMesh.new([[1, -2, 3], [1, 3, 4]])], blue: [Geom::PolygonMesh.new([[1, 2, 3]])] }
     end
 
     private
+
+    # A callback that clears the state leaves nothing to draw: the view is then given nil.
+    def draw(importer, points_only)
+      with_geometry(importer)
+      importer.instance_variable_set(:@draw_points_only, points_only)
+      importer.get_triangles(0, [1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1])
+      importer.draw(View.new)
+    rescue NoMethodError
+      nil
+    end
 
     def script_materials
       Recorder.answer("getNumFaceSets", 2)

@@ -34,6 +34,8 @@ module UI
     Events.emit("UI.messagebox", *arguments)
     :pressed
   end
+
+  def self.stop_timer(timer) = Events.emit("UI.stop_timer", timer)
 end
 
 module Sketchup
@@ -50,12 +52,15 @@ module Sketchup
 end
 
 module Geom
-  # A point or vector whose coordinates are events.
+  # A point or vector whose coordinates are events. Tests give a kind and coordinates, the extension coordinates alone.
   class Point3d
-    def initialize(kind, coordinates)
-      @kind = kind
-      @coordinates = coordinates
+    def initialize(*arguments)
+      given_by_test = arguments.first.is_a?(String)
+      @kind, @coordinates = given_by_test ? arguments : ["point", arguments]
+      Events.emit("Point3d.new", *arguments) unless given_by_test
     end
+
+    def inspect = "Point3d(#{@coordinates.join(",")})"
 
     %i[x y z].each_with_index do |axis, place|
       define_method(axis) do
@@ -65,12 +70,18 @@ module Geom
     end
   end
 
-  # A polygon mesh given as corners: every point index names one entry of each table.
+  class BoundingBox
+    def initialize = Events.emit("BoundingBox.new")
+    def add(point) = Events.emit("BoundingBox.add", point)
+  end
+
+  # A polygon mesh given as corners: every point index names one entry of each table. The extension gives two counts.
   class PolygonMesh
     attr_writer :count_polygons
     attr_accessor :polygon_list, :points, :normals, :uvs
 
-    def initialize(polygons, points: {}, normals: {}, uvs: {})
+    def initialize(polygons, polygon_count = nil, points: {}, normals: {}, uvs: {})
+      Events.emit("PolygonMesh.new", polygons, polygon_count) if polygon_count
       @polygon_list = polygons
       @points = points
       @normals = normals
@@ -107,6 +118,25 @@ module Geom
 end
 
 IDENTITY = :identity
+
+# The host's viewport.
+class View
+  # What each call was given, not only how it looks.
+  attr_reader :drawn
+
+  def initialize = @drawn = []
+
+  def drawing_color=(color)
+    Events.emit("view.drawing_color=", color)
+  end
+
+  def draw(primitive, points)
+    drawn << [primitive, points]
+    Events.emit("view.draw", primitive, points)
+  end
+
+  def inspect = "view"
+end
 
 module Zu
   module Mirel
@@ -176,6 +206,16 @@ module Zu
       end
 
       def add_instance(*arguments) = Events.emit("importer.add_instance", *arguments)
+
+      def get_triangle_color_at(index)
+        Events.emit("importer.get_triangle_color_at", index)
+        "colour #{index}"
+      end
+
+      def optimize_dynamic_drawing(view) = Events.emit("importer.optimize_dynamic_drawing", view)
+      def draw_bounds(view) = Events.emit("importer.draw_bounds", view)
+      def set_status_text = Events.emit("importer.set_status_text")
+      def on_draw_complete = Events.emit("importer.on_draw_complete")
       def task_name=(name)
         Events.emit("importer.task_name=", name)
       end
