@@ -110,9 +110,10 @@ class ReductionTest < ProgramTest
     { "spot" => Models.shared("spot.obj"), "sample" => Models::SAMPLE }.each do |name, input|
       next unless File.exist?(input)
 
-      RATIOS.each do |ratio|
+      # A chart's own outline moves a little as it gets coarser.
+      { 0.5 => 0.01, 0.1 => 0.01, 0.01 => 0.05 }.each do |ratio, uv_tolerance|
         reduce(input, path("out.obj"), "--ratio", ratio)
-        report = MeshReport.of(path("out.obj"), "--against", input)
+        report = MeshReport.of(path("out.obj"), "--against", input, "--uv-tolerance", uv_tolerance)
         assert_equal 0, report["faces_across_charts"], "#{name} at #{ratio}"
       end
     end

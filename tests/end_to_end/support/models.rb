@@ -30,24 +30,35 @@ module Models
     lines.join("\n") << "\n"
   end
 
-  # The same grid as binary little-endian PLY: 32-bit floats, and lists of three ints.
-  def terrain_ply(cells, body_bytes: nil)
-    positions = []
-    faces = []
-    (0..cells).each do |r|
-      (0..cells).each { |c| positions.push(10.0 * c / cells, 10.0 * r / cells, Math.sin(c * 0.7)) }
-    end
-    cells.times do |r|
-      cells.times do |c|
+  # Positions and faces (0-based) of a grid with ridges.
+  def terrain_arrays(cells)
+    points = (0..cells).flat_map { |r| (0..cells).map { |c| [10.0 * c / cells, 10.0 * r / cells, Math.sin(c * 0.7)] } }
+    faces = cells.times.flat_map do |r|
+      cells.times.flat_map do |c|
         a = r * (cells + 1) + c
-        faces.push([a, a + 1, a + cells + 2], [a, a + cells + 2, a + cells + 1])
+        [[a, a + 1, a + cells + 2], [a, a + cells + 2, a + cells + 1]]
       end
     end
-    header = ["ply", "format binary_little_endian 1.0", "element vertex #{positions.size / 3}", "property float x",
+    [points, faces]
+  end
+
+  # It as binary little-endian PLY (32-bit floats, lists of three ints), cut off after so many bytes of the body.
+  def terrain_ply(cells, body_bytes: nil)
+    points, faces = terrain_arrays(cells)
+    header = ["ply", "format binary_little_endian 1.0", "element vertex #{points.size}", "property float x",
               "property float y", "property float z", "element face #{faces.size}",
               "property list uchar int vertex_indices", "end_header"].join("\n") << "\n"
-    body = positions.pack("e*") + faces.map { |f| [3, *f].pack("Cl<3") }.join
+    body = points.flatten.pack("e*") + faces.map { |face| [3, *face].pack("Cl<3") }.join
     header.b + body[0, body_bytes || body.bytesize]
+  end
+
+  def obj(points, faces)
+    points.map { |p| "v #{p.join(' ')}\n" }.join + faces.map { |f| "f #{f.map { |k| k + 1 }.join(' ')}\n" }.join
+  end
+
+  def off(points, faces)
+    "OFF\n#{points.size} #{faces.size} 0\n#{points.map { |p| "#{p.join(' ')}\n" }.join}" +
+      faces.map { |f| "3 #{f.join(' ')}\n" }.join
   end
 
   # A fan of `pages` triangles around one edge.
