@@ -103,6 +103,17 @@ class ImporterTest < HostTest
     end
   end
 
+  def test_names_are_any_bytes
+    name = "gr\xC3\xB6\xFF.obj"
+    @importer.import(write(name, "o a\xFE\nusemtl m\xFD\n".b + terrain(3)))
+    @importer.reduce(ratio: 0.5)
+    @importer.save_obj(path("out\xFF.obj"))
+    assert_path_exists path("out\xFF.obj")
+    error = assert_raises(Zu::Mirel::ImportError) { @importer.import(write(name, "v 0 0 0\nf 1 2 3\n").b) }
+    assert_equal 1, error.message.scan('.obj').size
+    assert_equal Encoding::UTF_8, error.message.encoding
+  end
+
   def test_faces_that_vanish_in_the_preparation
     file = write('flat.obj', "v 0 0 0\nv 1 0 0\nf 1 2 1\nf 1 2 2\n")
     @importer.import(file)

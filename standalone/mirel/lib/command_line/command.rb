@@ -35,7 +35,12 @@ module CommandLine
     # @return [Array<String>] what is left of the arguments
     def parse(parser, arguments)
       parser.require_exact = true if parser.respond_to?(:require_exact=)
-      parser.parse(arguments)
+      # As bytes: the parser does not take names that are no valid text.
+      parser.parse(arguments.map(&:b)).map { |argument| as_name(argument) }
+    end
+
+    def as_name(argument)
+      argument.dup.force_encoding(Encoding::UTF_8)
     end
 
     def one_input(rest)
@@ -93,7 +98,17 @@ module CommandLine
     end
 
     def print_json(report)
-      console.print("#{JSON.pretty_generate(report)}\n")
+      console.print("#{JSON.pretty_generate(valid(report))}\n")
+    end
+
+    # Names in files and of files are any bytes; JSON is not.
+    def valid(value)
+      case value
+      when String then value.scrub
+      when Array then value.map { |item| valid(item) }
+      when Hash then value.transform_values { |item| valid(item) }
+      else value
+      end
     end
   end
 end

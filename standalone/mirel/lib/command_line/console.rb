@@ -41,7 +41,7 @@ module CommandLine
 
     # @param message [String] a failure: always one line
     def complain(message)
-      say(message.gsub(/\s*\n\s*/, ' ').scrub)
+      say(message.dup.force_encoding(Encoding::UTF_8).scrub.gsub(/\s*\n\s*/, ' '))
     end
   end
 end

@@ -66,7 +66,7 @@ module CommandLine
       lines += report[:meshes].map { |mesh| "    #{mesh[:name]}" } if report[:meshes].size > 1
       lines << "  materials  #{report[:materials].size}"
       lines += report[:materials].map { |material| material_line(material) }
-      console.print("#{lines.join("\n")}\n")
+      console.print("#{lines.map(&:scrub).join("\n")}\n")
     end
 
     def bounds_line(report)

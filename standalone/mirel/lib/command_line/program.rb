@@ -31,7 +31,8 @@ module CommandLine
 
     # @param arguments [Array<String>]
     def initialize(arguments)
-      @arguments = arguments.dup
+      # File names are bytes; whatever the locale says, they are shown as UTF-8 and never judged.
+      @arguments = arguments.map { |argument| argument.dup.force_encoding(Encoding::UTF_8) }
       @console = Console.new
     end
 

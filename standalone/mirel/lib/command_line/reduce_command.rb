@@ -52,7 +52,7 @@ module CommandLine
       options.on('-t', '--tolerance D', 'stay within this distance of the original, both ways: above 0,',
                  'model units, or a percentage of the diagonal of the bounding box',
                  'as 0.1% (default: no bound)') { |text| @tolerance = Quantity.length_or_share(text) }
-      options.on('-o', '--output OUTPUT', 'the file to write: .obj (no default)') { |text| @output = text }
+      options.on('-o', '--output OUTPUT', 'the file to write: .obj (no default)') { |text| @output = as_name(text) }
     end
 
     def add_keeping_options(options)
@@ -96,7 +96,7 @@ module CommandLine
       raise Failure, 'where to? Name the output with -o OUTPUT' unless @output
       raise Failure, 'how far? Give --faces, --ratio or --tolerance' unless @faces || @ratio || @tolerance
       raise Failure, 'give --faces or --ratio, not both' if @faces && @ratio
-      return if OUTPUT_EXTENSIONS.include?(File.extname(@output).downcase)
+      return if OUTPUT_EXTENSIONS.include?(File.extname(@output).downcase(:ascii))
 
       raise Failure, "#{@output}: this format cannot be written; the extensions known are #{OUTPUT_EXTENSIONS.join(', ')}"
     end

@@ -58,13 +58,15 @@ module Zu
 
       # Loads a file in place of what was there: OBJ and PLY by the native importers, anything else through polygon
       # meshes.
-      # @param path [String]
+      # @param path [String, Pathname]
       # @return [self]
       # @raise [ImportError, NoFacesError] with one line that names the file and the reason
       def import(path)
+        # A name is bytes; tagged so, it can stand in a message beside any text.
+        path = File.path(path).dup.force_encoding(Encoding::UTF_8)
         begin_load(path, File.basename(path, '.*'))
         self.class.check_readable(path)
-        case File.extname(path).downcase
+        case File.extname(path).downcase(:ascii)
         when '.obj' then import_with_obj_loader(path)
         when '.ply' then import_with_ply_loader(path)
         else capture_file(path)
@@ -72,7 +74,7 @@ module Zu
         finish_load
       rescue ImportError => e
         close
-        raise e.class, e.message.start_with?(path) ? e.message : "#{path}: #{e.message}"
+        raise e.class, e.message.start_with?(path, path.scrub) ? e.message : "#{path}: #{e.message}"
       end
 
       # Captures polygon meshes in place of what was there.

@@ -82,7 +82,7 @@ module Zu
         done = Native.redirect_stdout(log) { @importer.export_obj(file) }
         self.class.fail_for(path, 'the export failed') unless done
 
-        announced = File.read(log).scan(/^  writing (\d+) (vertices|normals|texture coordinates|faces)\.\.\. /)
+        announced = File.binread(log).scan(/^  writing (\d+) (vertices|normals|texture coordinates|faces)\.\.\. /)
         announced.to_h { |count, kind| [KINDS[kind], count.to_i] }.merge(faces: @importer.count_faces)
       end
 
