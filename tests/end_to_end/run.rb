@@ -4,8 +4,8 @@
 #
 #   ruby tests/end_to_end/run.rb BUILD_DIR [NAME...] [-- OPTIONS]     NAME: help, reduction, … (all without)
 #
-# OPTIONS are minitest's. # Models come from examples/, from Debian's assimp-testmodels and from MIREL_SHARED (default: the folder `shared`
-# beside the checkout). What is not there is skipped.
+# OPTIONS are minitest's. Models come from examples/, from Debian's assimp-testmodels and from MIREL_SHARED (default: the
+# folder `shared` beside the checkout). What is not there is skipped.
 
 require "minitest"
 
