@@ -22,7 +22,12 @@ enum class Format : std::uint8_t { kNone, kText, kLittleEndian, kBigEndian };
 inline constexpr std::size_t kLongestHeaderLine = std::size_t{1} << 20;
 inline constexpr std::size_t kLongestHeader = std::size_t{1} << 26;
 inline constexpr std::size_t kLongestNumber = std::size_t{1} << 16;
+#ifdef MIREL_SMALL_THRESHOLDS
+// For fuzzing: the borders of blocks come up in short files too.
+inline constexpr std::size_t kBlock = 16;
+#else
 inline constexpr std::size_t kBlock = std::size_t{1} << 17;
+#endif
 
 // The line end behind the last byte, and what scanning a number may look at behind that.
 inline constexpr std::size_t kPadding = 1 + mirel::text::kReadAhead;

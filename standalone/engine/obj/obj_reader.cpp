@@ -22,7 +22,12 @@
 namespace mirel::engine {
 namespace {
 
+#ifdef MIREL_SMALL_THRESHOLDS
+// For fuzzing: the borders of blocks come up in short files too.
+constexpr std::size_t kFirstBlock = 16;
+#else
 constexpr std::size_t kFirstBlock = std::size_t{1} << 18;  // stays in the second-level cache
+#endif
 constexpr std::size_t kLongestLine = std::size_t{1} << 28;
 constexpr std::size_t kPadding = 2 + text::kReadAhead;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
@@ -113,6 +118,11 @@ bool parse_source(Source& source, StatementParser& parser, Failure& failure) {
     char* const begin = block.bytes.get();
     char* const end = begin + block.size;
     char const* from = begin;
+    std::string_view const start(begin, std::min<std::size_t>(block.size, 2));
+    if (is_first && (start == "\xFF\xFE" || start == "\xFE\xFF")) {
+      failure = {"not OBJ text but UTF-16; it has to be saved as UTF-8", 0};
+      return false;
+    }
     if (is_first && std::string_view(begin, block.size).starts_with(kByteOrderMark)) from += kByteOrderMark.size();
     is_first = false;
     // A file may end without a line end, or with a backslash in front of it; and numbers are read ahead.

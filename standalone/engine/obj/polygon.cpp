@@ -9,7 +9,11 @@
 namespace mirel::engine {
 namespace {
 
+#ifdef MIREL_SMALL_THRESHOLDS
+constexpr std::size_t kGridFromCorners = 8;
+#else
 constexpr std::size_t kGridFromCorners = 64;
+#endif
 // Ears in a real outline meet a handful of corners each; an outline made to be slow is given up after this many.
 constexpr std::uint64_t kWorkPerCorner = 400;
 constexpr std::uint64_t kWorkAtLeast = 1'000'000;

@@ -356,7 +356,10 @@ bool StatementParser::add_polygon() {
   }
   for (Kind const kind : {kUv, kNormal}) {
     if (polygon_lacks_[kind]) {
-      for (Corner& corner : corners_) corner.of[kind] = kNone;
+      // A face has an attribute at all its corners or at none.
+      if (mesh_has_[kind]) {
+        for (Corner& corner : corners_) corner.of[kind] = kNone;
+      }
     } else if (!mesh_has_[kind]) {
       mesh_has_[kind] = true;
       (kind == kUv ? mesh_->face_uvs : mesh_->face_normals).assign(face_count * 3, kNone);

@@ -265,6 +265,7 @@ TEST(ObjReader, SaysWhatIsWrongAndWhere) {
                "model.obj:1: not OBJ text"},
            Row{"\x89PNG\r\n\x1A\n" + std::string(64, '\0'), "model.obj:3: not OBJ text"},
            Row{kSquare + std::string(3, '\0'), "model.obj:5: not OBJ text"},
+           Row{std::string("\xFF\xFEv\0 \0", 6), "model.obj: not OBJ text but UTF-16; it has to be saved as UTF-8"},
            Row{"solid cube\n facet normal 0 0 1\nendsolid\n",
                "model.obj: not OBJ text: none of its lines is a statement of the format"},
            Row{std::string(400000, '\0'), "model.obj: not OBJ text: a line without end"},
