@@ -12,7 +12,7 @@ class EntryTest < Conformance::Test
     get_remapped_mesh: 0, clear_balancer: 0, get_triangles: 2, get_mesh_bounds: 1, get_points: 2,
     init_mesh_depot: 0, init_simplify: 0, import_fbx: 1
   }.freeze
-  REQUIRED = TABLE.keys - %i[export_skp import_fbx]
+  REQUIRED = TABLE.keys - %i[import_fbx]
   LIBRARY = Conformance::EXTENSIONS.fetch(:mirel)
 
   # Functions of the interpreter that Ruby 2.7 offers to extensions.

@@ -1,6 +1,6 @@
 # frozen_string_literal: true
 
-require "conformance"
+require "export_test"
 require "scenarios"
 
 # Every method and callback while the garbage collector runs at every allocation.
@@ -72,5 +72,57 @@ class GcStressTest < Conformance::Test
     Events.hook = ->(_, name) { raise IOError, "stop" if name == "importer.update" }
     path = File.join(FOLDER, "one.ply")
     assert_raises(IOError) { stress { importer.import_ply(path) } }
+  end
+end
+
+# The model export under the same stress.
+class GcStressOfExportTest < ExportTest
+  def test_export_of_a_scene
+    export(whole_scene)
+    expected = log
+    importer.forget_exported
+    start
+    root = whole_scene
+    GC.stress = true
+    result = export(root)
+    GC.stress = false
+    assert_equal true, result
+    assert_equal expected, log
+  ensure
+    GC.stress = false
+  end
+
+  def test_exceptions_that_cross_native_frames
+    %w[importer.smooth_angle importer.material_exported description.height].each do |name|
+      importer.forget_exported
+      start
+      root = whole_scene
+      Events.hook = ->(_, event) { raise IOError, "stop" if event == name }
+      GC.stress = true
+      error = begin
+        export(root)
+      rescue IOError => raised
+        raised
+      end
+      GC.stress = false
+      Events.hook = nil
+      assert_equal "stop", error.message
+    end
+  ensure
+    GC.stress = false
+  end
+
+  def test_failures
+    SketchupRecorder.fail_function("SUEntitiesFill")
+    GC.stress = true
+    error = begin
+      export(node("root", mesh: 0))
+    rescue RuntimeError => raised
+      raised
+    end
+    GC.stress = false
+    assert_equal "Failed to fill Entities with GeometryInputRef", error.message
+  ensure
+    GC.stress = false
   end
 end

@@ -18,6 +18,7 @@
 #include "src/frame/progress.h"
 #include "src/frame/ruby_value.h"
 #include "src/import/scene_handoff.h"
+#include "tests/conformance/test_extension/export_bindings.h"
 #include "tests/conformance/test_extension/preview_bindings.h"
 
 extern "C" __attribute__((visibility("default"))) void Init_mirel_test();
@@ -351,5 +352,6 @@ void Init_mirel_test() {
   rb_define_singleton_method(module, "throw_in_boundary", throwInBoundary, 2);
   rb_define_singleton_method(module, "live_guards", getLiveGuards, 0);
   rb_define_singleton_method(module, "slots", slots, 0);
+  defineExportBindings(module);
   definePreviewBindings(module);
 }
