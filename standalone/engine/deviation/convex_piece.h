@@ -47,9 +47,9 @@ struct ConvexPiece {
 
   void add(Vec corner) { corners[count++] = corner; }
 
-  // Cuts where the corners' values change sign: `inside` gets the part with values >= 0, `outside` the rest. Both
-  // signs must occur. A piece that has no room for another corner is halved along a diagonal instead, which loses
-  // nothing either.
+  // Cuts where the corners' values change sign, which they must do exactly twice: `inside` gets the part with values
+  // >= 0, `outside` the rest. A piece that has no room for another corner is halved along a diagonal instead, which
+  // loses nothing either.
   void split(std::array<double, kMaxCorners> const& value, ConvexPiece& inside, ConvexPiece& outside) const {
     inside.count = 0;
     outside.count = 0;
@@ -101,10 +101,10 @@ struct ConvexPiece {
 };
 
 // Cuts the piece by the side plane of the triangle that parts `beyond`, a corner of the piece, from it most clearly.
-// False when no side plane has corners of the piece on both sides, with some width on the inner one.
+// False when that plane does not leave a fair part of the piece on both sides.
 inline bool cut_along_edge(ConvexPiece const& piece, TriangleFrame const& triangle, Vec beyond, ConvexPiece& inside,
                            ConvexPiece& outside) {
-  constexpr double kLeastPart = 1e-3;
+  constexpr double kLeastPart = 1e-5;  // of the width: rounding must not pass for progress
   if (!triangle.has_plane()) return false;
   std::size_t edge = 0;
   double lowest = 0;
@@ -122,7 +122,13 @@ inline bool cut_along_edge(ConvexPiece const& piece, TriangleFrame const& triang
     value[i] = triangle.edge_distance(edge, piece.corners[i]);
     highest = std::max(highest, value[i]);
   }
-  if (!(highest > -kLeastPart * lowest)) return false;
+  double const least = kLeastPart * (highest - lowest);
+  if (!(highest > least && -lowest > least)) return false;
+  std::uint32_t crossings = 0;
+  for (std::uint32_t i = 0; i < piece.count; ++i) {
+    crossings += (value[i] >= 0) != (value[i + 1 == piece.count ? 0 : i + 1] >= 0) ? 1U : 0U;
+  }
+  if (crossings != 2) return false;  // a piece so thin that rounding has bent it
   piece.split(value, inside, outside);
   return true;
 }

@@ -235,7 +235,7 @@ void DeviationGuard::Data::gather_choice(std::uint32_t slot, std::array<Vec, 3> 
   double const near = r + size;
   for (std::vector<CoverTriangle> const* list : {&fresh, &around, &extra}) {
     for (CoverTriangle const& candidate : *list) {
-      if (candidate.frame.squared_distance(centre) <= near * near) choice.push_back(&candidate);
+      if (candidate.frame.squared_distance(centre, near) <= near * near) choice.push_back(&candidate);
     }
   }
   cover.budget -= static_cast<std::int64_t>(fresh.size() + around.size() + extra.size());
@@ -252,35 +252,28 @@ bool DeviationGuard::Data::covers_original(Obligation const& obligation, double 
       return true;
     }
   }
-  double best = std::numeric_limits<double>::infinity();
-  std::uint32_t best_face = 0;
-  bool inside = false;
+  // The nearest face is the one to answer: taking any that is within reach would let the assignment drift away over
+  // many changes until it fails for no fault of the surface.
+  std::size_t nearest = fresh.size();
+  double squared = std::numeric_limits<double>::infinity();
   for (std::size_t i = 0; i < fresh.size(); ++i) {
-    double const d = cover.reach(piece, fresh[i], std::min(best, r));
-    if (d < best) {
-      best = d;
-      best_face = fresh[i].face;
-      inside = fresh[i].frame.projects_inside(centre);
-      hint = i;
+    double const d = fresh[i].frame.squared_distance(centre, std::sqrt(squared));
+    if (d < squared) {
+      squared = d;
+      nearest = i;
     }
   }
-  if (!inside) {
-    // The nearest face is the one to answer: taking any that is within reach would let the assignment drift away
-    // over many changes until it fails for no fault of the surface.
-    gather_choice(obligation.slot, piece, centre, r);
-    for (CoverTriangle const* triangle : choice) {
-      double const d = cover.reach(piece, *triangle, std::min(best, r));
-      if (d < best) {
-        best = d;
-        best_face = triangle->face;
-      }
+  cover.budget -= static_cast<std::int64_t>(fresh.size());
+  if (nearest != hint && nearest < fresh.size() && fresh[nearest].frame.projects_inside(centre)) {
+    hint = nearest;
+    double const d = cover.reach(piece, fresh[nearest], r);
+    if (d <= r) {
+      outcome.push_back({obligation.slot, fresh[nearest].face});
+      reached = std::max(reached, d);
+      return true;
     }
   }
-  if (best <= r) {
-    outcome.push_back({obligation.slot, best_face});
-    reached = std::max(reached, best);
-    return true;
-  }
+  gather_choice(obligation.slot, piece, centre, r);
   used.clear();
   if (choice.empty() || !cover.covers(piece, choice, r, reached, used)) return false;
   for (std::uint32_t const face : used) outcome.push_back({obligation.slot, face});

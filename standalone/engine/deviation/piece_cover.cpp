@@ -7,10 +7,12 @@
 namespace mirel::engine {
 namespace {
 
-// A cut must leave this part of the piece's width on the inner side, or it is no progress.
-constexpr double kLeastPart = 1e-3;
+// A cut must leave this part of the width on either side: rounding must not pass for progress.
+constexpr double kLeastPart = 1e-5;
 // Pieces smaller than this part of the radius are given up: their corners are all but beyond it.
 constexpr double kLeastPieceOfRadius = 1.0 / 64;
+// Covers that succeed need 4 to 64 corners; one that goes on for longer is following a line at exactly the radius.
+constexpr std::size_t kMostCorners = 256;
 
 }  // namespace
 
@@ -21,7 +23,7 @@ double PieceCover::reach(std::array<Vec, 3> const& corners, CoverTriangle const&
   double worst = 0;
   for (Vec const& corner : corners) {
     --budget;
-    worst = std::max(worst, triangle.frame.squared_distance(corner));
+    worst = std::max(worst, triangle.frame.squared_distance(corner, room));
     if (!(worst <= room * room)) return far;
   }
   return std::sqrt(worst) + triangle.offset;
@@ -34,7 +36,8 @@ bool PieceCover::add_corner(Vec at, std::span<CoverTriangle const* const> candid
   Corner added{at, 0, 0};
   double best = std::numeric_limits<double>::infinity();
   for (std::size_t c = 0; c < candidates.size(); ++c) {
-    double const d = std::sqrt(candidates[c]->frame.squared_distance(at)) + candidates[c]->offset;
+    double const room = radius - candidates[c]->offset;
+    double const d = std::sqrt(candidates[c]->frame.squared_distance(at, room)) + candidates[c]->offset;
     distances_.push_back(d);
     if (d <= radius) added.within |= std::uint64_t{1} << c;
     if (d < best) {
@@ -47,28 +50,21 @@ bool PieceCover::add_corner(Vec at, std::span<CoverTriangle const* const> candid
   return added.within != 0;
 }
 
-// Cuts the part by the side plane of the candidate that parts the candidate's farthest corner from it most clearly.
+// Cuts the part by that side plane of the candidate that has a corner of the part farthest outside.
 // False when no side plane has corners on both sides.
 bool PieceCover::cut(Part const& part, std::uint32_t candidate, std::span<CoverTriangle const* const> candidates,
                      double radius, bool& within_reach) {
   TriangleFrame const& frame = candidates[candidate]->frame;
   if (!frame.has_plane()) return false;
-  std::uint32_t farthest = 0;
-  double most = -1;
-  for (std::uint32_t i = 0; i < part.count; ++i) {
-    double const d = distances_[part.corners[i] * candidates.size() + candidate];
-    if (d > most) {
-      most = d;
-      farthest = part.corners[i];
-    }
-  }
   std::size_t edge = 0;
   double lowest = 0;
-  for (std::size_t k = 0; k < 3; ++k) {
-    double const d = frame.edge_distance(k, corners_[farthest].at);
-    if (d < lowest) {
-      lowest = d;
-      edge = k;
+  for (std::uint32_t i = 0; i < part.count; ++i) {
+    for (std::size_t k = 0; k < 3; ++k) {
+      double const d = frame.edge_distance(k, corners_[part.corners[i]].at);
+      if (d < lowest) {
+        lowest = d;
+        edge = k;
+      }
     }
   }
   if (!(lowest < 0)) return false;
@@ -78,7 +74,13 @@ bool PieceCover::cut(Part const& part, std::uint32_t candidate, std::span<CoverT
     value[i] = frame.edge_distance(edge, corners_[part.corners[i]].at);
     highest = std::max(highest, value[i]);
   }
-  if (!(highest > -kLeastPart * lowest)) return false;
+  double const least = kLeastPart * (highest - lowest);
+  if (!(highest > least && -lowest > least)) return false;
+  std::uint32_t crossings = 0;
+  for (std::uint32_t i = 0; i < part.count; ++i) {
+    crossings += (value[i] >= 0) != (value[i + 1 == part.count ? 0 : i + 1] >= 0) ? 1U : 0U;
+  }
+  if (crossings != 2) return false;  // a part so thin that rounding has bent it
 
   Part inside{{}, 0};
   Part outside{{}, 0};
@@ -172,7 +174,7 @@ bool PieceCover::covers(std::array<Vec, 3> const& whole, std::span<CoverTriangle
   stack_.push_back(first);
   double worst = 0;
   while (!stack_.empty()) {
-    if (budget < 0) return false;
+    if (budget < 0 || corners_.size() > kMostCorners) return false;
     Part const part = stack_.back();
     stack_.pop_back();
     std::uint64_t common = ~std::uint64_t{0};

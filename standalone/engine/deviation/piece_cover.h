@@ -60,7 +60,7 @@ class PieceCover {
            bool& within_reach);
 
   std::vector<Corner> corners_;
-  std::vector<double> distances_;  // per corner, one for each candidate, offset included
+  std::vector<double> distances_;  // per corner, one for each candidate, offset included; infinity beyond the radius
   std::vector<Part> stack_;
 };
 

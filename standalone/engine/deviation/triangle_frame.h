@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <limits>
 
 #include "standalone/engine/deviation/vec.h"
 
@@ -56,8 +58,8 @@ class TriangleFrame {
     axis_y_ = (1 / length(y)) * y;
     normal_ = cross(axis_x_, axis_y_);
     cy_ = dot(to_c, axis_y_);
-    double const bc = std::hypot(cx_ - bx_, cy_);
-    double const ca = std::hypot(cx_, cy_);
+    double const bc = std::sqrt((cx_ - bx_) * (cx_ - bx_) + cy_ * cy_);
+    double const ca = std::sqrt(cx_ * cx_ + cy_ * cy_);
     inward_[0] = {0, 1, 0};
     inward_[1] = {-cy_ / bc, (cx_ - bx_) / bc, cy_ * bx_ / bc};
     inward_[2] = {cy_ / ca, -cx_ / ca, 0};
@@ -66,17 +68,32 @@ class TriangleFrame {
   // False for a triangle that counts as its edges only.
   bool has_plane() const { return has_plane_; }
 
-  double squared_distance(Vec p) const {
+  // Squared distance from p; infinity instead where it is seen early to be beyond `limit`.
+  double squared_distance(Vec p, double limit = std::numeric_limits<double>::infinity()) const {
     if (!has_plane_) {
       return std::min({squared_distance_to_segment(p, a_, b_), squared_distance_to_segment(p, b_, c_),
                        squared_distance_to_segment(p, c_, a_)});
     }
+    constexpr double kBeyond = std::numeric_limits<double>::infinity();
     Vec const q = p - a_;
+    double const z = dot(q, normal_);
+    if (std::fabs(z) > limit) return kBeyond;
     double const x = dot(q, axis_x_);
     double const y = dot(q, axis_y_);
-    double const z = dot(q, normal_);
+    double const bc = inward_[1].x * x + inward_[1].y * y + inward_[1].offset;
+    double const ca = inward_[2].x * x + inward_[2].y * y;
+    double const least = std::min({y, bc, ca});
+    if (least < -limit) return kBeyond;
+    // The nearest point of a convex outline lies on an edge that has the point on its outer side. A point within the
+    // rounding of an edge counts as outside: measured to the edge, the distance is never too small, however acute
+    // the corner.
     double const doubt = 1e-14 * (std::fabs(x) + std::fabs(y) + std::fabs(z) + bx_);
-    return flat_squared_distance(x, y, doubt) + z * z;
+    if (least >= doubt) return z * z;
+    double flat = std::numeric_limits<double>::infinity();
+    if (y < doubt) flat = flat_segment(x, y, bx_, 0);
+    if (bc < doubt) flat = std::min(flat, flat_segment(x - bx_, y, cx_ - bx_, cy_));
+    if (ca < doubt) flat = std::min(flat, flat_segment(x, y, cx_, cy_));
+    return flat + z * z;
   }
 
   // Signed distance of p to the side plane of edge 0..2, positive towards the inside. Needs has_plane().
@@ -96,24 +113,12 @@ class TriangleFrame {
     double x = 0, y = 0, offset = 0;
   };
 
-  // The nearest point of a convex outline lies on an edge that has the point on its outer side. A point within the
-  // rounding of an edge counts as outside: measured to the edge, the distance is never too small, however acute the
-  // corner.
-  double flat_squared_distance(double x, double y, double doubt) const {
-    double best = -1;
-    auto const edge = [&](double ax, double ay, double ex, double ey) {
-      double const qx = x - ax;
-      double const qy = y - ay;
-      double const t = std::clamp((qx * ex + qy * ey) / (ex * ex + ey * ey), 0.0, 1.0);
-      double const rx = qx - t * ex;
-      double const ry = qy - t * ey;
-      double const d = rx * rx + ry * ry;
-      if (best < 0 || d < best) best = d;
-    };
-    if (y < doubt) edge(0, 0, bx_, 0);
-    if (inward_[1].x * x + inward_[1].y * y + inward_[1].offset < doubt) edge(bx_, 0, cx_ - bx_, cy_);
-    if (inward_[2].x * x + inward_[2].y * y < doubt) edge(cx_, cy_, -cx_, -cy_);
-    return best < 0 ? 0 : best;
+  // Squared distance in the plane from (x, y) to the segment from the origin to (ex, ey).
+  static double flat_segment(double x, double y, double ex, double ey) {
+    double const t = std::clamp((x * ex + y * ey) / (ex * ex + ey * ey), 0.0, 1.0);
+    double const rx = x - t * ex;
+    double const ry = y - t * ey;
+    return rx * rx + ry * ry;
   }
 
   Vec a_, b_, c_;

@@ -1,0 +1,175 @@
+#include "standalone/engine/deviation/hausdorff.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "tests/unit/deviation/collapsing_mesh.h"
+
+namespace mirel::engine {
+namespace {
+
+using test::grid;
+using test::Mesh;
+using test::sphere;
+
+HausdorffBounds between(Mesh const& a, Mesh const& b, DistanceOptions const& options = {}) {
+  return hausdorff_distance(TriangleBvh(a.positions, a.faces), TriangleBvh(b.positions, b.faces), options);
+}
+
+Mesh triangle(double x0, double y0, double z0, double x1, double y1, double z1, double x2, double y2, double z2) {
+  Mesh mesh;
+  mesh.add_point(x0, y0, z0);
+  mesh.add_point(x1, y1, z1);
+  mesh.add_point(x2, y2, z2);
+  mesh.add_face(0, 1, 2);
+  return mesh;
+}
+
+void expect_encloses(DistanceBounds const& bounds, double exact, double accuracy) {
+  EXPECT_LE(bounds.lower, exact * (1 + 1e-6) + 1e-9);
+  EXPECT_GE(bounds.upper, exact * (1 - 1e-6) - 1e-9);
+  EXPECT_LE(bounds.upper, bounds.lower * (1 + accuracy) + 1e-9);
+}
+
+TEST(Hausdorff, OfAMeshAndItselfIsZero) {
+  Mesh const mesh = sphere(20, 30);
+  HausdorffBounds const bounds = between(mesh, mesh);
+  EXPECT_LE(bounds.lower(), 1e-15);
+  EXPECT_LE(bounds.upper(), 1e-11);
+}
+
+TEST(Hausdorff, OfTwoTessellationsOfOnePlaneIsZero) {
+  // Neither surface's edges lie on the other's; pieces must be cut along them, not down to nothing.
+  auto const flat = [](double, double) { return 0.0; };
+  HausdorffBounds const bounds = between(grid(17, flat), grid(10, flat));
+  EXPECT_LE(bounds.upper(), 1e-7);
+}
+
+TEST(Hausdorff, OfParallelPlanesIsTheirDistance) {
+  auto const bounds =
+      between(grid(5, [](double, double) { return 0.0; }), grid(7, [](double, double) { return 0.25; }));
+  expect_encloses(bounds.first_to_second, 0.25, 0.01);
+  expect_encloses(bounds.second_to_first, 0.25, 0.01);
+}
+
+TEST(Hausdorff, DirectionsDiffer) {
+  // A large triangle and one of its corners cut out: everything of the small one lies on the large one, but the
+  // large one's corner (0, 2) is 1 from the nearest point (0, 1).
+  auto const large = triangle(0, 0, 0, 2, 0, 0, 0, 2, 0);
+  auto const small = triangle(0, 0, 0, 1, 0, 0, 0, 1, 0);
+  HausdorffBounds const bounds = between(large, small);
+  expect_encloses(bounds.first_to_second, 1, 0.01);
+  EXPECT_LE(bounds.second_to_first.upper, 1e-11);
+  EXPECT_NEAR(bounds.first_to_second.farthest[0] + bounds.first_to_second.farthest[1], 2, 0.05);
+}
+
+TEST(Hausdorff, FindsAFarthestPointInsideAFace) {
+  // A square of two triangles above its own border strip: the centre is farthest, no corner is.
+  //   The strip leaves a hole of half width 0.5 around (1, 1); from the centre to it: 0.5.
+  Mesh square;
+  for (double const y : {0.0, 2.0}) {
+    square.add_point(0, y, 0);
+    square.add_point(2, y, 0);
+  }
+  square.add_face(0, 1, 3);
+  square.add_face(0, 3, 2);
+  Mesh frame;
+  double const low[4][2] = {{0, 0}, {2, 0}, {2, 2}, {0, 2}};
+  double const high[4][2] = {{0.5, 0.5}, {1.5, 0.5}, {1.5, 1.5}, {0.5, 1.5}};
+  for (auto const& p : low) frame.add_point(p[0], p[1], 0);
+  for (auto const& p : high) frame.add_point(p[0], p[1], 0);
+  for (std::uint32_t i = 0; i < 4; ++i) {
+    std::uint32_t const j = (i + 1) % 4;
+    frame.add_face(i, j, 4 + j);
+    frame.add_face(i, 4 + j, 4 + i);
+  }
+  HausdorffBounds const bounds = between(square, frame, {.relative_accuracy = 0.001});
+  expect_encloses(bounds.first_to_second, 0.5, 0.001);
+  EXPECT_LE(bounds.second_to_first.upper, 1e-11);
+}
+
+TEST(Hausdorff, EnclosesADenseSampling) {
+  Mesh const fine = sphere(30, 44);
+  Mesh const coarse = sphere(9, 13);
+  for (double const accuracy : {0.1, 0.001}) {
+    HausdorffBounds const bounds = between(fine, coarse, {.relative_accuracy = accuracy});
+    double const there = test::sampled_distance(test::triangles_of(fine), test::triangles_of(coarse), 8);
+    double const back = test::sampled_distance(test::triangles_of(coarse), test::triangles_of(fine), 48);
+    EXPECT_LE(there, bounds.first_to_second.upper + 1e-12);
+    EXPECT_LE(back, bounds.second_to_first.upper + 1e-12);
+    EXPECT_NEAR(bounds.first_to_second.lower, there, (accuracy + 0.02) * there);
+    EXPECT_NEAR(bounds.second_to_first.lower, back, (accuracy + 0.02) * back);
+    EXPECT_LE(bounds.upper(), bounds.lower() * (1 + accuracy) + 1e-11);
+  }
+}
+
+TEST(Hausdorff, HoldsWhenTheWorkIsCutShort) {
+  Mesh const fine = sphere(30, 44);
+  Mesh const coarse = sphere(9, 13);
+  HausdorffBounds const exact = between(fine, coarse, {.relative_accuracy = 0.001});
+  HausdorffBounds const rough = between(fine, coarse, {.relative_accuracy = 1e-9, .max_queries = 1});
+  EXPECT_LE(rough.lower(), exact.upper());
+  EXPECT_GE(rough.upper(), exact.lower());
+}
+
+TEST(Hausdorff, EmptyMeshes) {
+  Mesh const some = triangle(0, 0, 0, 1, 0, 0, 0, 1, 0);
+  Mesh const none;
+  EXPECT_EQ(between(none, none).upper(), 0.0);
+  EXPECT_EQ(between(some, none).first_to_second.lower, std::numeric_limits<double>::infinity());
+  EXPECT_EQ(between(some, none).second_to_first.upper, 0.0);
+}
+
+TEST(Hausdorff, DegenerateTrianglesCountAsTheirEdges) {
+  auto const segment = triangle(0, 0, 0, 1, 0, 0, 0.5, 0, 0);
+  auto const point = triangle(0, 3, 0, 0, 3, 0, 0, 3, 0);
+  HausdorffBounds const bounds = between(segment, point);
+  expect_encloses(bounds.first_to_second, std::sqrt(10.0), 0.01);
+  expect_encloses(bounds.second_to_first, 3, 0.01);
+}
+
+TEST(TriangleBvh, FindsTheNearestOfAllTriangles) {
+  Mesh const mesh = grid(30, [](double x, double y) { return 0.2 * std::sin(9 * x) * std::cos(7 * y); });
+  TriangleBvh const tree(mesh.positions, mesh.faces);
+  EXPECT_EQ(tree.size(), mesh.face_count());
+  auto const all = test::triangles_of(mesh);
+  std::mt19937 random(5);
+  std::uniform_real_distribution<double> coordinate(-0.5, 1.5);
+  std::uint32_t hint = TriangleBvh::kNoSlot;
+  for (int i = 0; i < 500; ++i) {
+    std::array<double, 3> const p{coordinate(random), coordinate(random), coordinate(random)};
+    double exact = std::numeric_limits<double>::infinity();
+    for (auto const& t : all) exact = std::min(exact, test::reference_distance(p, t));
+    Vec const v{p[0], p[1], p[2]};
+    EXPECT_NEAR(tree.nearest(v).distance, exact, 1e-12);
+    auto const hinted = tree.nearest(v, 10, 0, hint);
+    EXPECT_NEAR(hinted.distance, exact, 1e-12);
+    hint = hinted.slot;
+    EXPECT_NEAR(test::reference_distance(p, all[tree.face_of(hint)]), exact, 1e-12);
+    EXPECT_EQ(tree.nearest(v, 0.9 * exact).slot, TriangleBvh::kNoSlot);
+    EXPECT_LE(tree.nearest(v, 10, 1.5 * exact).distance, 1.5 * exact);
+  }
+}
+
+TEST(TriangleBvh, LeavesOutWhatIsNoTriangle) {
+  Mesh mesh = triangle(0, 0, 0, 1, 0, 0, 0, 1, 0);
+  mesh.add_point(std::numeric_limits<double>::quiet_NaN(), 0, 0);
+  mesh.add_face(0, 1, 3);
+  mesh.add_face(0, 1, 99);
+  TriangleBvh const tree(mesh.positions, mesh.faces);
+  ASSERT_EQ(tree.size(), 1U);
+  EXPECT_EQ(tree.face_of(0), 0U);
+}
+
+TEST(TriangleBvh, StandsManyTrianglesInOnePlace) {
+  Mesh mesh = triangle(0, 0, 0, 1, 0, 0, 0, 1, 0);
+  for (int i = 0; i < 5000; ++i) mesh.add_face(0, 1, 2);
+  TriangleBvh const tree(mesh.positions, mesh.faces);
+  EXPECT_EQ(tree.size(), 5001U);
+  EXPECT_DOUBLE_EQ(tree.nearest({0.25, 0.25, -2}).distance, 2.0);
+}
+
+}  // namespace
+}  // namespace mirel::engine
