@@ -26,7 +26,7 @@ class DocumentationTest < HostTest
     assert status.success?, err
     assert_match(/no further: .*boundar/, err)
     _, err, status = run_program(blocks.first, path('none.obj'), path('out.obj'), '2')
-    assert_equal [1, "cannot reduce: #{path('none.obj')}: there is no such file\n"], [status.exitstatus, err]
+    assert_equal [1, "cannot reduce: #{path('none.obj')}: no such file or directory\n"], [status.exitstatus, err]
   end
 
   def test_meshes_of_your_own

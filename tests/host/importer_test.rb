@@ -47,6 +47,7 @@ class ImporterTest < HostTest
     assert_match(/tolerance/, @importer.why_stopped)
     [0, 1.1, -1].each { |ratio| assert_raises(ArgumentError) { @importer.reduce(ratio: ratio) } }
     assert_raises(ArgumentError) { @importer.reduce(faces: 3, ratio: 0.5) }
+    [-1, 2**32, 1.5, 'x'].each { |faces| assert_raises(ArgumentError) { @importer.reduce(faces: faces) } }
   end
 
   def test_bounds_and_vertices

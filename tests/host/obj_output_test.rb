@@ -76,7 +76,8 @@ class ObjOutputTest < HostTest
     File.write(path('file'), '')
     File.mkfifo(path('pipe.obj'))
     { 'nowhere/out.obj' => /folder does not exist/, 'folder.obj' => /directory/, 'file/out.obj' => /not a folder/,
-      'pipe.obj' => /not a regular file/ }.each do |name, reason|
+      'pipe.obj' => /not a regular file/,
+      "#{'x' * 300}.obj" => /name too long/ }.each do |name, reason|
       error = assert_raises(Failure, name) { Output.check_target(path(name)) }
       assert_match reason, error.message
       assert_includes error.message, path(name)

@@ -26,5 +26,6 @@ Triple mirel_host_triple(VALUE value);
 
 void mirel_host_define_triples(VALUE geom);
 void mirel_host_define_polygon_mesh(VALUE geom);
+void mirel_host_define_packing(void);
 
 #endif

@@ -47,13 +47,15 @@ module Zu
       # @param path [String]
       # @raise [ImportError]
       def self.check_readable(path)
-        reason = if !File.exist?(path) then 'there is no such file'
-                 elsif File.directory?(path) then 'it is a directory'
-                 elsif !File.file?(path) then 'it is not a regular file'
-                 elsif !File.readable?(path) then 'permission denied'
-                 elsif File.zero?(path) then 'it is empty'
+        stat = File.stat(path)
+        reason = if stat.directory? then 'it is a directory'
+                 elsif !stat.file? then 'it is not a regular file'
+                 elsif !stat.readable? then 'permission denied'
+                 elsif stat.zero? then 'it is empty'
                  end
         raise ImportError, "#{path}: #{reason}" if reason
+      rescue SystemCallError => e
+        raise ImportError, "#{path}: #{Errors.reason(e)}"
       end
 
       # Loads a file in place of what was there: OBJ and PLY by the native importers, anything else through polygon
@@ -96,6 +98,7 @@ module Zu
       # @raise [Error] where there is no model, no usable face, or not enough memory
       def reduce(faces: nil, ratio: nil, tolerance: nil)
         raise ArgumentError, 'give faces or ratio, not both' if faces && ratio
+        raise ArgumentError, "not a number of faces: #{faces.inspect}" unless faces.nil? || face_count?(faces)
 
         self.error_tolerance = tolerance if tolerance
         faces ||= faces_at(ratio) if ratio

@@ -42,7 +42,8 @@ module Zu
 
         # @return [Integer, nil] the most memory, in bytes, that the process has held so far; nil where it cannot be told
         def peak_memory
-          File.read('/proc/self/status')[/^VmHWM:\s+(\d+) kB/, 1].to_i * 1024
+          kilobytes = File.read('/proc/self/status')[/^VmHWM:\s+(\d+) kB/, 1]
+          Integer(kilobytes) * 1024 if kilobytes
         rescue SystemCallError
           nil
         end

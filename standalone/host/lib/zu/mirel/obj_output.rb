@@ -35,7 +35,12 @@ module Zu
         fail_for(path, 'it is not a regular file') if File.exist?(target) && !File.file?(target)
         fail_for(path, 'permission denied') if File.exist?(target) && !File.writable?(target)
         fail_for(path, 'permission denied in its folder') unless File.writable?(folder)
+        File.stat(target) # a name may be too long
         target
+      rescue Errno::ENOENT
+        target
+      rescue SystemCallError => e
+        fail_for(path, Errors.reason(e))
       end
 
       # @raise [ExportError]

@@ -33,9 +33,11 @@ module Zu
 
       def read
         @records, output = IO.pipe(binmode: true)
+        STDOUT.flush # or the child would print what is pending once more
         child = fork { serve(output) }
         output.close
         scene = receive
+        @records.close
         status = wait(child)
         child = nil
         raise ImportError, failure_of(status) unless scene && status.success?

@@ -97,7 +97,7 @@ module Zu
       # @param value [Integer]
       # @raise [ArgumentError] outside the range
       def face_limit=(value)
-        unless value.is_a?(Integer) && (0..LARGEST_FACE_LIMIT).cover?(value)
+        unless face_count?(value)
           raise ArgumentError, "face_limit must be an Integer from 0 to #{LARGEST_FACE_LIMIT}, not #{value.inspect}"
         end
 
@@ -105,6 +105,10 @@ module Zu
       end
 
       private
+
+      def face_count?(value)
+        value.is_a?(Integer) && (0..LARGEST_FACE_LIMIT).cover?(value)
+      end
 
       def number_within(value, range, name)
         number = Float(value)
