@@ -98,7 +98,7 @@ module Sketchup
       raise ArgumentError, 'a view is drawn into within View#render' unless @frame
 
       least, each = SHAPES.fetch(primitive) { raise ArgumentError, "no primitive #{primitive.inspect}" }
-      points = points.first if points.size == 1
+      points = points.first if points.size == 1 && !points.first.is_a?(Geom::Point3d)
       data = View.pack(points)
       count = data.bytesize / 12
       return self if count < least
@@ -112,16 +112,10 @@ module Sketchup
     # Draws a frame: runs the block, within which #draw may be called, and takes over what it drew. Where the block
     # raises, the frame before stays.
     # @return [Array<Batch>]
-    def render
+    def render(&drawing)
       raise ArgumentError, 'a frame is being drawn already' if @frame
 
-      @frame = []
-      reset_drawing
-      @valid = true
-      yield self
-      @batches = @frame.freeze
-    ensure
-      @frame = nil
+      draw_frame(&drawing)
     end
 
     # @return [Boolean] whether the last frame is still what there is to see
@@ -162,6 +156,20 @@ module Sketchup
     end
 
     private
+
+    def draw_frame
+      @frame = []
+      reset_drawing
+      # Before the block, which may find out that it has drawn what is out of date.
+      @valid = true
+      yield self
+      @batches = @frame.freeze
+    rescue StandardError
+      @valid = false
+      raise
+    ensure
+      @frame = nil
+    end
 
     def reset_drawing
       self.drawing_color = 'black'

@@ -4,6 +4,7 @@ require 'zu/mirel/engine'
 require 'zu/mirel/errors'
 require 'zu/mirel/no_faces_error'
 require 'zu/mirel/ply_header'
+require 'zu/mirel/preview'
 require 'zu/mirel/scene_callbacks'
 require 'zu/mirel/scene_reader'
 require 'zu/mirel/settings'
@@ -19,6 +20,7 @@ module Zu
     class Importer
       include Settings
       include SceneCallbacks
+      include Preview
 
       # @return [String, nil] the file that was imported
       attr_reader :path
@@ -182,6 +184,7 @@ module Zu
       def close
         return unless loaded?
 
+        hide
         clear_balancer
         @mesh_depot_in_memory = false
       end

@@ -16,7 +16,9 @@ module Zu
       Result = Struct.new(:vertices, :normals, :uvs, :faces, :bytes, :bounds, keyword_init: true)
 
       KINDS = { 'vertices' => :vertices, 'normals' => :normals, 'texture coordinates' => :uvs, 'faces' => :faces }.freeze
-      private_constant :KINDS
+      KIND_OF_LINE = { 'v ' => :vertices, 'vn' => :normals, 'vt' => :uvs, 'f ' => :faces }
+                     .transform_keys { |start| start.getbyte(0) << 8 | start.getbyte(1) }.freeze
+      private_constant :KINDS, :KIND_OF_LINE
 
       # @param importer [Importer] holding one mesh
       def initialize(importer)
@@ -103,17 +105,14 @@ module Zu
         low = [Float::INFINITY] * 3
         high = [-Float::INFINITY] * 3
         File.foreach(file, mode: 'rb') do |line|
-          case line
-          when /\Av /n
-            result.vertices += 1
-            widen(low, high, line)
-          when /\Avn /n then result.normals += 1
-          when /\Avt /n then result.uvs += 1
-          when /\Af /n
-            result.faces += 1
-            next
-          else next
-          end
+          # By bytes: the file may have millions of lines.
+          kind = KIND_OF_LINE[line.getbyte(0) << 8 | line.getbyte(1).to_i]
+          next unless kind
+
+          result[kind] += 1
+          next if kind == :faces
+
+          widen(low, high, line) if kind == :vertices
           # Neither "nan" nor "inf" does without an n.
           self.class.fail_for(path, 'the result is not finite') if line.index('n', 3)
         end
@@ -123,13 +122,11 @@ module Zu
       end
 
       def widen(low, high, line)
-        _, x, y, z = line.split(' ')
-        axis = 0
-        [x, y, z].each do |text|
-          value = text.to_f
+        words = line.split
+        3.times do |axis|
+          value = words[axis + 1].to_f
           low[axis] = value if value < low[axis]
           high[axis] = value if value > high[axis]
-          axis += 1
         end
       end
 

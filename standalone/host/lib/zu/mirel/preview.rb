@@ -1,5 +1,7 @@
 # frozen_string_literal: true
 
+require 'ui'
+require 'zu/mirel/errors'
 require 'zu/mirel/preview_colors'
 
 module Zu
@@ -34,13 +36,16 @@ module Zu
       attr_reader :last_draw_time
       # @return [Geom::BoundingBox] around all instances, as of the last readback
       attr_reader :preview_bounds
-      # @return [Boolean] whether a frame shows the bounding box
-      attr_accessor :bounds_visible
+      # @return [Boolean] whether a frame shows the bounding box, as it does at first
+      attr_writer :bounds_visible
 
       # Reads the faces back at the present step and has the view draw them.
       # @param view [Sketchup::View]
       # @return [self]
+      # @raise [Error] without a model
       def show(view = @view)
+        raise Error, 'nothing has been imported' unless loaded?
+
         @view = view
         stop_full_timer
         @draw_points_only = false
@@ -53,7 +58,10 @@ module Zu
       # Moves along the hierarchy while a slider does: runs the block, which makes the move, and has the view draw
       # points. The faces follow on their own when no further slide has come for REST_SECONDS.
       # @return what the block returns
+      # @raise [Error] without a model
       def slide
+        raise Error, 'nothing has been imported' unless loaded?
+
         stop_full_timer
         moved = yield
         @draw_points_only = true
@@ -71,6 +79,10 @@ module Zu
         @view = nil
         clear_readback
         self
+      end
+
+      def bounds_visible?
+        @bounds_visible != false
       end
 
       # @return [Boolean] whether frames show points only
@@ -91,6 +103,7 @@ module Zu
       # @param index [Integer] a place in @triangles
       # @return [Sketchup::Color] of the material of those triangles
       def get_triangle_color_at(index)
+        @triangle_colors = scene_colors unless @triangle_colors && @triangle_colors.size == @triangles.size
         @triangle_colors.at(index)
       end
 
@@ -100,14 +113,14 @@ module Zu
         budget = [((@points_per_second || Float::INFINITY) * POINT_FRAME_SECONDS), FEWEST_POINTS].max
         return if @mesh_points.size <= budget
 
-        every = (@mesh_points.size / budget).ceil
+        every = @mesh_points.size.fdiv(budget).ceil
         @mesh_points = (0...@mesh_points.size).step(every).map { |index| @mesh_points[index] }
       end
 
       # Draws the box around the model in grey.
       # @param view [Sketchup::View]
       def draw_bounds(view)
-        return if bounds_visible == false || preview_bounds.nil? || preview_bounds.empty?
+        return unless bounds_visible? && preview_bounds && !preview_bounds.empty?
 
         view.drawing_color = 'gray'
         view.draw(1, BOX_EDGES.map { |corner| preview_bounds.corner(corner) })
@@ -124,7 +137,7 @@ module Zu
         @points_per_second = @mesh_points.size / last_draw_time if last_draw_time.positive?
         @draw_full_timer = UI.start_timer(REST_SECONDS, false) do
           @draw_full_timer = nil
-          show if loaded?
+          show
         end
       end
 
@@ -155,6 +168,15 @@ module Zu
         @mesh_points = []
         @triangle_colors = PreviewColors.new
         @preview_bounds = Geom::BoundingBox.new
+      end
+
+      # For a program that has filled @triangles on its own, mesh by mesh in the order of the scene.
+      def scene_colors
+        colors = PreviewColors.new
+        each_placed_mesh(root.entities, IDENTITY) do |definition, _|
+          colors.add(definition.materials, [definition.materials.size, 1].max)
+        end
+        colors
       end
 
       def read_faces

@@ -1,5 +1,7 @@
 # frozen_string_literal: true
 
+require 'sketchup'
+
 module Zu
   module Mirel
     # The colours of the preview: one for each entry of @triangles, over all meshes and instances.
