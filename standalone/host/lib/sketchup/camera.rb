@@ -94,7 +94,9 @@ module Sketchup
     def fit(bounds)
       return self if bounds.empty?
 
-      radius = [bounds.diagonal / 2, Float::MIN].max
+      radius = bounds.diagonal.positive? ? bounds.diagonal / 2 : 1.0
+      # Far from the origin a shorter distance would be lost to rounding.
+      radius = [radius, 1e-9 * bounds.center.to_a.map(&:abs).max].max
       distance = radius / Math.sin(half_angle)
       @height = 2 * radius
       set(bounds.center.offset(direction, -distance), bounds.center, up)
