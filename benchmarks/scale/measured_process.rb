@@ -3,9 +3,10 @@
 require "fiddle/import"
 require "tempfile"
 
-# Runs a command and says how long it took and how much memory it held at its peak.
+# Runs a command and says how long it took, how much processor time, and how much memory it held at its peak (of a
+# command with children: the largest of them).
 module MeasuredProcess
-  Usage = Struct.new(:seconds, :peak_bytes, :status, :out, :err)
+  Usage = Struct.new(:seconds, :cpu_seconds, :peak_bytes, :status, :out, :err)
 
   module LibC
     extend Fiddle::Importer
@@ -29,7 +30,10 @@ module MeasuredProcess
 
     seconds = Process.clock_gettime(Process::CLOCK_MONOTONIC) - start
     texts = streams.values.map { |file| File.read(file.path) }
-    Usage.new(seconds, usage[MAXRSS_OFFSET, Fiddle::SIZEOF_LONG].unpack1("l!") * MAXRSS_UNIT, status.unpack1("l"), *texts)
+    times = usage[0, MAXRSS_OFFSET].unpack("l!4")
+    cpu_seconds = times[0] + times[2] + (times[1] + times[3]) / 1e6
+    peak_bytes = usage[MAXRSS_OFFSET, Fiddle::SIZEOF_LONG].unpack1("l!") * MAXRSS_UNIT
+    Usage.new(seconds, cpu_seconds, peak_bytes, status.unpack1("l"), *texts)
   ensure
     streams&.each_value(&:close!)
   end

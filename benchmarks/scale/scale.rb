@@ -6,7 +6,7 @@
 #
 # Makes rippled tori of each size, as OBJ (positions only; with UVs and normals at 10^6) and as binary STL (10^6, so
 # through capture), runs `mirel reduce --ratio 0.01` on each in a process of its own, and prints a table of medians
-# in Markdown with the machine it was measured on. Raw samples go to the file given. Nothing is judged.
+# in Markdown with the machine it was measured on and its load. Raw samples go to the file given. Nothing is judged.
 
 require "etc"
 require "json"
@@ -16,6 +16,7 @@ require_relative "measured_process"
 require_relative "meshes"
 
 root = File.expand_path("../..", __dir__)
+program = [RbConfig.ruby, File.join(root, "standalone/mirel/bin/mirel")]
 build = File.expand_path(ARGV.shift || File.join(root, "build"))
 repeats = 3
 sizes = [10_000, 30_000, 100_000, 300_000, 1_000_000, 2_000_000]
@@ -27,7 +28,11 @@ OptionParser.new do |options|
 end.parse!
 
 first = ->(command) { `#{command} 2>/dev/null`.lines.first.to_s.strip }
-processor = File.exist?("/proc/cpuinfo") ? File.read("/proc/cpuinfo")[/^model name\s*:\s*(.*)$/, 1] : first["sysctl -n machdep.cpu.brand_string"]
+processor = if File.exist?("/proc/cpuinfo")
+              File.read("/proc/cpuinfo")[/^model name\s*:\s*(.*)$/, 1]
+            else
+              first["sysctl -n machdep.cpu.brand_string"]
+            end
 cache = File.read(File.join(build, "CMakeCache.txt"))
 compiler = cache[/^CMAKE_CXX_COMPILER:[^=]*=(.*)$/, 1]
 machine = { "processor" => "#{processor}, #{Etc.nprocessors} cores", "system" => first["uname -sr"],
@@ -35,18 +40,22 @@ machine = { "processor" => "#{processor}, #{Etc.nprocessors} cores", "system" =>
             "ruby" => RUBY_DESCRIPTION, "commit" => first["git -C #{root} rev-parse --short HEAD"] }
 
 inputs = sizes.map { |size| ["OBJ", size, {}] }
-inputs << ["OBJ, UVs and normals", 1_000_000, { attributes: true }] << ["STL", 1_000_000, {}] if sizes.include?(1_000_000)
+if sizes.include?(1_000_000)
+  inputs << ["OBJ, UVs and normals", 1_000_000, { attributes: true }] << ["STL", 1_000_000, {}]
+end
 
+load_average = -> { first["cat /proc/loadavg"].split.first(3).join(" ") }
+machine["load before"] = load_average[]
 samples = Dir.mktmpdir("mirel-scale") do |folder|
   inputs.map do |form, size, options|
     torus = RippledTorus.new(size)
     input = File.join(folder, "torus.#{form[/\w+/].downcase}")
     form == "STL" ? torus.write_stl(input) : torus.write_obj(input, **options)
     runs = Array.new(repeats) do
-      usage = MeasuredProcess.run({ "MIREL_BUILD" => build }, RbConfig.ruby, File.join(root, "standalone/mirel/bin/mirel"),
-                                  "reduce", input, "-o", File.join(folder, "out.obj"), "--ratio", "0.01", "--json", "--quiet")
+      usage = MeasuredProcess.run({ "MIREL_BUILD" => build }, *program, "reduce", input, "--ratio", "0.01", "--json",
+                                  "--quiet", "-o", File.join(folder, "out.obj"))
       abort "#{form} #{size}: #{usage.err}" unless usage.status.zero?
-      { "seconds" => usage.seconds, "peak_bytes" => usage.peak_bytes, "report" => JSON.parse(usage.out) }
+      { "seconds" => usage.seconds, "cpu_seconds" => usage.cpu_seconds, "peak_bytes" => usage.peak_bytes, "report" => JSON.parse(usage.out) }
     end
     warn "#{form} #{torus.face_count}: #{runs.map { |run| format('%.2f s', run['seconds']) }.join(', ')}"
     bytes = File.size(input)
@@ -55,24 +64,26 @@ samples = Dir.mktmpdir("mirel-scale") do |folder|
   end
 end
 
+machine["load after"] = load_average[]
 File.write(raw, JSON.pretty_generate("machine" => machine, "samples" => samples)) if raw
 
 machine.each { |name, value| puts "- #{name}: #{value}" }
 puts "", "Medians of #{repeats} runs; `mirel reduce --ratio 0.01`, whole process.", ""
 phases = samples.flat_map { |sample| sample["runs"][0]["report"]["phases"].map { |phase| phase["name"] } }.uniq
-header = ["input", "faces", "file MB", *phases.map { |name| "#{name} s" }, "total s", "µs/face", "peak MB",
-          "faces out"]
+header = ["input", "faces", "file MB", *phases.map { |name| "#{name} s" }, "total s", "CPU s", "CPU µs/face",
+          "peak MB", "faces out"]
 puts "| #{header.join(' | ')} |", "|---|#{'--:|' * (header.size - 1)}"
 median = ->(values) { values.sort[values.size / 2] }
 samples.each do |sample|
   runs = sample["runs"]
-  seconds = median[runs.map { |run| run["seconds"] }]
+  seconds, cpu_seconds = %w[seconds cpu_seconds].map { |key| median[runs.map { |run| run[key] }] }
   columns = phases.map do |name|
     times = runs.map { |run| run["report"]["phases"].select { |p| p["name"] == name }.sum { |p| p["seconds"] } }
     format("%.2f", median[times])
   end
-  puts "| #{[sample['form'], sample['faces'], format('%.1f', sample['file_bytes'] / 1e6), *columns, format('%.2f', seconds),
-             format('%.2f', seconds / sample['faces'] * 1e6),
+  megabytes = format("%.1f", sample["file_bytes"] / 1e6)
+  puts "| #{[sample['form'], sample['faces'], megabytes, *columns, format('%.2f', seconds),
+             format('%.2f', cpu_seconds), format('%.2f', cpu_seconds / sample['faces'] * 1e6),
              (median[runs.map { |run| run['peak_bytes'] }] / 1e6).round,
              runs[0]['report']['faces_after']].join(' | ')} |"
 end
