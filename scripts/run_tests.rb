@@ -160,7 +160,7 @@ class Suites
     "end_to_end" => "the command line program on real files (tests/end_to_end)",
     "clang" => "the Release build with clang++ and -Werror, and its unit tests",
     "lint" => "clang-tidy with the checks of .clang-tidy",
-    "sanitize" => "unit tests under the address, leak and undefined-behaviour sanitizers",
+    "sanitize" => "unit tests and the whole road under the address, leak and undefined-behaviour sanitizers",
     "fuzz" => "fuzz targets for the file readers"
   }.freeze
 
@@ -218,8 +218,11 @@ class Suites
   end
 
   def sanitize
-    ctest(@sanitize, "ASAN_OPTIONS" => "detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1",
-                     "UBSAN_OPTIONS" => "print_stacktrace=1:halt_on_error=1")
+    counts = ctest(@sanitize, "ASAN_OPTIONS" => "detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1",
+                              "UBSAN_OPTIONS" => "print_stacktrace=1:halt_on_error=1")
+    return counts unless @sanitize.built?
+
+    counts + Reports.minitest(Command.run("ruby", "tests/sanitize/run.rb", @sanitize.folder))
   end
 
   def lint

@@ -55,7 +55,8 @@ samples = Dir.mktmpdir("mirel-scale") do |folder|
       usage = MeasuredProcess.run({ "MIREL_BUILD" => build }, *program, "reduce", input, "--ratio", "0.01", "--json",
                                   "--quiet", "-o", File.join(folder, "out.obj"))
       abort "#{form} #{size}: #{usage.err}" unless usage.status.zero?
-      { "seconds" => usage.seconds, "cpu_seconds" => usage.cpu_seconds, "peak_bytes" => usage.peak_bytes, "report" => JSON.parse(usage.out) }
+      { "seconds" => usage.seconds, "cpu_seconds" => usage.cpu_seconds, "peak_bytes" => usage.peak_bytes,
+        "report" => JSON.parse(usage.out) }
     end
     warn "#{form} #{torus.face_count}: #{runs.map { |run| format('%.2f s', run['seconds']) }.join(', ')}"
     bytes = File.size(input)
