@@ -1,7 +1,7 @@
 // Times the readers on files that it writes itself: bench_obj FOLDER [SIDE] [REPEATS]. A grid of SIDE x SIDE cells
 // becomes an OBJ file of positions alone, one with UVs and normals, and PLY files. Each reader runs in a child process
-// of its own, so that its peak memory can be told; times are
-// processor times and leave the process's start out and the file's reading in.
+// of its own, so that its peak memory can be told; times are processor times, leave the process's start out and the
+// file's reading in.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
