@@ -14,10 +14,12 @@
 
 // assimp loses the mesh that it is making when a file turns out to be broken; what this project allocates is still
 // watched.
+// NOLINTBEGIN(readability-identifier-naming): the sanitizer looks it up by this name.
 extern "C" __attribute__((visibility("default"))) char const* __lsan_default_suppressions();
 extern "C" char const* __lsan_default_suppressions() {
   return "leak:libassimp";
 }
+// NOLINTEND(readability-identifier-naming)
 
 namespace {
 
@@ -28,32 +30,32 @@ using Scene = std::unique_ptr<MirelReadScene, FreeScene>;
 
 class ReadTest : public testing::Test {
  protected:
-  ReadTest() { std::filesystem::create_directory(folder_); }
-  ~ReadTest() override { std::filesystem::remove_all(folder_); }
+  ReadTest() { std::filesystem::create_directory(folder); }
+  ~ReadTest() override { std::filesystem::remove_all(folder); }
 
   std::string write(std::string const& name, std::string const& content) const {
-    std::string const path = folder_ + "/" + name;
+    std::string const path = folder + "/" + name;
     std::ofstream(path, std::ios::binary) << content;
     return path;
   }
 
   Scene read(std::string const& path) {
-    char error[256];
-    Scene scene(mirel_read_file(path.c_str(), nullptr, error, sizeof error));
-    error_ = error;
+    char message[256];
+    Scene scene(mirel_read_file(path.c_str(), nullptr, message, sizeof message));
+    error = message;
     return scene;
   }
 
-  std::string const folder_ = std::filesystem::temp_directory_path() / ("mirel-read-" + std::to_string(getpid()));
-  std::string error_;
+  std::string const folder = std::filesystem::temp_directory_path() / ("mirel-read-" + std::to_string(getpid()));
+  std::string error;
 };
 
 constexpr char kQuadAndTriangle[] = "OFF\n5 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n0 0 1\n4 0 1 2 3\n3 0 1 4\n";
 
 TEST_F(ReadTest, CutsPolygonsAndCountsTheSource) {
   Scene const scene = read(write("two.off", kQuadAndTriangle));
-  ASSERT_TRUE(scene) << error_;
-  EXPECT_EQ(error_, "");
+  ASSERT_TRUE(scene) << error;
+  EXPECT_EQ(error, "");
   EXPECT_EQ(mirel_read_source_polygons(scene.get()), 2U);
   EXPECT_EQ(mirel_read_source_points(scene.get()), 5U);
   ASSERT_EQ(mirel_read_mesh_count(scene.get()), 1U);
@@ -67,7 +69,7 @@ TEST_F(ReadTest, CutsPolygonsAndCountsTheSource) {
 
 TEST_F(ReadTest, NumbersThatDoNotExistGiveNothing) {
   Scene const scene = read(write("two.off", kQuadAndTriangle));
-  ASSERT_TRUE(scene) << error_;
+  ASSERT_TRUE(scene) << error;
   MirelReadMesh mesh;
   std::memset(&mesh, 0xFF, sizeof mesh);
   mirel_read_mesh(scene.get(), 1, &mesh);
@@ -88,7 +90,7 @@ TEST_F(ReadTest, MergesMeshesOfOneMaterial) {
             name + "\n";
   }
   Scene const scene = read(write("two.stl", text));
-  ASSERT_TRUE(scene) << error_;
+  ASSERT_TRUE(scene) << error;
   ASSERT_EQ(mirel_read_mesh_count(scene.get()), 1U);
   MirelReadMesh mesh;
   mirel_read_mesh(scene.get(), 0, &mesh);
@@ -110,11 +112,11 @@ TEST_F(ReadTest, FilesThatCannotBeReadGiveOneLine) {
            {"index.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 3\n"},
            {"cut.stl", "solid a\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1"}}) {
     EXPECT_FALSE(read(write(name, content))) << name;
-    EXPECT_NE(error_, "") << name;
-    EXPECT_EQ(error_.find('\n'), std::string::npos) << name;
+    EXPECT_NE(error, "") << name;
+    EXPECT_EQ(error.find('\n'), std::string::npos) << name;
   }
-  EXPECT_FALSE(read(folder_ + "/missing.stl"));
-  EXPECT_NE(error_, "");
+  EXPECT_FALSE(read(folder + "/missing.stl"));
+  EXPECT_NE(error, "");
 }
 
 TEST_F(ReadTest, ErrorsAreCutToFit) {

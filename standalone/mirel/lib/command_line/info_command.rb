@@ -23,8 +23,8 @@ module CommandLine
       OptionParser.new do |options|
         options.banner = 'usage: mirel info INPUT [options]'
         options.separator ''
-        options.separator 'Tells the faces, vertices, bounds, meshes and materials of a model (OBJ, PLY, STL, glTF, GLB,'
-        options.separator 'DAE, 3DS, OFF and others). Faces are counted as triangles; lengths are in model units.'
+        options.separator 'Tells the faces, vertices, bounds, meshes and materials of a model (OBJ, PLY, STL, glTF,'
+        options.separator 'GLB, DAE, 3DS, OFF and others). Faces are counted as triangles; lengths are in model units.'
         add_common_options(options)
         options.separator ''
         options.separator 'examples:'

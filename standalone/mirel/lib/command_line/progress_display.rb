@@ -33,7 +33,8 @@ module CommandLine
     def progress(done, total)
       return if @title.nil? || !total.positive?
 
-      @bar ||= ProgressBar.create(output: @stream, total: total, title: @title, format: '%t |%B| %p%%', autofinish: false)
+      @bar ||= ProgressBar.create(output: @stream, total: total, title: @title, format: '%t |%B| %p%%',
+                                  autofinish: false)
       @bar.total = total unless @bar.total == total
       @bar.progress = [done, total].min
     end

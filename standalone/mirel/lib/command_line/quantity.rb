@@ -16,9 +16,9 @@ module CommandLine
     # @return [Integer] from 1
     def count(text)
       number = Integer(text, 10)
-      raise OptionParser::InvalidArgument, "#{text} (a count is from 1 to #{LARGEST_COUNT})" unless (1..LARGEST_COUNT).cover?(number)
+      return number if (1..LARGEST_COUNT).cover?(number)
 
-      number
+      raise OptionParser::InvalidArgument, "#{text} (a count is from 1 to #{LARGEST_COUNT})"
     rescue ArgumentError
       raise OptionParser::InvalidArgument, "#{text} (not a whole number)"
     end
@@ -27,9 +27,9 @@ module CommandLine
     def ratio(text)
       number = relative(text)
       share = number.share || number.value
-      raise OptionParser::InvalidArgument, "#{text} (a ratio is above 0 and up to 1, or 100%)" unless share.positive? && share <= 1
+      return share if share.positive? && share <= 1
 
-      share
+      raise OptionParser::InvalidArgument, "#{text} (a ratio is above 0 and up to 1, or 100%)"
     end
 
     # @return [Relative] above 0: model units, or a percentage of the diagonal
@@ -50,7 +50,9 @@ module CommandLine
     end
 
     def relative(text)
-      text.end_with?('%') ? Relative.new(nil, float(text, text.delete_suffix('%')) / 100) : Relative.new(float(text), nil)
+      return Relative.new(float(text), nil) unless text.end_with?('%')
+
+      Relative.new(nil, float(text, text.delete_suffix('%')) / 100)
     end
 
     # @param text [String] what the user wrote, for the message

@@ -32,8 +32,8 @@ module CommandLine
       OptionParser.new do |options|
         options.banner = 'usage: mirel reduce INPUT -o OUTPUT (--faces N | --ratio R | --tolerance D) [options]'
         options.separator ''
-        options.separator 'Reads a model (OBJ, PLY, STL, glTF, GLB, DAE, 3DS, OFF and others), reduces the number of its'
-        options.separator 'faces and writes it as OBJ. OUTPUT is replaced only by a complete result. Where the count'
+        options.separator 'Reads a model (OBJ, PLY, STL, glTF, GLB, DAE, 3DS, OFF and others), reduces the number of'
+        options.separator 'its faces and writes it as OBJ. OUTPUT is replaced only by a complete result. Where the count'
         options.separator 'cannot be reached, the coarsest result is written and the reason is told.'
         add_target_options(options)
         add_keeping_options(options)
@@ -46,7 +46,9 @@ module CommandLine
     def add_target_options(options)
       options.separator ''
       options.separator 'how far (at least one):'
-      options.on('-f', '--faces N', 'no more than N faces, 1 or more (no default)') { |text| @faces = Quantity.count(text) }
+      options.on('-f', '--faces N', 'no more than N faces, 1 or more (no default)') do |text|
+        @faces = Quantity.count(text)
+      end
       options.on('-r', '--ratio R', 'no more than this share of the faces: above 0 and up to 1,',
                  'or a percentage as 25% (no default)') { |text| @ratio = Quantity.ratio(text) }
       options.on('-t', '--tolerance D', 'stay within this distance of the original, both ways: above 0,',
@@ -60,7 +62,9 @@ module CommandLine
       options.separator 'what to keep:'
       options.on('--keep-uvs', 'keep texture coordinates (default)') { @settings[:maintain_uvs] = true }
       options.on('--drop-uvs', 'leave texture coordinates out') { @settings[:maintain_uvs] = false }
-      options.on('--keep-normals', 'keep normals, also the facet normals of STL') { @settings[:maintain_normals] = true }
+      options.on('--keep-normals', 'keep normals, also the facet normals of STL') do
+        @settings[:maintain_normals] = true
+      end
       options.on('--drop-normals', 'leave normals out (default: keep them where the file has',
                  'any other than facet normals)') { @settings[:maintain_normals] = false }
       options.on('--lock-boundaries', 'do not touch the boundaries of open surfaces (default: off)') do
@@ -77,11 +81,17 @@ module CommandLine
       options.separator ''
       options.separator 'joining before the reduction:'
       options.on('--join-vertices D', 'join vertices no further apart than D: 0 or more, model units',
-                 '(default: 0, exact duplicates)') { |text| @settings[:join_vertices_threshold] = Quantity.threshold(text) }
+                 '(default: 0, exact duplicates)') do |text|
+        @settings[:join_vertices_threshold] = Quantity.threshold(text)
+      end
       options.on('--join-normals A', 'join normals at one vertex that differ by no more than A:',
-                 '0 to 180 degrees (default: 5)') { |text| @settings[:join_normals_threshold] = Quantity.threshold(text, 180) }
+                 '0 to 180 degrees (default: 5)') do |text|
+        @settings[:join_normals_threshold] = Quantity.threshold(text, 180)
+      end
       options.on('--join-uvs D', 'join UVs at one vertex that differ by no more than D: 0 or more,',
-                 '1 is the width of the texture (default: 0.0001)') { |text| @settings[:join_uvs_threshold] = Quantity.threshold(text) }
+                 '1 is the width of the texture (default: 0.0001)') do |text|
+        @settings[:join_uvs_threshold] = Quantity.threshold(text)
+      end
     end
 
     def add_examples(options)
@@ -98,7 +108,8 @@ module CommandLine
       raise Failure, 'give --faces or --ratio, not both' if @faces && @ratio
       return if OUTPUT_EXTENSIONS.include?(File.extname(@output).downcase(:ascii))
 
-      raise Failure, "#{@output}: this format cannot be written; the extensions known are #{OUTPUT_EXTENSIONS.join(', ')}"
+      known = OUTPUT_EXTENSIONS.join(', ')
+      raise Failure, "#{@output}: this format cannot be written; the extensions known are #{known}"
     end
 
     def reduce(importer)
@@ -188,8 +199,8 @@ module CommandLine
     def summary(report)
       memory = report[:peak_bytes] ? format(', %.0f MB', report[:peak_bytes] / 1e6) : ''
       deviation = report[:deviation_bound] ? format(', deviation at most %.6g', report[:deviation_bound]) : ''
-      format('%<output>s: %<before>d -> %<after>d faces, %<vertices>d vertices%<deviation>s (%<seconds>.1f s%<memory>s)',
-             output: @output, before: report[:faces_before], after: report[:faces_after],
+      format('%<output>s: %<before>d -> %<after>d faces, %<vertices>d vertices%<deviation>s ' \
+             '(%<seconds>.1f s%<memory>s)', output: @output, before: report[:faces_before], after: report[:faces_after],
              vertices: report[:vertices_after], deviation: deviation, seconds: report[:seconds], memory: memory)
     end
   end

@@ -40,7 +40,7 @@ module Zu
           nil
         end
 
-        # @return [Integer, nil] the most memory, in bytes, that the process has held so far; nil where it cannot be told
+        # @return [Integer, nil] the most memory, in bytes, that the process has held so far; nil where unknown
         def peak_memory
           kilobytes = File.read('/proc/self/status')[/^VmHWM:\s+(\d+) kB/, 1]
           Integer(kilobytes) * 1024 if kilobytes
@@ -50,7 +50,8 @@ module Zu
 
         # Has the system end this process when the one that forked it is gone, where it can.
         def die_with_parent
-          prctl = Fiddle::Function.new(Fiddle::Handle::DEFAULT['prctl'], [Fiddle::TYPE_INT, Fiddle::TYPE_LONG], Fiddle::TYPE_INT)
+          types = [Fiddle::TYPE_INT, Fiddle::TYPE_LONG]
+          prctl = Fiddle::Function.new(Fiddle::Handle::DEFAULT['prctl'], types, Fiddle::TYPE_INT)
           prctl.call(1, Signal.list['KILL'])
         rescue Fiddle::DLError
           nil

@@ -15,7 +15,8 @@ module Zu
       # What was written. bounds is a Geom::BoundingBox of the positions.
       Result = Struct.new(:vertices, :normals, :uvs, :faces, :bytes, :bounds, keyword_init: true)
 
-      KINDS = { 'vertices' => :vertices, 'normals' => :normals, 'texture coordinates' => :uvs, 'faces' => :faces }.freeze
+      KINDS = { 'vertices' => :vertices, 'normals' => :normals, 'texture coordinates' => :uvs,
+                'faces' => :faces }.freeze
       KIND_OF_LINE = { 'v ' => :vertices, 'vn' => :normals, 'vt' => :uvs, 'f ' => :faces }
                      .transform_keys { |start| start.getbyte(0) << 8 | start.getbyte(1) }.freeze
       private_constant :KINDS, :KIND_OF_LINE

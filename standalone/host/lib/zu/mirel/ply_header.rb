@@ -14,7 +14,8 @@ module Zu
       SIZES = { 'char' => 1, 'uchar' => 1, 'int8' => 1, 'uint8' => 1, 'short' => 2, 'ushort' => 2, 'int16' => 2,
                 'uint16' => 2, 'int' => 4, 'uint' => 4, 'int32' => 4, 'uint32' => 4, 'float' => 4, 'float32' => 4,
                 'double' => 8, 'float64' => 8 }.freeze
-      private_constant :LONGEST, :SIZES
+      FORMS = { 'binary_little_endian' => :little, 'binary_big_endian' => :big }.freeze
+      private_constant :LONGEST, :SIZES, :FORMS
 
       # @return [Symbol] :ascii, :little or :big
       attr_reader :form
@@ -73,7 +74,7 @@ module Zu
 
       def take(words)
         case words.first
-        when 'format' then @form = { 'binary_little_endian' => :little, 'binary_big_endian' => :big }.fetch(words[1], :ascii)
+        when 'format' then @form = FORMS.fetch(words[1], :ascii)
         when 'element' then elements << Element.new(words[1], words[2].to_i, [])
         when 'property' then take_property(words)
         end
@@ -103,7 +104,9 @@ module Zu
             next
           end
           element.count.times do
-            element.properties.each { |property| at += property.is_a?(Array) ? list_size(bytes, at, *property) : property }
+            element.properties.each do |property|
+              at += property.is_a?(Array) ? list_size(bytes, at, *property) : property
+            end
             return false if at > bytes.bytesize
           end
         end

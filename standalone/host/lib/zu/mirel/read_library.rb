@@ -41,7 +41,7 @@ module Zu
       def materials(scene)
         count(scene, 'material').times.map do |number|
           record = record(scene, 'material', number, MATERIAL_LAYOUT)
-          name, texture = record.first(2).map { |address| Fiddle::Pointer.new(address).to_s.force_encoding('UTF-8').scrub }
+          name, texture = record.first(2).map { |address| text(address) }
           color = record[2, 4] unless record[6].zero? || record[2, 4].any? { |value| !value.finite? }
           { name: name, texture: texture, color: color }
         end
@@ -54,7 +54,8 @@ module Zu
           material, points, triangles, _, *addresses = record(scene, 'mesh', number, MESH_LAYOUT)
           position, normal, uv, triangle = addresses
           yield({ material: material },
-                [array(position, points * 12), array(triangle, triangles * 12), array(normal, points * 12), array(uv, points * 8)])
+                [array(position, points * 12), array(triangle, triangles * 12),
+                 array(normal, points * 12), array(uv, points * 8)])
         end
       end
 
@@ -76,6 +77,10 @@ module Zu
         types = [Fiddle::TYPE_VOIDP, -Fiddle::TYPE_INT, Fiddle::TYPE_VOIDP]
         function("mirel_read_#{kind}", types, Fiddle::TYPE_VOID).call(scene, number, buffer)
         buffer.unpack(layout)
+      end
+
+      def text(address)
+        Fiddle::Pointer.new(address).to_s.force_encoding(Encoding::UTF_8).scrub
       end
 
       def array(address, bytes)
