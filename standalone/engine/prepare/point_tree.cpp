@@ -122,7 +122,8 @@ PointTree::Segment::Segment(float const* a, float const* b, double radius) : rad
   double size = 0;
   for (std::size_t k = 0; k < 3; ++k) {
     start_[k] = a[k];
-    along_[k] = double{b[k]} - a[k];
+    double const along = double{b[k]} - a[k];
+    inverse_along_[k] = along == 0 ? 0 : 1 / along;
     size = std::max({size, std::fabs(double{a[k]}), std::fabs(double{b[k]})});
   }
   radius_ += 1e-12 * size;  // more than the rounding of the clipping below
@@ -134,14 +135,14 @@ bool PointTree::Segment::touches(Node const& node) const {
   for (std::size_t k = 0; k < 3; ++k) {
     double const low = node.low[k] - radius_ - start_[k];
     double const high = node.high[k] + radius_ - start_[k];
-    if (along_[k] == 0) {
+    if (inverse_along_[k] == 0) {
       if (low > 0 || high < 0) {
         return false;
       }
       continue;
     }
-    double const t = low / along_[k];
-    double const u = high / along_[k];
+    double const t = low * inverse_along_[k];
+    double const u = high * inverse_along_[k];
     enter = std::max(enter, std::min(t, u));
     leave = std::min(leave, std::max(t, u));
     if (enter > leave) {

@@ -67,7 +67,7 @@ class PointTree {
 
    private:
     std::array<double, 3> start_{};
-    std::array<double, 3> along_{};
+    std::array<double, 3> inverse_along_{};  // 0 where the segment does not run along the axis
     double radius_;
   };
 

@@ -18,8 +18,8 @@ namespace {
 constexpr double kShareOfLength = 0.01;
 // The edges that may take up one vertex. Keeps nests of collinear edges from growing quadratically.
 constexpr std::uint8_t kMostEdgesPerVertex = 8;
-// A split bends an edge by up to the tolerance, which may bring further vertices within it.
-constexpr int kMostPasses = 8;
+// A split bends an edge by up to the tolerance, which may bring further vertices within it. Two passes find nearly all.
+constexpr int kMostPasses = 3;
 
 using Vector = std::array<double, 3>;
 
