@@ -46,7 +46,7 @@ class MeshRemapper {
   float const* normals = nullptr;
   float const* uvs = nullptr;
   void const* aux = nullptr;
-  std::uint32_t nVertices_ = 0;
+  std::uint32_t nVertices_ = 0;  // NOLINT(readability-identifier-naming): nVertices names the operation
   std::uint32_t nFaces = 0;
   std::uint32_t nNormals = 0;
   std::uint32_t nUVs = 0;
