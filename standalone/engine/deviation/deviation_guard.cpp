@@ -10,7 +10,9 @@
 // (triangle inequality), so early, tiny changes never touch the tree. Where that is too much, the face is cut against
 // the original itself, with the tree finding the nearest triangle of each part.
 //
-// Both use convexity on exact cuts (piece_cover.h). A related method, with the correspondence kept as a mapping:
+// Both use convexity on exact cuts (piece_cover.h). Parts are cut no further than the tolerance needs: trying smaller
+// radii first made a tighter bound for early steps, but two to four times the work (benchmarks/deviation).
+// A related method, with the correspondence kept as a mapping:
 // Cohen, Manocha and Olano 1997, "Simplifying polygonal models using successive mappings"; local tolerance volumes:
 // Gueziec 1999, "Locally toleranced surface simplification".
 #include "standalone/engine/deviation/deviation_guard.h"
@@ -30,17 +32,14 @@ namespace {
 
 // Rounding of cuts and distances in double, far above its worst case, relative to the largest coordinate.
 constexpr double kRounding = 1e-12;
-// A question is first tried at the bound reached so far (but no less than this part of the tolerance), then at wider
-// radii up to the tolerance, so that the bound does not run ahead of the surface.
-constexpr double kFirstRadius = 1.0 / 32;
-constexpr double kRadiusGrowth = 4;
 // Parts of a face smaller than this part of the radius are given up: they are all but beyond it.
 constexpr double kLeastPieceOfRadius = 1.0 / 64;
 // How much farther than the old faces a new one may be, as part of the radius, to be taken by comparison with them
 // alone, and what that comparison may cost for each old face. Beyond it the tree is quicker, and its answer leaves more
 // room for later changes.
 constexpr double kStepOfRadius = 1.0 / 16;
-constexpr std::int64_t kStepBudget = 48;
+constexpr std::int64_t kStepBudget = 32;
+constexpr std::int64_t kStepBudgetPerFace = 8;
 constexpr std::int64_t kBudget = 200'000;
 constexpr std::int64_t kBudgetPerOriginal = 256;
 constexpr std::int64_t kCostOfTreeQuery = 32;
@@ -344,7 +343,8 @@ bool DeviationGuard::Data::stays_near_original(std::size_t index, double r) {
   if (!choice.empty()) {
     used.clear();
     std::int64_t const rest = cover.budget;
-    std::int64_t const spend = std::min(rest, kStepBudget * static_cast<std::int64_t>(choice.size()));
+    auto const count = static_cast<std::int64_t>(choice.size());
+    std::int64_t const spend = std::min(rest, count * (kStepBudget + kStepBudgetPerFace * count));
     cover.budget = spend;
     near_enough = cover.covers(piece, choice, farthest_before + kStepOfRadius * r, worst, used);
     cover.budget += rest - spend;
@@ -386,13 +386,8 @@ bool DeviationGuard::permits(std::span<std::uint32_t const> removed, std::span<C
   Data& d = *data_;
   if (!d.take_question(removed, changed, neighbours) || !(d.radius > 0)) return false;
   d.gather_obligations();
-  double r = std::min(d.radius, std::max(d.bound, kFirstRadius * d.radius));
-  while (!d.attempt(r)) {
-    if (r >= d.radius) return false;
-    r = std::min(d.radius, kRadiusGrowth * r);
-  }
-  d.pending = true;
-  return true;
+  d.pending = d.attempt(d.radius);
+  return d.pending;
 }
 
 void DeviationGuard::commit() {

@@ -11,8 +11,10 @@ namespace {
 constexpr double kLeastPart = 1e-5;
 // Pieces smaller than this part of the radius are given up: their corners are all but beyond it.
 constexpr double kLeastPieceOfRadius = 1.0 / 64;
-// Covers that succeed need 4 to 64 corners; one that goes on for longer is following a line at exactly the radius.
-constexpr std::size_t kMostCorners = 256;
+// Covers that succeed need 4 to 64 corners, more where many candidates meet; one that goes on for longer is following
+// a line at exactly the radius.
+constexpr std::size_t kMostCorners = 128;
+constexpr std::size_t kMostCornersPerCandidate = 8;
 
 }  // namespace
 
@@ -33,13 +35,19 @@ double PieceCover::reach(std::array<Vec, 3> const& corners, CoverTriangle const&
 bool PieceCover::add_corner(Vec at, std::span<CoverTriangle const* const> candidates, double radius,
                             std::uint32_t& corner) {
   corner = static_cast<std::uint32_t>(corners_.size());
-  Corner added{at, 0, 0};
+  Corner added{at, 0};
+  std::size_t const words = within_.size();
+  within_.resize(words + words_, 0);
+  bool any = false;
   double best = std::numeric_limits<double>::infinity();
   for (std::size_t c = 0; c < candidates.size(); ++c) {
     double const room = radius - candidates[c]->offset;
     double const d = std::sqrt(candidates[c]->frame.squared_distance(at, room)) + candidates[c]->offset;
     distances_.push_back(d);
-    if (d <= radius) added.within |= std::uint64_t{1} << c;
+    if (d <= radius) {
+      within_[words + c / 64] |= std::uint64_t{1} << (c % 64);
+      any = true;
+    }
     if (d < best) {
       best = d;
       added.nearest = static_cast<std::uint32_t>(c);
@@ -47,7 +55,7 @@ bool PieceCover::add_corner(Vec at, std::span<CoverTriangle const* const> candid
   }
   budget -= static_cast<std::int64_t>(candidates.size());
   corners_.push_back(added);
-  return added.within != 0;
+  return any;
 }
 
 // Cuts the part by that side plane of the candidate that has a corner of the part farthest outside.
@@ -113,10 +121,28 @@ bool PieceCover::cut(Part const& part, std::uint32_t candidate, std::span<CoverT
 
 // Cuts the part in two. False when that shows a point beyond the radius, or there is nothing sensible left to cut.
 bool PieceCover::split(Part const& part, std::span<CoverTriangle const* const> candidates, double radius) {
+  // The candidate under the middle first: what is cut off along its edges is overlay, whatever meets at the corners.
+  Vec middle_of_part;
+  for (std::uint32_t i = 0; i < part.count; ++i) middle_of_part = middle_of_part + corners_[part.corners[i]].at;
+  middle_of_part = (1.0 / part.count) * middle_of_part;
+  std::uint32_t under = 0;
+  double best = std::numeric_limits<double>::infinity();
+  for (std::size_t c = 0; c < candidates.size(); ++c) {
+    double const room = std::min(best, radius) - candidates[c]->offset;
+    if (room < 0) continue;
+    double const d = std::sqrt(candidates[c]->frame.squared_distance(middle_of_part, room)) + candidates[c]->offset;
+    if (d < best) {
+      best = d;
+      under = static_cast<std::uint32_t>(c);
+    }
+  }
+  budget -= static_cast<std::int64_t>(candidates.size());
+  if (!(best <= radius)) return false;
   bool within_reach = true;
+  if (cut(part, under, candidates, radius, within_reach)) return within_reach;
   for (std::uint32_t i = 0; i < part.count; ++i) {
     std::uint32_t const nearest = corners_[part.corners[i]].nearest;
-    if (i > 0 && nearest == corners_[part.corners[i - 1]].nearest) continue;
+    if (nearest == under || (i > 0 && nearest == corners_[part.corners[i - 1]].nearest)) continue;
     if (cut(part, nearest, candidates, radius, within_reach)) return within_reach;
   }
   std::uint32_t longest = 0;
@@ -150,22 +176,13 @@ bool PieceCover::split(Part const& part, std::span<CoverTriangle const* const> c
   return true;
 }
 
-bool PieceCover::covers(std::array<Vec, 3> const& whole, std::span<CoverTriangle const*> all, double radius,
-                        double& reached, std::vector<std::uint32_t>& used) {
-  if (all.size() > kMaxCandidates) {
-    Vec const centre = (1.0 / 3) * (whole[0] + whole[1] + whole[2]);
-    std::nth_element(all.begin(), all.begin() + kMaxCandidates, all.end(),
-                     [centre](CoverTriangle const* a, CoverTriangle const* b) {
-                       double const x = a->frame.squared_distance(centre);
-                       double const y = b->frame.squared_distance(centre);
-                       return x < y || (x == y && a->face < b->face);
-                     });
-    budget -= static_cast<std::int64_t>(4 * all.size());
-    all = all.first(kMaxCandidates);
-  }
-  std::span<CoverTriangle const* const> const candidates = all;
+bool PieceCover::covers(std::array<Vec, 3> const& whole, std::span<CoverTriangle const* const> candidates,
+                        double radius, double& reached, std::vector<std::uint32_t>& used) {
+  words_ = (candidates.size() + 63) / 64;
+  std::size_t const most_corners = kMostCorners + kMostCornersPerCandidate * candidates.size();
   corners_.clear();
   distances_.clear();
+  within_.clear();
   stack_.clear();
   Part first{{}, 3};
   for (std::size_t k = 0; k < 3; ++k) {
@@ -174,28 +191,30 @@ bool PieceCover::covers(std::array<Vec, 3> const& whole, std::span<CoverTriangle
   stack_.push_back(first);
   double worst = 0;
   while (!stack_.empty()) {
-    if (budget < 0 || corners_.size() > kMostCorners) return false;
+    if (budget < 0 || corners_.size() > most_corners) return false;
     Part const part = stack_.back();
     stack_.pop_back();
-    std::uint64_t common = ~std::uint64_t{0};
-    for (std::uint32_t i = 0; i < part.count; ++i) common &= corners_[part.corners[i]].within;
-    if (common == 0) {
+    double best = std::numeric_limits<double>::infinity();
+    std::size_t cover = 0;
+    for (std::size_t word = 0; word < words_; ++word) {
+      std::uint64_t common = ~std::uint64_t{0};
+      for (std::uint32_t i = 0; i < part.count; ++i) common &= within_[part.corners[i] * words_ + word];
+      for (; common != 0; common &= common - 1) {
+        std::size_t const c = 64 * word + static_cast<std::size_t>(std::countr_zero(common));
+        double farthest = 0;
+        for (std::uint32_t i = 0; i < part.count && farthest < best; ++i) {
+          farthest = std::max(farthest, distances_[part.corners[i] * candidates.size() + c]);
+        }
+        if (farthest < best) {
+          best = farthest;
+          cover = c;
+        }
+      }
+    }
+    if (!(best <= radius)) {
       budget -= part.count;
       if (!split(part, candidates, radius)) return false;
       continue;
-    }
-    double best = std::numeric_limits<double>::infinity();
-    std::uint32_t cover = 0;
-    for (; common != 0; common &= common - 1) {
-      auto const c = static_cast<std::uint32_t>(std::countr_zero(common));
-      double farthest = 0;
-      for (std::uint32_t i = 0; i < part.count && farthest < best; ++i) {
-        farthest = std::max(farthest, distances_[part.corners[i] * candidates.size() + c]);
-      }
-      if (farthest < best) {
-        best = farthest;
-        cover = c;
-      }
     }
     worst = std::max(worst, best);
     if (std::find(used.begin(), used.end(), candidates[cover]->face) == used.end()) {

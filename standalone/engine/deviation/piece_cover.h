@@ -26,9 +26,6 @@ struct CoverTriangle {
 
 class PieceCover {
  public:
-  // More candidates than this are cut down to the nearest ones.
-  static constexpr std::size_t kMaxCandidates = 64;
-
   // What may still be spent, in distance tests; a cover that needs more fails. Shared by all covers of one question.
   std::int64_t budget = 0;
 
@@ -37,8 +34,8 @@ class PieceCover {
 
   // True when every part of the triangle `corners` is within `radius` of one of the candidates (offset included).
   // `reached` is raised to the largest distance that was needed; the faces of the candidates used are added to
-  // `used`, each once. `candidates` may be reordered.
-  bool covers(std::array<Vec, 3> const& corners, std::span<CoverTriangle const*> candidates, double radius,
+  // `used`, each once.
+  bool covers(std::array<Vec, 3> const& corners, std::span<CoverTriangle const* const> candidates, double radius,
               double& reached, std::vector<std::uint32_t>& used);
 
  private:
@@ -46,7 +43,6 @@ class PieceCover {
 
   struct Corner {
     Vec at;
-    std::uint64_t within;   // bit c: within the radius of candidate c
     std::uint32_t nearest;  // candidate
   };
   struct Part {
@@ -61,6 +57,8 @@ class PieceCover {
 
   std::vector<Corner> corners_;
   std::vector<double> distances_;  // per corner, one for each candidate, offset included; infinity beyond the radius
+  std::vector<std::uint64_t> within_;  // per corner, bit c: within the radius of candidate c
+  std::size_t words_ = 1;              // of bits, per corner
   std::vector<Part> stack_;
 };
 
