@@ -40,8 +40,10 @@ constexpr double kLeastPieceOfRadius = 1.0 / 64;
 constexpr double kStepOfRadius = 1.0 / 16;
 constexpr std::int64_t kStepBudget = 32;
 constexpr std::int64_t kStepBudgetPerFace = 8;
-constexpr std::int64_t kBudget = 200'000;
+// What one question may cost in distance tests, far above what is usual: it ends the few that follow a line at exactly
+// the tolerance.
 constexpr std::int64_t kBudgetPerOriginal = 256;
+constexpr std::int64_t kBudgetPerFace = 8192;
 constexpr std::int64_t kCostOfTreeQuery = 32;
 
 bool is_finite(ChangedFace const& face) {
@@ -362,7 +364,8 @@ bool DeviationGuard::Data::attempt(double r) {
   outcome.clear();
   fresh_distance.assign(changed.size(), 0);
   reached = 0;
-  cover.budget = kBudget + kBudgetPerOriginal * static_cast<std::int64_t>(obligations.size());
+  cover.budget = kBudgetPerFace * static_cast<std::int64_t>(touched.size() + neighbours.size()) +
+                 kBudgetPerOriginal * static_cast<std::int64_t>(obligations.size());
   std::size_t hint = 0;
   for (Obligation const& obligation : obligations) {
     if (!covers_original(obligation, r, hint)) {
