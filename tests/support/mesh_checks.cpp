@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "standalone/engine/deviation/hausdorff.h"
 #include "standalone/engine/deviation/triangle_bvh.h"
 
 namespace mirel::support {
@@ -326,6 +327,13 @@ double sampled_distance(ObjText const& a, ObjText const& b) {
   engine::TriangleBvh const tree_b = bvh_of(b);
   if (tree_a.size() == 0 || tree_b.size() == 0) return std::numeric_limits<double>::infinity();
   return std::max(largest_distance(tree_a, tree_b), largest_distance(tree_b, tree_a));
+}
+
+double distance_upper_bound(ObjText const& a, ObjText const& b) {
+  engine::TriangleBvh const tree_a = bvh_of(a);
+  engine::TriangleBvh const tree_b = bvh_of(b);
+  if (tree_a.size() == 0 || tree_b.size() == 0) return std::numeric_limits<double>::infinity();
+  return engine::hausdorff_distance(tree_a, tree_b, {.relative_accuracy = 0.02, .max_queries = 20'000'000}).upper();
 }
 
 }  // namespace mirel::support

@@ -32,4 +32,8 @@ std::size_t faces_across_charts(ObjText const& mesh, ObjText const& original, do
 // maximum is no smaller. Infinity when one of them has no face.
 double sampled_distance(ObjText const& a, ObjText const& b);
 
+// A bound above the distance of every point of either surface from the other one, within 2 % of the true maximum
+// unless the surfaces are so intricate that the work is cut short; model units. Infinity when one has no face.
+double distance_upper_bound(ObjText const& a, ObjText const& b);
+
 }  // namespace mirel::support

@@ -33,6 +33,10 @@ void print_count(char const* name, std::size_t count) {
   std::printf("\"%s\": %zu, ", name, count);
 }
 
+void print_length(char const* name, double length) {
+  std::isfinite(length) ? std::printf("\"%s\": %.9g, ", name, length) : std::printf("\"%s\": null, ", name);
+}
+
 }  // namespace
 
 int main(int argument_count, char** arguments) {
@@ -77,9 +81,8 @@ int main(int argument_count, char** arguments) {
   if (original_path != nullptr) {
     print_count("boundary_vertices_not_in_original", strange_boundary_positions(mesh, original));
     print_count("faces_across_charts", faces_across_charts(mesh, original, uv_tolerance));
-    double const distance = sampled_distance(mesh, original);
-    std::isfinite(distance) ? std::printf("\"max_distance_lower_bound\": %.9g, ", distance)
-                            : std::printf("\"max_distance_lower_bound\": null, ");
+    print_length("max_distance_lower_bound", sampled_distance(mesh, original));
+    print_length("max_distance_upper_bound", distance_upper_bound(mesh, original));
   }
   std::printf("\"materials\": [");
   for (std::size_t k = 0; k < mesh.materials.size(); ++k) {

@@ -77,6 +77,16 @@ class MeshReportTest < Minitest::Test
     assert_equal 0, report(SQUARE, against: SQUARE)["max_distance_lower_bound"]
   end
 
+  def test_the_distance_lies_between_its_bounds
+    # The square bent along its diagonal: nowhere more than 0.1 apart, at one corner just that.
+    bent = report(SQUARE.sub("v 1 0 0", "v 1 0 0.1"), against: SQUARE)
+    assert_in_delta 0.1, bent["max_distance_lower_bound"], 1e-6
+    assert_operator bent["max_distance_upper_bound"], :>=, 0.1 - 1e-6
+    assert_operator bent["max_distance_upper_bound"], :<=, 0.1021
+    assert_operator report(SQUARE, against: SQUARE)["max_distance_upper_bound"], :<=, 1e-9
+    assert_nil report("v 0 0 0\n", against: SQUARE)["max_distance_upper_bound"]
+  end
+
   # Each triangle of the square has a chart of its own, at either end of UV space.
   def test_charts
     points = SQUARE.lines.first(4).join
