@@ -1,6 +1,6 @@
-// Ear clipping (Meisters 1975), tried in the order of the corners with every second corner left out of a round, so
-// that ears stay small. Only corners that are not convex can lie in an ear (Held 2001); a uniform grid finds them in
-// polygons of many corners.
+// Ear clipping (Meisters 1975) from a queue. The corner behind a clipped one waits for a round, so that ears stay
+// small; an ear that is blocked waits until the corner that blocks it is out of the way. Only corners that are not
+// convex can lie in an ear (Held 2001); a k-d tree (Bentley 1975) finds them in polygons of many corners.
 #include "standalone/engine/obj/polygon.h"
 
 #include <algorithm>
@@ -10,13 +10,14 @@ namespace mirel::engine {
 namespace {
 
 #ifdef MIREL_SMALL_THRESHOLDS
-constexpr std::size_t kGridFromCorners = 8;
+constexpr std::size_t kTreeFromCorners = 8;
 #else
-constexpr std::size_t kGridFromCorners = 64;
+constexpr std::size_t kTreeFromCorners = 64;
 #endif
-// Ears in a real outline meet a handful of corners each; an outline made to be slow is given up after this many.
-constexpr std::uint64_t kWorkPerCorner = 400;
-constexpr std::uint64_t kWorkAtLeast = 1'000'000;
+constexpr std::uint32_t kLeafCorners = 8;
+// Ears in a real outline meet a handful of corners each. What needs more draws on a common stock, so that a file full
+// of outlines that are made to be slow comes to an end too.
+constexpr std::uint64_t kWorkPerCorner = 200;
 
 }  // namespace
 
@@ -67,6 +68,9 @@ bool PolygonTriangulator::project(float const* positions, std::span<std::uint32_
     node.previous = static_cast<std::uint32_t>(k == 0 ? count - 1 : k - 1);
     node.next = static_cast<std::uint32_t>(k + 1 == count ? 0 : k + 1);
     node.alive = true;
+    node.queued = false;
+    node.postponed = false;
+    node.first_waiting = 0;
   }
   for (std::uint32_t k = 0; k < count; ++k) update_convexity(k);
   remaining_ = static_cast<std::uint32_t>(count);
@@ -102,47 +106,74 @@ bool PolygonTriangulator::is_convex() const {
   return reversals == 2;
 }
 
-void PolygonTriangulator::build_grid() {
-  columns_ = rows_ = 0;
-  if (nodes_.size() < kGridFromCorners) return;
-  double high_x = nodes_[0].x;
-  double high_y = nodes_[0].y;
-  low_x_ = high_x;
-  low_y_ = high_y;
-  for (Node const& node : nodes_) {
-    low_x_ = std::min(low_x_, node.x);
-    low_y_ = std::min(low_y_, node.y);
-    high_x = std::max(high_x, node.x);
-    high_y = std::max(high_y, node.y);
+void PolygonTriangulator::build_tree() {
+  tree_.clear();
+  if (nodes_.size() < kTreeFromCorners) return;
+  std::uint32_t const count = static_cast<std::uint32_t>(nodes_.size());
+  tree_nodes_.resize(count);
+  leaf_of_.resize(count);
+  for (std::uint32_t k = 0; k < count; ++k) tree_nodes_[k] = k;
+  build_subtree(0, count, 0);
+}
+
+std::uint32_t PolygonTriangulator::build_subtree(std::uint32_t begin, std::uint32_t end, std::uint32_t parent) {
+  std::uint32_t const index = static_cast<std::uint32_t>(tree_.size());
+  Node const& first = nodes_[tree_nodes_[begin]];
+  Branch branch = {first.x, first.y, first.x, first.y, parent, 0, begin, end, 0};
+  for (std::uint32_t k = begin; k < end; ++k) {
+    Node const& node = nodes_[tree_nodes_[k]];
+    branch.low_x = std::min(branch.low_x, node.x);
+    branch.low_y = std::min(branch.low_y, node.y);
+    branch.high_x = std::max(branch.high_x, node.x);
+    branch.high_y = std::max(branch.high_y, node.y);
+    branch.in_the_way += node.convex ? 0 : 1;
   }
-  double const width = high_x - low_x_;
-  double const height = high_y - low_y_;
-  if (!(width > 0) || !(height > 0)) return;
-  double const cells = static_cast<double>(nodes_.size());
-  double const columns = std::clamp(std::sqrt(cells * width / height), 1.0, cells);
-  columns_ = static_cast<std::size_t>(columns);
-  rows_ = static_cast<std::size_t>(std::clamp(cells / columns, 1.0, cells));
-  cells_per_x_ = static_cast<double>(columns_) / width;
-  cells_per_y_ = static_cast<double>(rows_) / height;
-  cell_begin_.assign(columns_ * rows_ + 1, 0);
-  for (Node const& node : nodes_) ++cell_begin_[row_of(node.y) * columns_ + column_of(node.x)];
-  std::uint32_t total = 0;
-  for (std::uint32_t& begin : cell_begin_) {
-    total += begin;
-    begin = total;
+  tree_.push_back(branch);
+  if (end - begin <= kLeafCorners) {
+    for (std::uint32_t k = begin; k < end; ++k) leaf_of_[tree_nodes_[k]] = index;
+    return index;
   }
-  cell_nodes_.resize(nodes_.size());
-  for (std::uint32_t k = 0; k < nodes_.size(); ++k) {
-    cell_nodes_[--cell_begin_[row_of(nodes_[k].y) * columns_ + column_of(nodes_[k].x)]] = k;
+  bool const is_wide = branch.high_x - branch.low_x > branch.high_y - branch.low_y;
+  std::uint32_t const middle = begin + (end - begin) / 2;
+  auto const at = [&](std::uint32_t k) { return tree_nodes_.begin() + static_cast<std::ptrdiff_t>(k); };
+  std::nth_element(at(begin), at(middle), at(end), [&](std::uint32_t a, std::uint32_t b) {
+    return is_wide ? nodes_[a].x < nodes_[b].x : nodes_[a].y < nodes_[b].y;
+  });
+  build_subtree(begin, middle, index);
+  tree_[index].right = build_subtree(middle, end, index);
+  return index;
+}
+
+void PolygonTriangulator::set_in_the_way(std::uint32_t node, bool in_the_way) {
+  if (tree_.empty()) return;
+  for (std::uint32_t branch = leaf_of_[node];; branch = tree_[branch].parent) {
+    if (in_the_way) {
+      ++tree_[branch].in_the_way;
+    } else {
+      --tree_[branch].in_the_way;
+    }
+    if (branch == 0) return;
   }
 }
 
-std::size_t PolygonTriangulator::column_of(double x) const {
-  return std::min(columns_ - 1, static_cast<std::size_t>(std::max(0.0, (x - low_x_) * cells_per_x_)));
-}
-
-std::size_t PolygonTriangulator::row_of(double y) const {
-  return std::min(rows_ - 1, static_cast<std::size_t>(std::max(0.0, (y - low_y_) * cells_per_y_)));
+// False where the branch lies outside one of the triangle's sides altogether.
+bool PolygonTriangulator::may_touch(std::uint32_t branch, std::uint32_t a, std::uint32_t b, std::uint32_t c) const {
+  Branch const& box = tree_[branch];
+  if (box.in_the_way == 0) return false;
+  Node const* const corners[3] = {&nodes_[a], &nodes_[b], &nodes_[c]};
+  auto const [low_x, high_x] = std::minmax({corners[0]->x, corners[1]->x, corners[2]->x});
+  auto const [low_y, high_y] = std::minmax({corners[0]->y, corners[1]->y, corners[2]->y});
+  if (box.low_x > high_x || box.high_x < low_x || box.low_y > high_y || box.high_y < low_y) return false;
+  for (int side = 0; side < 3; ++side) {
+    Node const& from = *corners[side];
+    Node const& to = *corners[(side + 1) % 3];
+    double const dx = to.x - from.x;
+    double const dy = to.y - from.y;
+    double const x = dy > 0 ? box.low_x : box.high_x;
+    double const y = dx > 0 ? box.high_y : box.low_y;
+    if (dx * (y - from.y) - dy * (x - from.x) < 0) return false;
+  }
+  return true;
 }
 
 bool PolygonTriangulator::blocks(std::uint32_t candidate, std::uint32_t a, std::uint32_t b, std::uint32_t c,
@@ -166,27 +197,31 @@ bool PolygonTriangulator::blocks(std::uint32_t candidate, std::uint32_t a, std::
   return true;
 }
 
-bool PolygonTriangulator::is_blocked(std::uint32_t ear, bool strictly) {
+bool PolygonTriangulator::is_blocked(std::uint32_t ear, bool strictly, std::uint32_t& blocker) {
   std::uint32_t const a = nodes_[ear].previous;
   std::uint32_t const c = nodes_[ear].next;
-  if (columns_ == 0) {
+  if (tree_.empty()) {
     for (std::uint32_t node = nodes_[c].next; node != a; node = nodes_[node].next) {
       ++work_;
+      blocker = node;
       if (blocks(node, a, ear, c, strictly)) return true;
     }
     return false;
   }
-  auto const [low_x, high_x] = std::minmax({nodes_[a].x, nodes_[ear].x, nodes_[c].x});
-  auto const [low_y, high_y] = std::minmax({nodes_[a].y, nodes_[ear].y, nodes_[c].y});
-  std::size_t const first_column = column_of(low_x);
-  std::size_t const last_column = column_of(high_x);
-  std::size_t const last_row = row_of(high_y);
-  for (std::size_t row = row_of(low_y); row <= last_row; ++row) {
-    std::size_t const begin = cell_begin_[row * columns_ + first_column];
-    std::size_t const end = cell_begin_[row * columns_ + last_column + 1];
-    work_ += 1 + (end - begin);
-    for (std::size_t k = begin; k < end; ++k) {
-      if (blocks(cell_nodes_[k], a, ear, c, strictly)) return true;
+  pending_.assign(1, 0);
+  while (!pending_.empty()) {
+    std::uint32_t const branch = pending_.back();
+    pending_.pop_back();
+    ++work_;
+    if (!may_touch(branch, a, ear, c)) continue;
+    if (tree_[branch].right != 0) {
+      pending_.push_back(tree_[branch].right);
+      pending_.push_back(branch + 1);
+      continue;
+    }
+    for (std::uint32_t k = tree_[branch].begin; k < tree_[branch].end; ++k) {
+      blocker = tree_nodes_[k];
+      if (blocks(blocker, a, ear, c, strictly)) return true;
     }
   }
   return false;
@@ -194,11 +229,16 @@ bool PolygonTriangulator::is_blocked(std::uint32_t ear, bool strictly) {
 
 bool PolygonTriangulator::may_clip(std::uint32_t ear, Rule rule) {
   ++work_;
+  std::uint32_t blocker = 0;
   switch (rule) {
     case Rule::kNothingInside:
-      return nodes_[ear].convex && !is_blocked(ear, false);
+      if (!nodes_[ear].convex) return false;
+      if (!is_blocked(ear, false, blocker)) return true;
+      waiting_.push_back({ear, nodes_[blocker].first_waiting});
+      nodes_[blocker].first_waiting = static_cast<std::uint32_t>(waiting_.size() - 1);
+      return false;
     case Rule::kNothingStrictlyInside:
-      return nodes_[ear].convex && !is_blocked(ear, true);
+      return nodes_[ear].convex && !is_blocked(ear, true, blocker);
     case Rule::kStraight:
       return turn(nodes_[ear].previous, ear, nodes_[ear].next) == 0;
     case Rule::kConvex:
@@ -218,40 +258,95 @@ void PolygonTriangulator::fan(std::uint32_t first, std::size_t count) {
   }
 }
 
-bool PolygonTriangulator::clip_ears() {
-  build_grid();
-  work_ = 0;
-  std::uint64_t const allowed = std::max(kWorkAtLeast, kWorkPerCorner * nodes_.size());
-  Rule rule = Rule::kNothingInside;
-  std::uint32_t ear = 0;
-  std::uint32_t refused = 0;
-  while (remaining_ > 3) {
-    if (work_ > allowed) {
-      fan(ear, remaining_);
-      return false;
-    }
-    std::uint32_t const previous = nodes_[ear].previous;
-    std::uint32_t const next = nodes_[ear].next;
-    if (may_clip(ear, rule)) {
-      triangles_.insert(triangles_.end(), {previous, ear, next});
-      nodes_[ear].alive = false;
-      nodes_[previous].next = next;
-      nodes_[next].previous = previous;
-      update_convexity(previous);
-      update_convexity(next);
-      --remaining_;
-      refused = 0;
-      rule = Rule::kNothingInside;
-      ear = nodes_[next].next;
-    } else {
-      ear = next;
-      if (++refused >= remaining_) {
-        rule = static_cast<Rule>(static_cast<std::uint8_t>(rule) + 1);
-        refused = 0;
-      }
+void PolygonTriangulator::enqueue(std::uint32_t node) {
+  if (nodes_[node].queued || !nodes_[node].alive || !nodes_[node].convex) return;
+  nodes_[node].queued = true;
+  queue_.push_back(node);
+}
+
+void PolygonTriangulator::clip(std::uint32_t ear) {
+  std::uint32_t const previous = nodes_[ear].previous;
+  std::uint32_t const next = nodes_[ear].next;
+  triangles_.insert(triangles_.end(), {previous, ear, next});
+  bool const was_convex[3] = {nodes_[previous].convex, nodes_[ear].convex, nodes_[next].convex};
+  nodes_[previous].next = next;
+  nodes_[next].previous = previous;
+  nodes_[ear].alive = false;
+  update_convexity(previous);
+  update_convexity(next);
+  bool const is_convex[3] = {nodes_[previous].convex, true, nodes_[next].convex};
+  std::uint32_t const corners[3] = {previous, ear, next};
+  for (int k = 0; k < 3; ++k) {
+    if (is_convex[k] == was_convex[k]) continue;
+    set_in_the_way(corners[k], was_convex[k]);
+    if (was_convex[k]) continue;
+    std::uint32_t entry = nodes_[corners[k]].first_waiting;
+    nodes_[corners[k]].first_waiting = 0;
+    for (; entry != 0; entry = waiting_[entry].next) {
+      ++work_;
+      enqueue(waiting_[entry].ear);
     }
   }
-  fan(ear, 3);
+  enqueue(previous);
+  enqueue(next);
+  nodes_[next].postponed = true;
+  somewhere_ = next;
+  --remaining_;
+}
+
+// For what is left of outlines that touch or cross themselves, or lie on a line: once around with the strongest
+// rule that lets a corner go.
+void PolygonTriangulator::clip_by_weaker_rules() {
+  for (Rule const rule :
+       {Rule::kNothingInside, Rule::kNothingStrictlyInside, Rule::kStraight, Rule::kConvex, Rule::kAny}) {
+    bool has_clipped = false;
+    std::uint32_t corner = somewhere_;
+    for (std::uint32_t left = remaining_; left > 0 && remaining_ > 3; --left) {
+      std::uint32_t const next = nodes_[corner].next;
+      if (may_clip(corner, rule)) {
+        clip(corner);
+        has_clipped = true;
+        if (queue_head_ < queue_.size()) return;
+      }
+      corner = next;
+    }
+    if (has_clipped) return;
+  }
+}
+
+bool PolygonTriangulator::clip_ears() {
+  build_tree();
+  work_ = 0;
+  waiting_.assign(1, {0, 0});
+  queue_.clear();
+  queue_head_ = 0;
+  somewhere_ = 0;
+  for (std::uint32_t k = 0; k < nodes_.size(); ++k) enqueue(k);
+  std::uint64_t const own = kWorkPerCorner * nodes_.size();
+  while (remaining_ > 3) {
+    if (work_ > own + common_work_) {
+      common_work_ = 0;
+      fan(somewhere_, remaining_);
+      return false;
+    }
+    if (queue_head_ == queue_.size()) {
+      queue_.clear();
+      queue_head_ = 0;
+      clip_by_weaker_rules();
+      continue;
+    }
+    std::uint32_t const ear = queue_[queue_head_++];
+    nodes_[ear].queued = false;
+    if (!nodes_[ear].alive) continue;
+    if (nodes_[ear].postponed) {
+      nodes_[ear].postponed = false;
+      enqueue(ear);
+    } else if (may_clip(ear, Rule::kNothingInside)) {
+      clip(ear);
+    }
+  }
+  common_work_ -= std::max(work_, own) - own;
+  fan(somewhere_, 3);
   return true;
 }
 

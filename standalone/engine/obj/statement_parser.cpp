@@ -458,7 +458,7 @@ bool StatementParser::finish() {
   cut_late_polygons();
   if (fanned_polygons_ > 0) {
     soup_.warnings.push_back("line " + std::to_string(fanned_line_) + ": " + std::to_string(fanned_polygons_) +
-                             " polygons of very many corners may overlap themselves");
+                             " polygons too tangled to be cut well; their triangles may overlap");
   }
   return true;
 }
