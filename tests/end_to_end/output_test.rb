@@ -28,10 +28,9 @@ class OutputTest < ProgramTest
   end
 
   def test_an_output_in_the_working_folder
-    Dir.chdir(path("out")) do
-      out, status = Open3.capture2e(*Program::MAIN, "reduce", @input, "-o", "result.obj", "--ratio", "0.5", "--quiet")
-      assert status.success?, out
-    end
+    words = ["reduce", @input, "-o", "result.obj", "--ratio", "0.5", "--quiet"]
+    out, status = Open3.capture2e(*Program::MAIN, *words, chdir: path("out"))
+    assert status.success?, out
     assert_equal ["result.obj"], Dir.children(path("out"))
   end
 

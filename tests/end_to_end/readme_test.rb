@@ -13,7 +13,7 @@ class ReadmeTest < ProgramTest
 
   def test_the_command
     words = README[/^    \.\/mirel (reduce .*)$/, 1].split
-    output, status = Dir.chdir(@folder) { Open3.capture2e(*Program::MAIN, *words) }
+    output, status = Open3.capture2e(*Program::MAIN, *words, chdir: @folder)
     assert status.success?, output
     assert_match(/82652 -> 5000 faces/, output)
     report = MeshReport.of(path("lighthouse-5000.obj"), "--against", Models::SAMPLE)
@@ -27,7 +27,7 @@ class ReadmeTest < ProgramTest
     program = README[/^```ruby\n(.*?)^```/m, 1]
     shown = program[/# (82652 .*)$/, 1]
     write("program.rb", program.sub('"standalone', "\"#{Program::ROOT}/standalone").sub("require_relative", "require"))
-    output, status = Dir.chdir(@folder) { Open3.capture2e("ruby", "program.rb") }
+    output, status = Open3.capture2e("ruby", "program.rb", chdir: @folder)
     assert status.success?, output
     assert_equal shown, output.lines.last.chomp
     assert_equal 5000, MeshReport.of(path("lighthouse-5000.obj"))["faces"]
@@ -37,7 +37,7 @@ class ReadmeTest < ProgramTest
   def test_the_error_path_of_the_ruby_program
     program = README[/^```ruby\n(.*?)^```/m, 1].gsub("lighthouse.obj", "nowhere.obj")
     write("program.rb", program.sub('"standalone', "\"#{Program::ROOT}/standalone").sub("require_relative", "require"))
-    output, status = Dir.chdir(@folder) { Open3.capture2e("ruby", "program.rb") }
+    output, status = Open3.capture2e("ruby", "program.rb", chdir: @folder)
     assert_equal 1, status.exitstatus
     assert_equal 1, output.lines.size, output
     assert_includes output, "nowhere.obj"

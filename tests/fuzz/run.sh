@@ -1,6 +1,6 @@
 #!/bin/sh
-# run.sh SECONDS BUILD_DIR: builds the fuzzers with clang in BUILD_DIR and runs each for that long, on seeds made anew
-# and on what earlier runs in the same folder have found. Exit status 1 on a finding, which stays in
+# run.sh SECONDS BUILD_DIR: builds the fuzzers with clang in BUILD_DIR and runs each for that long, side by side, on
+# seeds made anew and on what earlier runs in the same folder have found. Exit status 1 on a finding, which stays in
 # BUILD_DIR/findings.
 set -eu
 if [ $# -ne 2 ]; then
@@ -16,11 +16,17 @@ ninja -C "$build" fuzz_obj fuzz_mtl fuzz_ply
 ruby "$here/make_corpus.rb" "$build/seeds"
 mkdir -p "$build/findings"
 status=0
+running=
 for target in obj mtl ply; do
   mkdir -p "$build/corpus/$target"
   echo "fuzz_$target: $seconds s"
-  if ! "$build/bin/fuzz_$target" "$build/corpus/$target" "$build/seeds/$target" -max_total_time="$seconds" -max_len=4096 \
-    -timeout=10 -rss_limit_mb=1024 -artifact_prefix="$build/findings/$target-" >"$build/fuzz_$target.log" 2>&1; then
+  "$build/bin/fuzz_$target" "$build/corpus/$target" "$build/seeds/$target" -max_total_time="$seconds" -max_len=4096 \
+    -timeout=10 -rss_limit_mb=1024 -artifact_prefix="$build/findings/$target-" >"$build/fuzz_$target.log" 2>&1 &
+  running="$running $target=$!"
+done
+for entry in $running; do
+  target=${entry%=*}
+  if ! wait "${entry#*=}"; then
     tail -60 "$build/fuzz_$target.log" >&2
     status=1
   fi
