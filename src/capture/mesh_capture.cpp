@@ -131,6 +131,10 @@ VALUE convertSkpMeshesToBalancerMesh(VALUE self, VALUE meshesByMaterial) {
       }
     }
   }
+  // Asking for lengths and counts may have cleared the state too.
+  if (!guardUncleared(clears)) {
+    return Qfalse;
+  }
   mesh = target;
   return GetRubyInterface(meshIndex);
 }

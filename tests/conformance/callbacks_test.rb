@@ -144,4 +144,22 @@ class CallbacksTest < Conformance::Test
     assert_empty lines.grep(/addNormal/)
     assert_equal 'Kernel.puts "Error: MeshDepot has not been created."', lines.last
   end
+
+  # The last questions of a capture are followed by no addition.
+  def test_a_capture_that_is_cleared_at_its_last_callback_has_no_current_mesh
+    %i[polygons count_polygons].each do |question|
+      Scenarios.prepare(importer)
+      empty = Geom::PolygonMesh.new([])
+      asked = importer
+      empty.define_singleton_method(question) do
+        asked.clear_balancer
+        asked.init_mesh_depot
+        super()
+      end
+      assert_equal false, importer.get_balancer_mesh({ 1 => [empty] })
+      assert_equal 'Kernel.puts "Error: MeshDepot has not been created."', log.last
+      assert_equal false, importer.export_obj("unused")
+      assert_log 'Kernel.puts "Error: Mesh has not been created."'
+    end
+  end
 end
