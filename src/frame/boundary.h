@@ -1,8 +1,9 @@
 // Keeps Ruby's jumps and C++ exceptions out of each other's frames.
 //
 // A Ruby exception, throw or break leaves by longjmp, which skips C++ destructors; a C++ exception must not cross
-// a frame of the interpreter. A method whose body owns C++ objects is wrapped in `boundary`, and makes its whole
-// run of Ruby calls inside one `protect`, whose own frames own nothing. Bodies without such objects call Ruby bare.
+// a frame of the interpreter. Every method of the table is entered through `boundary`. A body that owns C++ objects
+// has one of its own around them, and makes its whole run of Ruby calls inside one `protect`, whose own frames own
+// nothing. Bodies without such objects call Ruby bare.
 #pragma once
 
 #include <ruby.h>

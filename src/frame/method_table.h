@@ -1,24 +1,26 @@
-// Attaches native functions to a Ruby class: one wrapper per count of Ruby arguments. The receiver comes first.
+// Attaches native functions to a Ruby class under their count of Ruby arguments. The receiver comes first.
+//
+// No C++ exception gets from such a function into the interpreter, whose frames cannot be unwound: what the mesh SDK
+// or an allocation throws is raised in Ruby.
 #pragma once
 
 #include <ruby.h>
 
-inline void defineMethod(VALUE type, char const* name, VALUE (*function)(VALUE)) {
-  rb_define_method(type, name, function, 0);
-}
+#include "src/frame/boundary.h"
 
-inline void defineMethod(VALUE type, char const* name, VALUE (*function)(VALUE, VALUE)) {
-  rb_define_method(type, name, function, 1);
-}
+template <auto Function>
+struct NativeMethod;
 
-inline void defineMethod(VALUE type, char const* name, VALUE (*function)(VALUE, VALUE, VALUE)) {
-  rb_define_method(type, name, function, 2);
-}
+template <typename... Values, VALUE (*Function)(VALUE, Values...)>
+struct NativeMethod<Function> {
+  static constexpr int kArity = sizeof...(Values);
 
-inline void defineMethod(VALUE type, char const* name, VALUE (*function)(VALUE, VALUE, VALUE, VALUE)) {
-  rb_define_method(type, name, function, 3);
-}
+  static VALUE call(VALUE self, Values... arguments) {
+    return boundary([&]() -> VALUE { return Function(self, arguments...); });
+  }
+};
 
-inline void defineMethod(VALUE type, char const* name, VALUE (*function)(VALUE, VALUE, VALUE, VALUE, VALUE)) {
-  rb_define_method(type, name, function, 4);
+template <auto Function>
+void defineMethod(VALUE type, char const* name) {
+  rb_define_method(type, name, NativeMethod<Function>::call, NativeMethod<Function>::kArity);
 }
