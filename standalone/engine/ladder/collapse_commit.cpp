@@ -1,5 +1,6 @@
 // Making and recording a collapse.
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <numeric>
 #include <utility>
@@ -178,7 +179,8 @@ void LadderBuilder::finish_step() {
   if (options_.tolerance > 0) {
     double bound = 0;
     for (auto const& guard : guards_) bound = std::max(bound, guard->bound());
-    records_.deviation_at.push_back(std::nextafter(static_cast<float>(bound), std::numeric_limits<float>::infinity()));
+    float const above = std::nextafter(static_cast<float>(bound), std::numeric_limits<float>::infinity());
+    records_.deviation_at.push_back(bound > 0 ? std::min(above, options_.tolerance) : 0);
   }
   if (live_faces_ <= next_level_faces_ && live_faces_ >= kSmallestLevel) take_level();
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 #include "standalone/engine/ladder/star_metric.h"
 
@@ -16,6 +17,8 @@ constexpr float kUvWeight = 0.25F;
 constexpr float kNormalWeight = 0.02F;
 // Faces are extrapolated over this many of their own edges at most: slivers say little about places beside them.
 constexpr float kReach = 2;
+// Beyond this UVs are no places on a texture, and their squares no numbers: they come along but cost nothing.
+constexpr float kLargestUv = 1e15F;
 
 double squared_distance(float const* a, float const* b, int n) {
   double sum = 0;
@@ -95,7 +98,8 @@ void WedgeAttributes::build(Records& records, double scale) {
           texture += squared_distance(mesh.uvs.data() + 2 * from, mesh.uvs.data() + 2 * to, 2);
         }
       }
-      if (texture > 0) weights.uv = static_cast<float>(double{kUvWeight} * space * scale * scale / texture);
+      bool const sane = std::all_of(mesh.uvs.begin(), mesh.uvs.end(), [](float x) { return std::abs(x) < kLargestUv; });
+      if (texture > 0 && sane) weights.uv = static_cast<float>(double{kUvWeight} * space * scale * scale / texture);
       if (!std::isfinite(weights.uv)) weights.uv = 0;
     }
     if (!mesh.normals.empty()) weights.normal = kNormalWeight;
@@ -204,6 +208,97 @@ void WedgeAttributes::link_across(Stars const& stars, std::uint32_t a, std::uint
   }
 }
 
+// The mean of a group's values, from their sums. Kept between the values around it: a mean beyond them, or that of
+// values too far apart to be computed with, would be no value of the mesh.
+void WedgeAttributes::average(std::size_t group, float weight, std::uint32_t begin, std::uint32_t end,
+                              WedgeMerge& result) const {
+  AttributeValues& values = result.groups[group].values;
+  Range const& range = group_ranges_[group];
+  for (std::uint32_t i = begin; i < end; ++i) {
+    values[i] = std::min(std::max(range.low[i], values[i] / weight), range.high[i]);
+  }
+}
+
+// A seam of the texture need not be a crease of the shading, nor the other way around: finds for UVs and for normals
+// which groups have one value, because two of their wedges had at either end.
+void WedgeAttributes::find_shared(Records const& records, std::size_t wedges_of_a, WedgeMerge const& merge) {
+  for (Shared& shared : shared_) {
+    bool const of_uvs = &shared == &shared_[0];
+    shared.begin = of_uvs ? records.layout.uv_offset : records.layout.normal_offset;
+    shared.end = shared.begin + (of_uvs ? 2U : 3U);
+    std::vector<std::uint32_t>& with = shared.with;
+    with.resize(merge.groups.size());
+    std::iota(with.begin(), with.end(), 0U);
+    auto const root = [&with](std::uint32_t g) {
+      while (with[g] != g) g = with[g];
+      return g;
+    };
+    for (std::size_t i = 1; i < merge.wedges.size(); ++i) {
+      float const* const mine = values_of(records, merge.wedges[i]);
+      for (std::size_t k = i < wedges_of_a ? 0 : wedges_of_a; k < i; ++k) {
+        float const* const other = values_of(records, merge.wedges[k]);
+        if (!std::equal(mine + shared.begin, mine + shared.end, other + shared.begin)) continue;
+        std::uint32_t const ri = root(merge.group_of[i]);
+        std::uint32_t const rk = root(merge.group_of[k]);
+        with[std::max(ri, rk)] = std::min(ri, rk);
+      }
+    }
+    for (std::uint32_t& g : with) g = with[g];  // a root stands before all that shares with it
+  }
+}
+
+void WedgeAttributes::copy_values(Shared const& shared, std::size_t from, std::size_t to, WedgeMerge& result) {
+  AttributeValues const& values = result.groups[from].values;
+  std::copy(values.begin() + shared.begin, values.begin() + shared.end,
+            result.groups[to].values.begin() + shared.begin);
+}
+
+// Groups that share a value get the mean over all of them.
+void WedgeAttributes::average_shared(WedgeMerge& result) {
+  for (Shared const& shared : shared_) {
+    shared_weights_.clear();
+    for (WedgeMerge::Group const& group : result.groups) shared_weights_.push_back(group.weight);
+    for (std::size_t g = 0; g < result.groups.size(); ++g) {
+      std::uint32_t const root = shared.with[g];
+      if (root == g) continue;
+      shared_weights_[root] += shared_weights_[g];
+      for (std::uint32_t i = shared.begin; i < shared.end; ++i) {
+        result.groups[root].values[i] += result.groups[g].values[i];
+        group_ranges_[root].low[i] = std::min(group_ranges_[root].low[i], group_ranges_[g].low[i]);
+        group_ranges_[root].high[i] = std::max(group_ranges_[root].high[i], group_ranges_[g].high[i]);
+      }
+    }
+    for (std::size_t g = 0; g < result.groups.size(); ++g) {
+      if (shared.with[g] == g) {
+        average(g, shared_weights_[g], shared.begin, shared.end, result);
+      } else {
+        copy_values(shared, shared.with[g], g, result);
+      }
+    }
+  }
+}
+
+// Groups without a wedge of the end that stays, whose wedges are those of places `begin` to `end`, take the value of
+// the first one with such a wedge that they share it with.
+void WedgeAttributes::copy_shared(std::size_t begin, std::size_t end, WedgeMerge& result) {
+  for (Shared const& shared : shared_) {
+    source_.assign(result.groups.size(), kNone);
+    for (std::size_t w = begin; w < end; ++w) {
+      std::uint32_t& source = source_[shared.with[result.group_of[w]]];
+      source = std::min(source, result.group_of[w]);
+    }
+    for (std::size_t w = 0; w < result.wedges.size(); ++w) {
+      if (w >= begin && w < end) continue;
+      std::uint32_t const group = result.group_of[w];
+      std::uint32_t const source = source_[shared.with[group]];
+      bool const has_kept = std::find(result.group_of.begin() + static_cast<std::ptrdiff_t>(begin),
+                                      result.group_of.begin() + static_cast<std::ptrdiff_t>(end),
+                                      group) != result.group_of.begin() + static_cast<std::ptrdiff_t>(end);
+      if (source != kNone && !has_kept) copy_values(shared, source, group, result);
+    }
+  }
+}
+
 void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a,
                             std::uint32_t b, Vec3 place, bool check_uv_area, WedgeMerge& result) {
   AttributeLayout const& layout = records.layout;
@@ -218,6 +313,7 @@ void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uin
   group_ranges_.clear();
 
   add_star(records, stars, a, place, result);
+  std::size_t const wedges_of_a = result.wedges.size();
   add_star(records, stars, b, place, result);
   link_across(stars, a, b, result);
 
@@ -227,11 +323,12 @@ void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uin
     group.weight += sample.weight;
     for (std::uint32_t i = 0; i < stride; ++i) group.values[i] += sample.weight * sample.values[i];
   }
-  for (std::size_t g = 0; g < result.groups.size(); ++g) {
-    AttributeValues& values = result.groups[g].values;
-    for (std::uint32_t i = 0; i < stride; ++i) {
-      values[i] = std::clamp(values[i] / result.groups[g].weight, group_ranges_[g].low[i], group_ranges_[g].high[i]);
-    }
+  bool const shares = layout.has_uvs && layout.has_normals && result.groups.size() > 1;
+  if (shares) {
+    find_shared(records, wedges_of_a, result);
+    average_shared(result);
+  } else {
+    for (std::size_t g = 0; g < result.groups.size(); ++g) average(g, result.groups[g].weight, 0, stride, result);
   }
   // A vertex that stays where it is keeps its values to the bit.
   std::uint32_t const kept = place == stars.vertex(a).position() ? a : place == stars.vertex(b).position() ? b : kNone;
@@ -240,13 +337,14 @@ void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uin
       std::uint32_t const own = wedge(entry.face(), entry.corner());
       std::copy_n(values_of(records, own), stride, result.groups[result.group_of_wedge(own)].values.begin());
     }
+    if (shares) copy_shared(kept == a ? 0 : wedges_of_a, kept == a ? wedges_of_a : result.wedges.size(), result);
   }
 
   MeshWeights const weights = weights_[mesh];
   for (Sample const& sample : samples_) {
     AttributeValues const& values = result.groups[sample.wedge].values;
     float error = 0;
-    if (layout.has_uvs) {
+    if (layout.has_uvs && weights.uv > 0) {
       for (std::uint32_t i = 0; i < 2; ++i) {
         float const d = sample.values[layout.uv_offset + i] - values[layout.uv_offset + i];
         error += weights.uv * d * d;
@@ -267,8 +365,9 @@ void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uin
       float const length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
       if (!(length > 1e-6F)) {
         // Normals that cancel leave no direction: the first wedge's stands.
+        std::size_t const owner = shares ? shared_[1].with[g] : g;
         std::size_t first = 0;
-        while (result.group_of[first] != g) ++first;
+        while (result.group_of[first] != owner) ++first;
         std::copy_n(values_of(records, result.wedges[first]) + layout.normal_offset, 3, n);
       } else if (std::abs(length - 1) > 1e-6F) {
         for (int i = 0; i < 3; ++i) n[i] /= length;

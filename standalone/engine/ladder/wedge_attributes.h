@@ -2,7 +2,8 @@
 // change costs.
 //
 // Wedges are linked across the edge by the faces that vanish with it: the two wedges of such a face at the edge's
-// ends become one (Hoppe 1999). All others live on, so no face ever comes to show values of two charts. On each face
+// ends become one (Hoppe 1999). All others live on, so no face ever comes to show values of two charts; but where only
+// the UVs tear, the normals of both sides stay one, and the other way around. On each face
 // of the two stars an attribute is a linear function of position; the value of a merged wedge is the mean of what the
 // faces around it say at the new place, weighted like the faces in the position metric, and its cost is what they
 // disagree: the attribute quadric of Hoppe 1999, minimised over the value at the given place.
@@ -80,6 +81,16 @@ class WedgeAttributes {
 
   void add_star(Records const& records, Stars const& stars, std::uint32_t from, Vec3 place, WedgeMerge& result);
   void link_across(Stars const& stars, std::uint32_t a, std::uint32_t b, WedgeMerge& result);
+  struct Shared {
+    std::uint32_t begin;  // which of the values
+    std::uint32_t end;
+    std::vector<std::uint32_t> with;  // per group: the first group that has the same
+  };
+  void average(std::size_t group, float weight, std::uint32_t begin, std::uint32_t end, WedgeMerge& result) const;
+  void find_shared(Records const& records, std::size_t wedges_of_a, WedgeMerge const& merge);
+  void average_shared(WedgeMerge& result);
+  void copy_shared(std::size_t begin, std::size_t end, WedgeMerge& result);
+  static void copy_values(Shared const& shared, std::size_t from, std::size_t to, WedgeMerge& result);
   void mark_alive(Records const& records, Stars const& stars, std::uint32_t from, std::uint32_t to, bool check_uv_area,
                   WedgeMerge& result);
 
@@ -91,6 +102,9 @@ class WedgeAttributes {
   std::vector<Sample> samples_;
   std::vector<Range> ranges_;
   std::vector<Range> group_ranges_;
+  std::array<Shared, 2> shared_;  // UVs, normals
+  std::vector<float> shared_weights_;
+  std::vector<std::uint32_t> source_;
 };
 
 }  // namespace mirel::engine

@@ -10,6 +10,7 @@
 #include <set>
 #include <span>
 
+#include "standalone/engine/deviation/hausdorff.h"
 #include "standalone/engine/prepare/validate.h"
 #include "tests/unit/ladder/zoo.h"
 
@@ -457,12 +458,34 @@ TEST(LadderTest, AToleranceEndsTheLadder) {
       EXPECT_GE(ladder->deviation_bound(step), before);
       before = ladder->deviation_bound(step);
     }
-    EXPECT_LE(before, double{tolerance} * 1.000001);
+    EXPECT_LE(before, double{tolerance});
     // No vertex of the result is further than the tolerance from the unit sphere's triangles, which lie inside it.
     WedgeMesh const now = read(*ladder, last);
     for (std::uint32_t v = 0; v < now.vertex_count(); ++v) {
       auto const p = position(now, v);
       EXPECT_LE(std::sqrt(p[0] * p[0] + p[1] * p[1] + p[2] * p[2]), 1 + tolerance);
+    }
+  }
+}
+
+TriangleBvh surface_of(WedgeMesh const& mesh) {
+  return {mesh.vertices, mesh.faces};
+}
+
+TEST(LadderTest, NoStepIsFurtherFromTheOriginalThanTheTolerance) {
+  for (Animal const& animal : zoo()) {
+    for (float const tolerance : {0.003F, 0.03F, 0.3F}) {
+      SCOPED_TRACE(animal.name);
+      LadderOptions options;
+      options.tolerance = tolerance;
+      auto const ladder = build(animal.mesh, options);
+      TriangleBvh const original = surface_of(animal.mesh);
+      std::uint32_t const last = ladder->step_count();
+      for (std::uint32_t const step : {last / 2, last}) {
+        HausdorffBounds const distance = hausdorff_distance(original, surface_of(read(*ladder, step)));
+        ASSERT_LE(distance.lower(), ladder->deviation_bound(step) + 1e-12) << tolerance << " at step " << step;
+        ASSERT_LE(ladder->deviation_bound(step), double{tolerance});
+      }
     }
   }
 }
