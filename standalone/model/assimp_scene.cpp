@@ -1,0 +1,334 @@
+#include "standalone/model/assimp_scene.h"
+
+#include <assimp/GltfMaterial.h>
+#include <assimp/material.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+#include <unordered_map>
+
+#include "standalone/model/mesh_builder.h"
+#include "standalone/model/names.h"
+
+namespace mirel::model {
+
+namespace {
+
+constexpr double kMetersPerInch = 0.0254;
+constexpr std::size_t kMostNodes = 2'000'000;
+
+void set_name(aiString& target, std::string const& name) {
+  target.Set(clean_name(name));
+}
+
+aiMatrix4x4 to_assimp(SUTransformation const& transform) {
+  double const* const m = transform.values;
+  auto const at = [&](int place) { return static_cast<ai_real>(std::isfinite(m[place]) ? m[place] : 0.0); };
+  // By rows.
+  return {at(0), at(4), at(8), at(12), at(1), at(5), at(9), at(13), at(2), at(6), at(10), at(14), 0, 0, 0, 1};
+}
+
+SUTransformation multiply(SUTransformation const& a, SUTransformation const& b) {
+  SUTransformation result = kIdentity;
+  for (int column = 0; column < 4; ++column) {
+    for (int row = 0; row < 3; ++row) {
+      double sum = column == 3 ? a.values[12 + row] : 0;
+      for (int place = 0; place < 3; ++place) {
+        sum += a.values[place * 4 + row] * b.values[column * 4 + place];
+      }
+      result.values[column * 4 + row] = sum;
+    }
+  }
+  return result;
+}
+
+// Z up to y up, inches to meters.
+aiMatrix4x4 outermost_transform() {
+  auto const scale = static_cast<ai_real>(kMetersPerInch);
+  return {scale, 0, 0, 0, 0, 0, scale, 0, 0, -scale, 0, 0, 0, 0, 0, 1};
+}
+
+std::string base_name(std::string const& path) {
+  std::size_t const slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::vector<char> read_file(std::string const& path) {
+  std::vector<char> content;
+  if (std::FILE* const file = std::fopen(path.c_str(), "rb")) {
+    char block[1 << 16];
+    while (std::size_t const length = std::fread(block, 1, sizeof block, file)) {
+      content.insert(content.end(), block, block + length);
+    }
+    if (std::ferror(file) != 0) {
+      content.clear();
+    }
+    std::fclose(file);
+  }
+  return content;
+}
+
+// "png", "jpg", or empty for what glTF cannot take.
+std::string image_kind(std::vector<char> const& content) {
+  static constexpr char kPng[] = "\x89PNG\r\n\x1A\n";
+  static constexpr char kJpeg[] = "\xFF\xD8\xFF";
+  if (content.size() >= 8 && std::memcmp(content.data(), kPng, 8) == 0) {
+    return "png";
+  }
+  return content.size() >= 3 && std::memcmp(content.data(), kJpeg, 3) == 0 ? "jpg" : "";
+}
+
+bool is_same_file(std::string const& a, std::string const& b) {
+  struct stat first = {};
+  struct stat second = {};
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+         first.st_ino == second.st_ino;
+}
+
+class SceneBuilder {
+ public:
+  SceneBuilder(Format const& format, std::string const& folder) : format_(format), folder_(folder) {}
+
+  BuiltScene build(Model const& model) {
+    result_.scene = std::make_unique<aiScene>();
+    aiScene& scene = *result_.scene;
+    scene.mRootNode = new aiNode("Model");
+    if (format_.has_nodes) {
+      scene.mRootNode->mTransformation = outermost_transform();
+    }
+    fill_node(*scene.mRootNode, *model.entities, kIdentity, "Model");
+    if (!format_.has_nodes) {
+      name_all_meshes_of_root(*scene.mRootNode);
+    }
+    if (materials_.empty()) {
+      find_material({nullptr, false});
+    }
+    hand_over(scene.mMeshes, scene.mNumMeshes, meshes_);
+    hand_over(scene.mMaterials, scene.mNumMaterials, materials_);
+    hand_over(scene.mTextures, scene.mNumTextures, textures_);
+    // Vertices are shared, as no importer leaves them.
+    scene.mFlags |= AI_SCENE_FLAGS_NON_VERBOSE_FORMAT;
+    return std::move(result_);
+  }
+
+ private:
+  template <typename T>
+  static void hand_over(T**& array, unsigned int& count, std::vector<std::unique_ptr<T>>& list) {
+    array = list.empty() ? nullptr : new T*[list.size()];
+    count = static_cast<unsigned int>(list.size());
+    for (std::size_t number = 0; number < list.size(); ++number) {
+      array[number] = list[number].release();
+    }
+  }
+
+  // What a node shows, and what is in it, level by level: scenes may nest deeper than the stack.
+  void fill_node(aiNode& root, Entities const& entities, SUTransformation const& place, std::string const& name) {
+    struct Pending {
+      aiNode* node;
+      Entities const* entities;
+      SUTransformation place;
+      std::string name;
+    };
+    std::vector<Pending> left = {{&root, &entities, place, name}};
+    while (!left.empty()) {
+      Pending const current = std::move(left.back());
+      left.pop_back();
+      show_meshes(format_.has_nodes ? *current.node : root, *current.entities, current.place, current.name);
+      std::vector<aiNode*> children;
+      auto const add_child = [&](std::string const& child_name, SUTransformation const& transform,
+                                 Entities const* inside) {
+        if (++node_count_ > kMostNodes) {
+          throw std::length_error("too many instances");
+        }
+        aiNode* child = current.node;
+        if (format_.has_nodes) {
+          child = new aiNode;
+          set_name(child->mName, child_name);
+          child->mTransformation = to_assimp(transform);
+          child->mParent = current.node;
+          children.push_back(child);
+        }
+        if (inside != nullptr && inside->kind == Kind::kEntities) {
+          left.push_back({child, inside, multiply(current.place, transform), child_name});
+        }
+      };
+      for (Group const* const group : current.entities->groups) {
+        add_child(group->name.empty() ? "Group" : group->name, group->transform, group->entities);
+      }
+      for (Instance const* const instance : current.entities->instances) {
+        Definition const* const definition = instance->definition;
+        if (definition->kind == Kind::kDefinition) {
+          add_child(definition->name.empty() ? "Component" : definition->name, instance->transform,
+                    definition->entities);
+        }
+      }
+      if (!children.empty()) {
+        current.node->addChildren(static_cast<unsigned int>(children.size()), children.data());
+      }
+    }
+  }
+
+  void show_meshes(aiNode& node, Entities const& entities, SUTransformation const& place, std::string const& name) {
+    std::vector<unsigned int> const& shown = find_meshes(entities, name);
+    if (format_.has_nodes) {
+      node.mNumMeshes = static_cast<unsigned int>(shown.size());
+      node.mMeshes = shown.empty() ? nullptr : new unsigned int[shown.size()];
+      std::copy(shown.begin(), shown.end(), node.mMeshes);
+      return;
+    }
+    bool const stays = std::equal(std::begin(place.values), std::end(place.values), std::begin(kIdentity.values));
+    for (unsigned int const number : shown) {
+      std::unique_ptr<aiMesh>& source = sources_[number];
+      // Instances need the mesh again.
+      std::unique_ptr<aiMesh> mesh = stays && entities.definition == nullptr && entities.group == nullptr
+                                         ? std::move(source)
+                                         : transform_mesh(*source, place.values);
+      mesh->mMaterialIndex = source_materials_[number];
+      set_name(mesh->mName, name);
+      meshes_.push_back(std::move(mesh));
+    }
+  }
+
+  // The entities' meshes, built on first use: their numbers in the scene, or in `sources_` without nodes.
+  std::vector<unsigned int> const& find_meshes(Entities const& entities, std::string const& name) {
+    auto const [found, is_new] = meshes_of_.try_emplace(&entities);
+    if (is_new) {
+      for (BuiltMesh& built : build_meshes(entities, format_.has_one_sided_faces)) {
+        unsigned int const material = find_material(built.look);
+        if (format_.has_nodes) {
+          built.mesh->mMaterialIndex = material;
+          set_name(built.mesh->mName, name);
+          meshes_.push_back(std::move(built.mesh));
+          found->second.push_back(static_cast<unsigned int>(meshes_.size() - 1));
+        } else {
+          sources_.push_back(std::move(built.mesh));
+          source_materials_.push_back(material);
+          found->second.push_back(static_cast<unsigned int>(sources_.size() - 1));
+        }
+      }
+    }
+    return found->second;
+  }
+
+  void name_all_meshes_of_root(aiNode& root) const {
+    root.mNumMeshes = static_cast<unsigned int>(meshes_.size());
+    root.mMeshes = meshes_.empty() ? nullptr : new unsigned int[meshes_.size()];
+    for (unsigned int number = 0; number < root.mNumMeshes; ++number) {
+      root.mMeshes[number] = number;
+    }
+  }
+
+  unsigned int find_material(Look look) {
+    for (std::size_t number = 0; number < looks_.size(); ++number) {
+      if (looks_[number] == look) {
+        return static_cast<unsigned int>(number);
+      }
+    }
+    looks_.push_back(look);
+    materials_.push_back(make_material(look));
+    return static_cast<unsigned int>(looks_.size() - 1);
+  }
+
+  std::unique_ptr<aiMaterial> make_material(Look look) {
+    auto made = std::make_unique<aiMaterial>();
+    std::string const name = look.material == nullptr ? "Default" : clean_name(look.material->name);
+    aiString text(material_names_.add(name.empty() ? "Material" : name));
+    made->AddProperty(&text, AI_MATKEY_NAME);
+    SUColor const color = look.material == nullptr ? SUColor{255, 255, 255, 255} : look.material->color;
+    auto const component = [](SUByte value) { return static_cast<ai_real>(value) / 255; };
+    aiColor4D const diffuse(component(color.red), component(color.green), component(color.blue), 1);
+    made->AddProperty(&diffuse, 1, AI_MATKEY_COLOR_DIFFUSE);
+    ai_real const opacity = component(color.alpha);
+    made->AddProperty(&opacity, 1, AI_MATKEY_OPACITY);
+    int const shading = aiShadingMode_Gouraud;
+    made->AddProperty(&shading, 1, AI_MATKEY_SHADING_MODEL);
+    ai_real const metallic = 0;
+    ai_real const roughness = 1;
+    made->AddProperty(&metallic, 1, AI_MATKEY_METALLIC_FACTOR);
+    made->AddProperty(&roughness, 1, AI_MATKEY_ROUGHNESS_FACTOR);
+    if (look.is_two_sided) {
+      int const two_sided = 1;
+      made->AddProperty(&two_sided, 1, AI_MATKEY_TWOSIDED);
+    }
+    if (look.material != nullptr && look.material->texture != nullptr) {
+      add_texture(*made, *look.material->texture);
+    }
+    return made;
+  }
+
+  void add_texture(aiMaterial& material, Texture const& texture) {
+    auto const [found, is_new] = texture_names_.try_emplace(texture.path);
+    if (is_new) {
+      found->second = provide_texture(texture.path);
+    }
+    if (!found->second.empty()) {
+      aiString path(found->second);
+      material.AddProperty(&path, AI_MATKEY_TEXTURE_DIFFUSE(0));
+    }
+  }
+
+  // The name by which materials call the texture; empty where it has to be left out.
+  std::string provide_texture(std::string const& path) {
+    std::vector<char> const content = format_.takes_only_png_and_jpeg ? read_file(path) : std::vector<char>();
+    std::string const kind = image_kind(content);
+    if (format_.takes_only_png_and_jpeg && kind.empty()) {
+      result_.remarks.push_back("texture " + path + " is neither PNG nor JPEG, and was left out");
+      return {};
+    }
+    if (format_.embeds_textures) {
+      auto embedded = std::make_unique<aiTexture>();
+      embedded->mWidth = static_cast<unsigned int>(content.size());
+      embedded->mHeight = 0;
+      std::strncpy(embedded->achFormatHint, kind.c_str(), sizeof embedded->achFormatHint - 1);
+      embedded->pcData = reinterpret_cast<aiTexel*>(new char[(content.size() / sizeof(aiTexel) + 1) * sizeof(aiTexel)]);
+      std::memcpy(static_cast<void*>(embedded->pcData), content.data(), content.size());
+      set_name(embedded->mFilename, base_name(path));
+      textures_.push_back(std::move(embedded));
+      return std::string("*").append(std::to_string(textures_.size() - 1));
+    }
+    std::string const wanted = clean_file_name(base_name(path));
+    for (;;) {
+      std::string const name = texture_files_.add(wanted, true);
+      std::string const place = folder_ + "/" + name;
+      struct stat status = {};
+      if (is_same_file(path, place)) {
+        return name;
+      }
+      // Another file of that name stays as it is.
+      if (lstat(place.c_str(), &status) != 0) {
+        result_.copies.push_back({path, name});
+        return name;
+      }
+      if (S_ISREG(status.st_mode) && read_file(place) == read_file(path)) {
+        return name;
+      }
+    }
+  }
+
+  Format const& format_;
+  std::string folder_;
+  BuiltScene result_;
+  std::vector<std::unique_ptr<aiMesh>> meshes_;
+  std::vector<std::unique_ptr<aiMesh>> sources_;
+  std::vector<unsigned int> source_materials_;
+  std::unordered_map<Entities const*, std::vector<unsigned int>> meshes_of_;
+  std::vector<Look> looks_;
+  std::vector<std::unique_ptr<aiMaterial>> materials_;
+  std::vector<std::unique_ptr<aiTexture>> textures_;
+  std::unordered_map<std::string, std::string> texture_names_;
+  UniqueNames material_names_;
+  UniqueNames texture_files_;
+  std::size_t node_count_ = 0;
+};
+
+}  // namespace
+
+BuiltScene build_assimp_scene(Model const& model, Format const& format, std::string const& folder) {
+  return SceneBuilder(format, folder).build(model);
+}
+
+}  // namespace mirel::model

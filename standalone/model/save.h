@@ -1,0 +1,34 @@
+// Writes a model to a file in an open format.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "standalone/model/scene.h"
+
+namespace mirel::model {
+
+// A format that can be written.
+struct Format {
+  char const* extension;      // in small letters, without the dot
+  char const* exporter;       // the library's name for it
+  bool has_nodes;             // a tree of nodes; else all is written as it stands in the scene
+  bool turns_to_meters_y_up;  // else inches and z up
+  bool has_one_sided_faces;   // and so can show another material on the back
+  bool embeds_textures;       // else they are copied beside the file
+  bool takes_only_png_and_jpeg;
+};
+
+// The format of a path by its extension, in any case; null for one that cannot be written.
+Format const* find_format(std::string_view path);
+
+// Writes the model and its side files (.bin, .mtl, textures): into a new folder beside `path` first, and then, when
+// everything is on the disk, to where they belong, the main file last. False when the format is unknown or something
+// could not be written; nothing is left behind then, and earlier files are as they were. `save_message` says why.
+bool save_model(Model const& model, std::string const& path);
+
+// What the last save has to say: why it failed, or what it had to leave out; empty otherwise. One line.
+std::string const& save_message();
+
+}  // namespace mirel::model
