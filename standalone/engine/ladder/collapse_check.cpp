@@ -18,6 +18,11 @@ int sign(double value) {
   return value > 0 ? 1 : value < 0 ? -1 : 0;
 }
 
+// Optimal places lie outside of a round mesh: at the end of the number range there may be no number for them.
+bool is_finite(Point const& point) {
+  return std::isfinite(point[0]) && std::isfinite(point[1]) && std::isfinite(point[2]);
+}
+
 int xy_sign(Point const& a, Point const& b, Point const& c) {
   return sign((double{b[0]} - double{a[0]}) * (double{c[1]} - double{a[1]}) -
               (double{c[0]} - double{a[0]}) * (double{b[1]} - double{a[1]}));
@@ -36,7 +41,7 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   bool const at_b = place == stars_.vertex(b).position();
   // A vertex that stays is written as it was read: to the bit.
   place_point_ = at_a ? output_point(a) : at_b ? output_point(b) : output_point(mesh, place);
-  if (meets_neighbour(a, b, place)) return Obstacle::kTopology;
+  if (!is_finite(place_point_) || meets_neighbour(a, b, place)) return Obstacle::kTopology;
   if (options_.prevent_xy_foldovers && turns_over_in_xy(a, b)) return Obstacle::kFoldover;
   if (records_.attributed) {
     attributes_.merge(records_, stars_, mesh, a, b, place, options_.prevent_uv_foldovers, merge_);

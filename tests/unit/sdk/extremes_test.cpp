@@ -1,0 +1,82 @@
+// Coordinates and UVs at the ends of the number range.
+#include <cmath>
+#include <limits>
+
+#include "tests/unit/sdk/kinds.h"
+
+namespace mirel::engine {
+namespace {
+
+// The ball, with every coordinate times `scale` plus `offset` and every UV times `uv_scale`.
+void add_scaled_ball(ab::IMesh& mesh, float scale, float offset, float uv_scale) {
+  Ball const ball;
+  ball.each_triangle([&](Three const& r, Three const& s) {
+    Three v{};
+    Three t{};
+    for (std::size_t k = 0; k < 3; ++k) {
+      auto const p = ball.direction(r[k], s[k]);
+      auto const uv = ball.uv(r[k], s[k]);
+      v[k] = mesh.addVertex(p[0] * scale + offset, p[1] * scale + offset, p[2] * scale + offset);
+      t[k] = mesh.addUV((uv[0] - 0.5F) * uv_scale, (uv[1] - 0.5F) * uv_scale);
+    }
+    std::uint32_t const face = mesh.addFace(v[0], v[1], v[2]);
+    mesh.setFaceUVIndices(face, t[0], t[1], t[2]);
+  });
+}
+
+void expect_finite(std::vector<float> const& values) {
+  for (float const value : values) {
+    ASSERT_TRUE(std::isfinite(value));
+  }
+}
+
+void expect_reduction(float scale, float offset, float uv_scale, float tolerance = 0) {
+  SCOPED_TRACE(testing::Message() << "scale " << scale << " offset " << offset << " UVs " << uv_scale);
+  Depot depot;
+  ab::IMesh* const mesh = depot.add_mesh();
+  add_scaled_ball(*mesh, scale, offset, uv_scale);
+  prepare_and_join(depot);
+  std::uint32_t const faces = mesh->getNumFaces();
+  EXPECT_EQ(faces, 252U);
+  ab::IHierarchy* const ladder = depot->buildHierarchy(tolerance);
+  ladder->goToFaceCount(faces / 10);
+  EXPECT_LE(mesh->getNumFaces(), faces / 10);
+  for (std::uint32_t step = 0; step <= ladder->numSteps(); ++step) {
+    ladder->goToStep(step);
+    Reading const r = read(*mesh);
+    expect_finite(r.vertices);
+    expect_finite(r.uvs);
+    if (testing::Test::HasFatalFailure()) {
+      return;
+    }
+  }
+}
+
+TEST(Extremes, CoordinatesOfAnySizeReduce) {
+  for (float const scale : {1.0F, 1e-6F, 1e-20F, 1e-30F, 1e-37F, 1e10F, 1e30F, 1e38F, 3.4e38F}) {
+    expect_reduction(scale, 0, 1);
+  }
+}
+
+TEST(Extremes, MeshesFarFromTheOriginReduce) {
+  expect_reduction(1, 1000, 1);
+  expect_reduction(1, -20000, 1);
+  expect_reduction(1e15F, 1e19F, 1);
+}
+
+TEST(Extremes, UVsOfAnySizeReduce) {
+  for (float const scale : {1e-38F, 1e-20F, 1e-6F, 1e6F, 1e14F, 1e16F, 1e25F, 3e38F, 3.4e38F}) {
+    expect_reduction(1, 0, scale);
+  }
+}
+
+TEST(Extremes, AToleranceMayBeOfAnySize) {
+  for (float const scale : {1e-30F, 1.0F, 1e30F}) {
+    expect_reduction(scale, 0, 1, scale);
+  }
+  expect_reduction(1, 0, 1, std::numeric_limits<float>::infinity());
+  expect_reduction(1, 0, 1, std::numeric_limits<float>::max());
+}
+
+}  // namespace
+}  // namespace mirel::engine
