@@ -173,17 +173,6 @@ class ObjExportTest < Conformance::Test
     OBJ
   end
 
-  def test_a_comma_locale_changes_nothing
-    locale = Fiddle::Function.new(Fiddle::Handle::DEFAULT["setlocale"], [Fiddle::TYPE_INT, Fiddle::TYPE_VOIDP],
-                                  Fiddle::TYPE_VOIDP)
-    found = %w[de_DE.UTF-8 de_DE.utf8 fr_FR.UTF-8 fr_FR.utf8].find { |name| !locale.call(6, name).null? }
-    skip "no locale with a decimal comma is installed" unless found
-    export
-    assert_includes @content, "v 0 1 0.5\n"
-  ensure
-    locale&.call(6, "C")
-  end
-
   def test_no_faces
     Recorder.indices("getFaces", nil)
     assert_equal 0, export
@@ -252,6 +241,8 @@ class ObjExportTest < Conformance::Test
   end
 
   def test_the_names_are_fixed
+    Recorder.answer("getNumFaceSets", 2)
+    Recorder.text("getName", "brick")
     importer.settings = {}
     export
     assert_equal 1, @content.scan(/^mtllib export\.mtl$/).size

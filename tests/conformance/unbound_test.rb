@@ -241,6 +241,35 @@ class UnboundTest < Conformance::Test
     assert_equal 23, Events.count
   end
 
+  # A host may set the locale of C++ for its own sake.
+  def test_export_writes_points_and_no_grouping_in_any_locale
+    make_depot
+    importer.get_balancer_mesh({})
+    Recorder.floats("getVertices", [0.5, 123_456, 0] * 1200)
+    Recorder.answer("getNumVertices", 1200)
+    Recorder.remap("getVertexRemap", [*0...1200])
+    Recorder.indices("getFaces", [0, 1, 1199])
+    Recorder.answer("getNumFaces", 1)
+    with_file("") do |path|
+      MirelTest.comma_locale = true
+      assert_equal "1.234,5", MirelTest.show_in_locale(1234.5)
+      quietly { assert_equal 0, importer.export_obj(path) }
+      assert_equal ["v 0.5 123456 0\n", "f 1 2 1200\n"], File.readlines(path).last(3).values_at(0, 2)
+    ensure
+      MirelTest.comma_locale = false
+    end
+  end
+
+  # Without what native code writes to the C standard output.
+  def quietly
+    saved = $stdout.dup
+    $stdout.reopen(File::NULL)
+    yield
+  ensure
+    $stdout.reopen(saved)
+    saved.close
+  end
+
   def test_point_as_three_floats
     point = Geom::Point3d.new("point", [1, 0.1, -2.5])
     assert_equal [1.0, [0.1].pack("f").unpack1("f"), -2.5, 77.0, true], MirelTest.point_to_floats(point)

@@ -5,8 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <locale>
 #include <new>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 
 #include "src/balancer/balancer_sdk.h"
 #include "src/balancer/balancer_state.h"
@@ -175,6 +178,29 @@ VALUE tolerancesDefaults(VALUE) {
 
 VALUE sharpFlag(VALUE, VALUE flags) {
   return boolean(ab::IMesh::isBoundarySharpEdge(static_cast<unsigned char>(number(flags))));
+}
+
+struct CommaNumbers : std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+// Makes C++ streams write numbers with commas unless they ask for something else, as a host's own locale may.
+VALUE setCommaLocale(VALUE, VALUE on) {
+  std::locale const& plain = std::locale::classic();
+  std::locale::global(on == Qtrue ? std::locale(plain, new CommaNumbers) : plain);
+  return on;
+}
+
+VALUE showInLocale(VALUE, VALUE value) {
+  double const number = NUM2DBL(value);
+  return boundary([&]() -> VALUE {
+    std::ostringstream stream;
+    stream << number;
+    std::string const shown = stream.str();
+    return protect([&]() -> VALUE { return GetRubyInterface(shown.c_str()); });
+  });
 }
 
 // Counts the objects that are alive, to see whether a jump has skipped a destructor.
@@ -352,6 +378,8 @@ void Init_mirel_test() {
   rb_define_singleton_method(module, "throw_in_boundary", throwInBoundary, 2);
   rb_define_singleton_method(module, "live_guards", getLiveGuards, 0);
   rb_define_singleton_method(module, "slots", slots, 0);
+  rb_define_singleton_method(module, "comma_locale=", setCommaLocale, 1);
+  rb_define_singleton_method(module, "show_in_locale", showInLocale, 1);
   defineExportBindings(module);
   definePreviewBindings(module);
 }
