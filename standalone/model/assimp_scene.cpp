@@ -89,6 +89,20 @@ bool is_same_file(std::string const& a, std::string const& b) {
          first.st_ino == second.st_ino;
 }
 
+bool shares_vertices(aiScene const& scene) {
+  for (unsigned int number = 0; number < scene.mNumMeshes; ++number) {
+    aiMesh const& mesh = *scene.mMeshes[number];
+    std::size_t corners = 0;
+    for (unsigned int face = 0; face < mesh.mNumFaces; ++face) {
+      corners += mesh.mFaces[face].mNumIndices;
+    }
+    if (corners != mesh.mNumVertices) {
+      return true;
+    }
+  }
+  return false;
+}
+
 class SceneBuilder {
  public:
   SceneBuilder(Format const& format, std::string const& folder) : format_(format), folder_(folder) {}
@@ -110,8 +124,10 @@ class SceneBuilder {
     hand_over(scene.mMeshes, scene.mNumMeshes, meshes_);
     hand_over(scene.mMaterials, scene.mNumMaterials, materials_);
     hand_over(scene.mTextures, scene.mNumTextures, textures_);
-    // Vertices are shared, as no importer leaves them.
-    scene.mFlags |= AI_SCENE_FLAGS_NON_VERBOSE_FORMAT;
+    // To be said where it is so, and only there: the exporter fails at a scene that claims it wrongly.
+    if (shares_vertices(scene)) {
+      scene.mFlags |= AI_SCENE_FLAGS_NON_VERBOSE_FORMAT;
+    }
     return std::move(result_);
   }
 

@@ -180,7 +180,7 @@ bool export_scene(BuiltScene const& built, Format const& format, std::string con
   if (!failure.text.empty()) {
     return fail(failure.text);
   }
-  return result == aiReturn_SUCCESS || fail(path + ": " + exporter.GetErrorString());
+  return result == aiReturn_SUCCESS || fail(std::string("the exporter failed: ") + exporter.GetErrorString());
 }
 
 // Side files first, so that the main file never names one that is not there.
