@@ -34,10 +34,11 @@ processor = if File.exist?("/proc/cpuinfo")
               first["sysctl -n machdep.cpu.brand_string"]
             end
 cache = File.read(File.join(build, "CMakeCache.txt"))
+source = cache[/^CMAKE_HOME_DIRECTORY:[^=]*=(.*)$/, 1]
 compiler = cache[/^CMAKE_CXX_COMPILER:[^=]*=(.*)$/, 1]
 machine = { "processor" => "#{processor}, #{Etc.nprocessors} cores", "system" => first["uname -sr"],
             "compiler" => first["#{compiler} --version"], "build" => cache[/^CMAKE_BUILD_TYPE:[^=]*=(.*)$/, 1],
-            "ruby" => RUBY_DESCRIPTION, "commit" => first["git -C #{root} rev-parse --short HEAD"] }
+            "ruby" => RUBY_DESCRIPTION, "commit" => first["git -C #{source} rev-parse --short HEAD"] }
 
 inputs = sizes.map { |size| ["OBJ", size, {}] }
 if sizes.include?(1_000_000)
@@ -55,8 +56,11 @@ samples = Dir.mktmpdir("mirel-scale") do |folder|
       usage = MeasuredProcess.run({ "MIREL_BUILD" => build }, *program, "reduce", input, "--ratio", "0.01", "--json",
                                   "--quiet", "-o", File.join(folder, "out.obj"))
       abort "#{form} #{size}: #{usage.err}" unless usage.status.zero?
-      { "seconds" => usage.seconds, "cpu_seconds" => usage.cpu_seconds, "peak_bytes" => usage.peak_bytes,
-        "report" => JSON.parse(usage.out) }
+      report = JSON.parse(usage.out)
+      # Linux at times forgets the peak of a process that has ended; the process itself does not.
+      peak_bytes = [usage.peak_bytes, report["peak_bytes"], report["reader_peak_bytes"]].compact.max
+      { "seconds" => usage.seconds, "cpu_seconds" => usage.cpu_seconds, "peak_bytes" => peak_bytes,
+        "report" => report }
     end
     warn "#{form} #{torus.face_count}: #{runs.map { |run| format('%.2f s', run['seconds']) }.join(', ')}"
     bytes = File.size(input)
