@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -205,11 +206,15 @@ class TJunctions {
       std::uint32_t const any = first_vertex_[insertion.position];
       std::uint32_t const apex_position = mesh_.position_of[apex];
       if (insertion.position == apex_position || !keeps_side(last, any) || !keeps_side(any, to) ||
-          edges_.face_count(insertion.position, apex_position) != 0 ||
-          edges_.face_count(insertion.position, mesh_.position_of[last]) > 1 ||
-          edges_.face_count(insertion.position, mesh_.position_of[to]) > 1) {
+          face_count(insertion.position, apex_position) != 0 ||
+          face_count(insertion.position, mesh_.position_of[last]) > 1 ||
+          face_count(insertion.position, mesh_.position_of[to]) > 1) {
         continue;
       }
+      new_faces_[edge_key(insertion.position, apex_position)] += 2;
+      ++new_faces_[edge_key(insertion.position, mesh_.position_of[last])];
+      ++new_faces_[edge_key(insertion.position, mesh_.position_of[to])];
+      --new_faces_[edge_key(mesh_.position_of[last], mesh_.position_of[to])];
       std::uint32_t const middle = wedge_at(insertion.position, from, to, insertion.along);
       pieces[at] = {last, middle, apex};
       pieces.push_back({middle, to, apex});
@@ -217,6 +222,16 @@ class TJunctions {
       last = middle;
       ++inserted_;
     }
+  }
+
+  static std::uint64_t edge_key(std::uint32_t p, std::uint32_t q) {
+    return (std::uint64_t{std::min(p, q)} << 32) | std::max(p, q);
+  }
+
+  // Of an edge between two positions, as the splits of this pass have left it.
+  std::int64_t face_count(std::uint32_t p, std::uint32_t q) const {
+    auto const changed = new_faces_.find(edge_key(p, q));
+    return std::int64_t{edges_.face_count(p, q)} + (changed == new_faces_.end() ? 0 : changed->second);
   }
 
   // The wedge at a position with the attributes found between two vertices; made where there is none.
@@ -301,8 +316,9 @@ class TJunctions {
   WedgeMesh& mesh_;
   AttributeTolerance const& attributes_;
   Edges edges_;
-  std::vector<std::uint32_t> first_vertex_;  // per position
-  std::vector<std::uint32_t> next_vertex_;   // per vertex
+  std::vector<std::uint32_t> first_vertex_;                    // per position
+  std::vector<std::uint32_t> next_vertex_;                     // per vertex
+  std::unordered_map<std::uint64_t, std::int32_t> new_faces_;  // by edge: faces more than in edges_
   std::uint32_t inserted_ = 0;
 };
 

@@ -168,6 +168,37 @@ TEST(TJunctions, NoThirdFaceOnAnEdge) {
   EXPECT_EQ(mesh.face_count(), 2U);
 }
 
+// Two splits may want the same edge: the second one sees what the first one made.
+TEST(TJunctions, NoThirdFaceOnAnEdgeOfASoup) {
+  auto const crowded_edges = [](WedgeMesh const& mesh) {
+    std::size_t count = 0;
+    find_edges(mesh.faces, mesh.position_of, mesh.position_count)
+        .for_each([&](std::uint32_t, std::span<Edges::HalfEdge const> group) { count += group.size() > 2 ? 1 : 0; });
+    return count;
+  };
+  std::uint32_t removed = 0;
+  for (std::uint32_t seed = 0; seed < 1000; ++seed) {
+    std::mt19937 random(seed);
+    auto const below = [&random](std::uint32_t n) { return static_cast<std::uint32_t>(random()) % n; };
+    Floats positions;
+    for (std::uint32_t i = 0; i < 16; ++i) {
+      for (std::uint32_t const size : {5U, 5U, 2U}) {
+        positions.push_back(static_cast<float>(below(size)));
+      }
+    }
+    Indices corners;
+    for (std::uint32_t i = 0; i < 24; ++i) {
+      corners.push_back(below(16));
+    }
+    WedgeMesh mesh = prepared_and_joined(plain_mesh(std::move(positions), std::move(corners)), {});
+    std::size_t const before = crowded_edges(mesh);
+    removed += eliminate_t_junctions(mesh, 0.1F, kExact);
+    EXPECT_LE(crowded_edges(mesh), before) << "seed " << seed;
+    EXPECT_EQ(validate(mesh), "");
+  }
+  EXPECT_GT(removed, 100U);
+}
+
 TEST(TJunctions, NoFaceTurnsOver) {
   // The face is lower than the tolerance; the vertex lies beyond its third corner.
   WedgeMesh mesh = prepared_and_joined(
