@@ -37,7 +37,8 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   if (!link_condition(a, b)) return Obstacle::kTopology;
   if (turns_over(place)) return Obstacle::kFoldover;
   std::uint32_t const mesh = mesh_of(a);
-  bool const at_a = place == stars_.vertex(a).position();
+  // In a wide mesh two vertices may be one in ladder units and yet be written apart: the locked one is meant.
+  bool const at_a = place == stars_.vertex(a).position() && (stars_.vertex(b).flags & kLocked) == 0;
   bool const at_b = place == stars_.vertex(b).position();
   // A vertex that stays is written as it was read: to the bit.
   place_point_ = at_a ? output_point(a) : at_b ? output_point(b) : output_point(mesh, place);

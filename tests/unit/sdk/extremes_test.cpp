@@ -1,6 +1,9 @@
 // Coordinates and UVs at the ends of the number range.
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
+#include <set>
 
 #include "tests/unit/sdk/kinds.h"
 
@@ -86,6 +89,59 @@ TEST(Extremes, AToleranceMayBeOfAnySize) {
   }
   expect_reduction({}, std::numeric_limits<float>::infinity());
   expect_reduction({}, std::numeric_limits<float>::max());
+}
+
+// Strips finer than what single precision tells apart at the size of the mesh.
+TEST(Extremes, LockedBoundariesStayToTheBitInFineDetailOfAWideMesh) {
+  std::uint32_t const size = 14;
+  for (std::uint32_t seed = 0; seed < 20; ++seed) {
+    std::mt19937 random(seed);
+    auto const noise = [&random](float step) { return static_cast<float>(random() % 100) * step; };
+    Depot depot;
+    ab::IMesh* const mesh = depot.add_mesh();
+    for (std::uint32_t i = 0; i < (size + 1) * (size + 1); ++i) {
+      float const x = static_cast<float>(i % (size + 1)) * (1 + noise(0.001F)) * 1e-5F;
+      float const y = static_cast<float>(i / (size + 1)) * 10;
+      mesh->addVertex(x, y, noise(0.02F));
+    }
+    for (std::uint32_t i = 0; i < size * size; ++i) {
+      std::uint32_t const a = i / size * (size + 1) + i % size;
+      mesh->addFace(a, a + 1, a + size + 2);
+      mesh->addFace(a, a + size + 2, a + size + 1);
+    }
+    std::uint32_t const far = mesh->addVertex(1000, 0, 0);
+    mesh->addVertex(1001, 0, 0);
+    mesh->addVertex(1000, 1, 0);
+    mesh->addFace(far, far + 1, far + 2);
+    prepare_and_join(depot);
+
+    using PointSet = std::set<std::array<float, 3>>;
+    PointSet locked;
+    auto const point = [mesh](std::uint32_t vertex) {
+      std::array<float, 3> p{};
+      mesh->getVertexPosition(vertex, p[0], p[1], p[2]);
+      return p;
+    };
+    for (std::uint32_t f = 0; f < mesh->getNumFaces(); ++f) {
+      unsigned char flags[3];
+      mesh->getFaceEdgeFlags(f, flags[0], flags[1], flags[2]);
+      for (std::size_t k = 0; k < 3; ++k) {
+        if (flags[k] == 0x02) {
+          locked.insert(point(mesh->getFaces()[f * std::size_t{3} + k]));
+          locked.insert(point(mesh->getFaces()[f * std::size_t{3} + (k + 1) % 3]));
+        }
+      }
+    }
+    depot->setLockSurfaceBoundaries(true);
+    ab::IHierarchy* const ladder = depot->buildHierarchy(0);
+    EXPECT_GT(ladder->numSteps(), 100U);
+    ladder->goToStep(ladder->numSteps());
+    PointSet left;
+    for (std::uint32_t v = 0; v < mesh->getNumVertices(); ++v) {
+      left.insert(point(v));
+    }
+    EXPECT_TRUE(std::includes(left.begin(), left.end(), locked.begin(), locked.end())) << "seed " << seed;
+  }
 }
 
 }  // namespace
