@@ -1,5 +1,6 @@
 #include "standalone/model/corner_normals.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace mirel::model {
@@ -30,11 +31,11 @@ std::uint32_t corner_at(Entities const& entities, Face const& face, std::uint32_
   return corner;
 }
 
-double corner_angle(SUPoint3D const& at, SUPoint3D const& before, SUPoint3D const& after) {
-  SUVector3D const a = {before.x - at.x, before.y - at.y, before.z - at.z};
-  SUVector3D const b = {after.x - at.x, after.y - at.y, after.z - at.z};
-  SUVector3D const cross = {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-  return std::atan2(std::hypot(cross.x, cross.y, cross.z), a.x * b.x + a.y * b.y + a.z * b.z);
+// In radians; only a weight, so that small errors do no harm.
+float corner_angle(SUVector3D const& to_before, SUVector3D const& to_after) {
+  double const dot = to_before.x * to_after.x + to_before.y * to_after.y + to_before.z * to_after.z;
+  double const lengths = vector_length(to_before) * vector_length(to_after);
+  return lengths > 0 ? std::acos(static_cast<float>(std::clamp(dot / lengths, -1.0, 1.0))) : 0.0F;
 }
 
 void join_smooth_corners(Entities const& entities, std::vector<std::uint32_t>& groups) {
@@ -65,22 +66,28 @@ CornerNormals compute_corner_normals(Entities const& entities) {
   for (std::size_t number = 0; number < entities.faces.size(); ++number) {
     Face const& face = entities.faces[number];
     SUVector3D const normal = face_normal(entities, face);
+    auto const point = [&](std::uint32_t place) -> SUPoint3D const& {
+      return entities.vertices[entities.corners[face.first_corner + place].vertex];
+    };
+    auto const between = [](SUPoint3D const& from, SUPoint3D const& to) {
+      return SUVector3D{to.x - from.x, to.y - from.y, to.z - from.z};
+    };
+    SUVector3D arriving = between(point(face.corner_count - 1), point(0));
     for (std::uint32_t place = 0; place < face.corner_count; ++place) {
-      auto const point = [&](std::uint32_t other) -> SUPoint3D const& {
-        return entities.vertices[entities.corners[face.first_corner + other % face.corner_count].vertex];
-      };
-      double const angle = corner_angle(point(place), point(place + face.corner_count - 1), point(place + 1));
+      SUVector3D const leaving = between(point(place), point(place + 1 == face.corner_count ? 0 : place + 1));
+      float const angle = corner_angle({-arriving.x, -arriving.y, -arriving.z}, leaving);
+      arriving = leaving;
       std::uint32_t const corner = face.first_corner + place;
       std::uint32_t const group = find_group(result.groups, corner);
       result.groups[corner] = group;
       CornerNormals::Normal& sum = result.normals[group];
-      sum.x += static_cast<float>(normal.x * angle);
-      sum.y += static_cast<float>(normal.y * angle);
-      sum.z += static_cast<float>(normal.z * angle);
+      sum.x += static_cast<float>(normal.x) * angle;
+      sum.y += static_cast<float>(normal.y) * angle;
+      sum.z += static_cast<float>(normal.z) * angle;
     }
   }
   for (CornerNormals::Normal& normal : result.normals) {
-    float const length = std::hypot(normal.x, normal.y, normal.z);
+    float const length = std::sqrt(normal.x * normal.x + normal.y * normal.y + normal.z * normal.z);
     if (length > 1e-6F) {
       normal = {normal.x / length, normal.y / length, normal.z / length};
     } else {

@@ -1,5 +1,6 @@
 #include "standalone/model/fill.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <stdexcept>
@@ -78,9 +79,8 @@ std::uint64_t hash_position(SUPoint3D const& point) {
   return hash;
 }
 
-std::uint64_t hash_edge(std::uint32_t a, std::uint32_t b) {
-  std::uint64_t const key = a < b ? (std::uint64_t{a} << 32 | b) : (std::uint64_t{b} << 32 | a);
-  return key * 0xD6E8FEB86659FD93U;
+std::uint64_t hash_edge(std::uint32_t low, std::uint32_t high) {
+  return (std::uint64_t{low} << 32 | high) * 0xD6E8FEB86659FD93U;
 }
 
 class Filler {
@@ -90,13 +90,15 @@ class Filler {
         input_(input),
         weld_(weld),
         positions_(weld ? entities.vertices.size() + input.points.size() / 2 : 0),
-        edges_(entities.edges.size() + input.vertices.size() / 2),
+        crowded_edges_(0),
         mapped_(input.points.size(), kNoIndex) {
     if (weld_) {
       for (std::uint32_t vertex = 0; vertex < entities_.vertices.size(); ++vertex) {
         find_position(entities_.vertices[vertex], vertex);
       }
     }
+    next_.reserve(entities.edges.size() + input.vertices.size() / 2);
+    chains_.reserve(entities.vertices.size() + input.points.size());
     for (std::uint32_t edge = 0; edge < entities_.edges.size(); ++edge) {
       Edge const& existing = entities_.edges[edge];
       find_edge(existing.vertices[0], existing.vertices[1], edge);
@@ -127,28 +129,51 @@ class Filler {
         [&](std::uint32_t other) { return hash_position(entities_.vertices[other]); });
   }
 
+  // The edge of the two vertices; `edge` where there is none yet, added when it is beyond the end.
   std::uint32_t find_edge(std::uint32_t a, std::uint32_t b, std::uint32_t edge) {
-    return edges_.find_or_add(
-        hash_edge(a, b),
-        [&](std::uint32_t other) {
-          Edge const& place = entities_.edges[other];
-          return (place.vertices[0] == a && place.vertices[1] == b) ||
-                 (place.vertices[0] == b && place.vertices[1] == a);
-        },
-        [&] {
-          if (edge == entities_.edges.size()) {
-            Edge added;
-            added.kind = Kind::kEdge;
-            added.owner = &entities_;
-            added.vertices[0] = a;
-            added.vertices[1] = b;
-            entities_.edges.push_back(added);
-          }
-          return edge;
-        },
-        [&](std::uint32_t other) {
-          return hash_edge(entities_.edges[other].vertices[0], entities_.edges[other].vertices[1]);
-        });
+    std::uint32_t const low = a < b ? a : b;
+    std::uint32_t const high = a < b ? b : a;
+    if (chains_.size() <= low) {
+      chains_.resize(entities_.vertices.size());
+    }
+    Chain& chain = chains_[low];
+    for (std::uint32_t other = chain.first; other != kNoIndex; other = next_[other]) {
+      if (joins(other, low, high)) {
+        return other;
+      }
+    }
+    if (chain.length == kLongestChain) {
+      return crowded_edges_.find_or_add(
+          hash_edge(low, high), [&](std::uint32_t other) { return joins(other, low, high); },
+          [&] { return add_edge(a, b, edge); },
+          [&](std::uint32_t other) {
+            std::uint32_t const* const ends = entities_.edges[other].vertices;
+            return hash_edge(std::min(ends[0], ends[1]), std::max(ends[0], ends[1]));
+          });
+    }
+    add_edge(a, b, edge);
+    next_[edge] = chain.first;
+    chain.first = edge;
+    ++chain.length;
+    return edge;
+  }
+
+  bool joins(std::uint32_t edge, std::uint32_t a, std::uint32_t b) const {
+    std::uint32_t const* const ends = entities_.edges[edge].vertices;
+    return (ends[0] == a && ends[1] == b) || (ends[0] == b && ends[1] == a);
+  }
+
+  std::uint32_t add_edge(std::uint32_t a, std::uint32_t b, std::uint32_t edge) {
+    next_.push_back(kNoIndex);
+    if (edge == entities_.edges.size()) {
+      Edge added;
+      added.kind = Kind::kEdge;
+      added.owner = &entities_;
+      added.vertices[0] = a;
+      added.vertices[1] = b;
+      entities_.edges.push_back(added);
+    }
+    return edge;
   }
 
   std::uint32_t map_vertex(std::uint32_t number) {
@@ -328,7 +353,18 @@ class Filler {
   GeometryInput const& input_;
   bool weld_;
   NumberTable positions_;
-  NumberTable edges_;
+
+  // Edges by their lower vertex: near each other in memory, as neighbouring faces are. Where a vertex has too many for
+  // a list, the others go into a table, so that finding one never takes longer.
+  struct Chain {
+    std::uint32_t first = kNoIndex;
+    std::uint32_t length = 0;
+  };
+  static constexpr std::uint32_t kLongestChain = 16;
+  std::vector<Chain> chains_;
+  std::vector<std::uint32_t> next_;  // per edge
+  NumberTable crowded_edges_;
+
   std::vector<std::uint32_t> mapped_;
   std::vector<std::uint32_t> loop_;
 };

@@ -29,6 +29,11 @@ Material* alive(Material* material) {
 class Parts {
  public:
   void add(Look look, Side side) {
+    // Most faces look like the one before.
+    if (last_ < parts.size() && parts[last_].look == look) {
+      parts[last_].sides.push_back(side);
+      return;
+    }
     std::size_t const key =
         std::hash<Material*>()(look.material) ^ (look.is_two_sided ? std::size_t{0x9E3779B9} : std::size_t{0});
     auto const [begin, end] = by_look_.equal_range(key);
@@ -41,12 +46,14 @@ class Parts {
       parts.push_back({look, {}});
     }
     parts[number].sides.push_back(side);
+    last_ = number;
   }
 
   std::vector<Part> parts;
 
  private:
   std::unordered_multimap<std::size_t, std::size_t> by_look_;
+  std::size_t last_ = 0;
 };
 
 std::vector<Part> sort_by_look(Entities const& entities, bool with_backs) {

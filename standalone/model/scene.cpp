@@ -95,6 +95,12 @@ bool would_contain_itself(Entities const& place, Definition const& definition) {
   return false;
 }
 
+double vector_length(SUVector3D const& vector) {
+  double const squared = vector.x * vector.x + vector.y * vector.y + vector.z * vector.z;
+  // The slow way only where squares leave the range of numbers.
+  return squared > 1e-280 && squared < 1e280 ? std::sqrt(squared) : std::hypot(vector.x, vector.y, vector.z);
+}
+
 SUVector3D face_normal(Entities const& entities, Face const& face) {
   // Newell's sum, around the first corner so that far-away faces keep their digits.
   SUPoint3D const& origin = entities.vertices[entities.corners[face.first_corner].vertex];
@@ -108,7 +114,7 @@ SUVector3D face_normal(Entities const& entities, Face const& face) {
     sum.y += u.z * v.x - u.x * v.z;
     sum.z += u.x * v.y - u.y * v.x;
   }
-  double const length = std::hypot(sum.x, sum.y, sum.z);
+  double const length = vector_length(sum);
   if (!(length > 0) || !std::isfinite(length)) {
     return {0, 0, 0};
   }

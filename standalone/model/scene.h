@@ -145,6 +145,8 @@ void release_model(Model* model);
 // Whether an instance of the definition in these entities would make a definition contain itself.
 bool would_contain_itself(Entities const& place, Definition const& definition);
 
+double vector_length(SUVector3D const& vector);
+
 // Unit length; (0, 0, 0) for a face without area.
 SUVector3D face_normal(Entities const& entities, Face const& face);
 
