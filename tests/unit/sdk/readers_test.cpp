@@ -1,7 +1,10 @@
 // Meshes of every kind, read in every way in which previews and exports read them: before and after the preparation,
 // at step 0, in the middle and at the end. All ways give the same triangles.
+#include <unistd.h>
+
 #include <algorithm>
-#include <sstream>
+#include <filesystem>
+#include <fstream>
 
 #include "tests/unit/sdk/kinds.h"
 
@@ -225,32 +228,80 @@ void read_every_way(ab::IMesh const& mesh, bool prepared) {
   }
 }
 
+void read_at_every_stage(Depot const& depot) {
+  ab::IMesh* const mesh = depot->getMesh(0);
+  bool const with_uvs = mesh->hasVertexUVs() || mesh->hasCornerUVs();
+  bool const with_normals = mesh->getNormals() != nullptr || mesh->getNumNormals() > 0;
+  read_every_way(*mesh, false);
+  depot->prepareMeshes();
+  read_every_way(*mesh, false);
+  depot->joinVertices(0, {}, 0.001F);
+  depot->eliminateTJunctions(0.1F);
+  read_every_way(*mesh, true);
+  ab::IHierarchy* const ladder = depot->buildHierarchy(0);
+  ASSERT_NE(ladder, nullptr);
+  std::uint32_t const last = ladder->numSteps();
+  ASSERT_GT(last, 0U);
+  for (std::uint32_t const step : {0U, 1U, last / 2, last - 1, last, last / 3, 0U}) {
+    SCOPED_TRACE(step);
+    ladder->goToStep(step);
+    read_every_way(*mesh, true);
+    EXPECT_EQ(mesh->hasVertexUVs(), with_uvs);
+    EXPECT_EQ(mesh->getNormals() != nullptr, with_normals);
+  }
+}
+
 TEST(Readers, AgreeOnEveryKindOfMeshAtEveryStage) {
   for (MeshKind const& kind : mesh_kinds()) {
     SCOPED_TRACE(kind.name);
     Depot depot;
-    ab::IMesh* const mesh = depot.add_mesh();
-    kind.fill(*mesh);
-    bool const with_uvs = mesh->hasVertexUVs() || mesh->hasCornerUVs();
-    bool const with_normals = mesh->getNormals() != nullptr || mesh->getNumNormals() > 0;
-    read_every_way(*mesh, false);
-    depot->prepareMeshes();
-    read_every_way(*mesh, false);
-    depot->joinVertices(0, {}, 0.001F);
-    depot->eliminateTJunctions(0.1F);
-    read_every_way(*mesh, true);
-    ab::IHierarchy* const ladder = depot->buildHierarchy(0);
-    ASSERT_NE(ladder, nullptr);
-    std::uint32_t const last = ladder->numSteps();
-    ASSERT_GT(last, 0U);
-    for (std::uint32_t const step : {0U, 1U, last / 2, last - 1, last, last / 3, 0U}) {
-      SCOPED_TRACE(step);
-      ladder->goToStep(step);
-      read_every_way(*mesh, true);
-      EXPECT_EQ(mesh->hasVertexUVs(), with_uvs);
-      EXPECT_EQ(mesh->getNormals() != nullptr, with_normals);
-    }
+    kind.fill(*depot.add_mesh());
+    read_at_every_stage(depot);
   }
+}
+
+// The ball as a file: corners with and without UVs and normals, materials in turn, the first ones without.
+TEST(Readers, AgreeOnALoadedFile) {
+  Ball const ball;
+  std::string const path =
+      (std::filesystem::temp_directory_path() / ("mirel-readers-" + std::to_string(getpid()) + ".obj")).string();
+  {
+    std::ofstream file(path);
+    for (std::uint32_t r = 0; r <= ball.rings; ++r) {
+      for (std::uint32_t s = 0; s <= ball.segments; ++s) {
+        auto const p = ball.point(r, s);
+        auto const n = ball.direction(r, s);
+        auto const uv = ball.uv(r, s);
+        file << "v " << p[0] << ' ' << p[1] << ' ' << p[2] << "\nvn " << n[0] << ' ' << n[1] << ' ' << n[2] << "\nvt "
+             << uv[0] << ' ' << uv[1] << '\n';
+      }
+    }
+    char const* const forms[] = {"//", "/", ""};
+    std::uint32_t turn = 0;
+    ball.each_triangle([&](Three const& r, Three const& s) {
+      char const* const form = forms[turn / 40 % 3];
+      if (turn > 20 && turn % 30 == 0) {
+        file << "usemtl m" << turn / 30 % 3 << '\n';
+      }
+      ++turn;
+      file << 'f';
+      for (std::size_t k = 0; k < 3; ++k) {
+        std::uint32_t const at = r[k] * (ball.segments + 1) + s[k] + 1;
+        file << ' ' << at;
+        if (form[0] == '/') {
+          file << form << at;
+        }
+      }
+      file << '\n';
+    });
+  }
+  Depot depot(ab::IMeshDepot::load(path.c_str(), nullptr));
+  std::filesystem::remove(path);
+  ASSERT_NE(depot.get(), nullptr) << mirel_engine_load_error();
+  ASSERT_EQ(depot->getNumMeshes(), 1U);
+  EXPECT_EQ(depot->getMesh(0)->getNumFaceSets(), 4U);
+  EXPECT_TRUE(depot->getMesh(0)->hasCornerUVs());
+  read_at_every_stage(depot);
 }
 
 // A shading that is smooth across a seam of the texture stays so: what is soft on screen before the reduction has no
