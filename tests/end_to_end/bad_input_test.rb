@@ -4,6 +4,8 @@ require "program_test"
 
 # Inputs that cannot be reduced: one clear line, status 1, an output that exists is left as it was.
 class BadInputTest < ProgramTest
+  parallelize_me!
+
   EXTENSIONS = %w[obj ply stl glb gltf dae 3ds off].freeze
 
   def test_missing

@@ -5,6 +5,8 @@ require "program_test"
 # Every file of Debian's collection of test models, in every format that is promised: each is reduced to a sound
 # result or refused in one clear line, and the ones named here must succeed.
 class FormatsTest < ProgramTest
+  parallelize_me!
+
   # At the least these, so that refusing everything cannot pass.
   MUST_SUCCEED = {
     "obj" => %w[OBJ/spider.obj OBJ/box.obj],

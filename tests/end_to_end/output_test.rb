@@ -4,6 +4,8 @@ require "program_test"
 
 # What happens to the output: it is written whole or not touched, and nothing else is left beside it.
 class OutputTest < ProgramTest
+  parallelize_me!
+
   def setup
     super
     @input = write("terrain.obj", Models.terrain(40))

@@ -4,6 +4,8 @@ require "program_test"
 
 # Counts, soundness and read-back of results from real models.
 class ReductionTest < ProgramTest
+  parallelize_me!
+
   RATIOS = [0.5, 0.1, 0.01].freeze
   SHARED = %w[stanford-bunny.obj horse.ply rocker-arm.obj fandisk.obj cheburashka.obj spot.obj spot_quads.obj].freeze
 

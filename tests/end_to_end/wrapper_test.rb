@@ -2,7 +2,7 @@
 
 require "program_test"
 
-# The scripts of the checkout's top folder.
+# The scripts of the checkout's top folder. Not in parallel: what takes time here is timed.
 class WrapperTest < ProgramTest
   MIREL = [File.join(Program::ROOT, "mirel")].freeze
 
@@ -14,15 +14,15 @@ class WrapperTest < ProgramTest
 
   def test_its_own_start_up_takes_less_than_50_ms
     Program.run("--version", main: MIREL)
-    medians = [MIREL, Program::MAIN].map do |main|
+    fastest = [MIREL, Program::MAIN].map do |main|
       times = Array.new(9) do
         start = Process.clock_gettime(Process::CLOCK_MONOTONIC)
         Program.run("--version", main: main)
         Process.clock_gettime(Process::CLOCK_MONOTONIC) - start
       end
-      times.sort[4]
+      times.min
     end
-    assert_operator medians[0] - medians[1], :<, 0.05
+    assert_operator fastest[0] - fastest[1], :<, 0.05
   end
 
   def test_running_needs_less_than_testing

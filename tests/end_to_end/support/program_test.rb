@@ -9,9 +9,6 @@ require "program"
 
 # A test with a folder of its own and the checks that many tests share.
 class ProgramTest < Minitest::Test
-  # The work is done in processes of their own.
-  parallelize_me!
-
   def setup
     @folder = Dir.mktmpdir("mirel-test")
   end
