@@ -163,7 +163,8 @@ class SceneBuilder {
         aiNode* child = current.node;
         if (format_.has_nodes) {
           child = new aiNode;
-          set_name(child->mName, child_name);
+          // The exporters make names different from each other too, but by looking at all of them every time.
+          set_name(child->mName, node_names_.add(clean_name(child_name)));
           child->mTransformation = to_assimp(transform);
           child->mParent = current.node;
           children.push_back(child);
@@ -337,6 +338,7 @@ class SceneBuilder {
   std::vector<std::unique_ptr<aiTexture>> textures_;
   std::unordered_map<std::string, std::string> texture_names_;
   UniqueNames material_names_;
+  UniqueNames node_names_;
   UniqueNames texture_files_;
   std::size_t node_count_ = 0;
 };

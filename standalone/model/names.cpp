@@ -65,8 +65,9 @@ std::string UniqueNames::add(std::string const& name, bool is_file) {
   std::size_t const dot = is_file ? name.rfind('.') : std::string::npos;
   std::size_t const end = dot == std::string::npos ? name.size() : dot;
   std::string candidate = name;
-  for (std::size_t number = 2; !used_.insert(candidate).second; ++number) {
-    candidate = name.substr(0, end) + "_" + std::to_string(number) + name.substr(end);
+  while (!used_.insert(candidate).second) {
+    std::size_t& number = next_.try_emplace(name, 2).first->second;
+    candidate = name.substr(0, end) + "_" + std::to_string(number++) + name.substr(end);
   }
   return candidate;
 }

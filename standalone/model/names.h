@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace mirel::model {
@@ -20,6 +21,7 @@ class UniqueNames {
 
  private:
   std::unordered_set<std::string> used_;
+  std::unordered_map<std::string, std::size_t> next_;  // per name, the number to try next
 };
 
 }  // namespace mirel::model

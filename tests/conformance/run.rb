@@ -16,7 +16,7 @@ build = File.expand_path(build)
 recording = File.join(build, "tests", "conformance", "recording")
 path_variable = RUBY_PLATFORM.include?("darwin") ? "DYLD_LIBRARY_PATH" : "LD_LIBRARY_PATH"
 # These use the library that is built beside the extension.
-real_sdk = %w[leak road]
+real_sdk = %w[leak road whole_export]
 
 files = Dir[File.join(folder, "*_test.rb")].sort
 files.select! { |file| names.include?(File.basename(file, "_test.rb")) } unless names.empty?
