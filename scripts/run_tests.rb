@@ -278,9 +278,10 @@ class Suites
     report = File.join(build.folder, "ctest.xml")
     FileUtils.rm_f(report)
     command = Command.run("ctest", "--test-dir", build.folder, "--output-on-failure", "--no-tests=error", "-j",
-                          Etc.nprocessors, "--timeout", 300, "--output-junit", report, quiet: true,
+                          Etc.nprocessors, "--timeout", 300, "--output-junit", report, quiet: :always,
                           environment: environment)
-    puts command.output.lines.last(4)
+    # What passed is counted, what failed is shown.
+    puts command.output.lines.grep_v(/^\s+Start\s|^\s*\d+\/\d+ Test .*Passed|^\s*$/)
     Reports.ctest(command, report)
   end
 
