@@ -15,8 +15,8 @@ class FirstUse {
  public:
   void start(std::size_t size) {
     if (epochs_.size() < size) {
-      epochs_.resize(size, 0);
       numbers_.resize(size);
+      epochs_.resize(size, 0);  // last: its size tells that there is room
     }
     if (++epoch_ == 0) {
       std::fill(epochs_.begin(), epochs_.end(), 0U);
@@ -67,11 +67,11 @@ void Ladder::Data::resolve(std::uint32_t step) {
   if (resolved_level != nullptr && resolved_step == step) return;
   auto const after = std::upper_bound(records.levels.begin(), records.levels.end(), step,
                                       [](std::uint32_t s, Level const& level) { return s < level.step; });
-  resolved_level = &*(after - 1);
-  resolved_step = step;
-  std::uint32_t const first = resolved_level->node_count;
+  std::uint32_t const first = (after - 1)->node_count;
   std::uint32_t const count = records.node_count_at[step];
   if (resolved.size() < count - first) resolved.resize(count - first);
+  resolved_level = &*(after - 1);
+  resolved_step = step;
   for (std::uint32_t node = count; node-- > first;) {
     std::uint32_t const parent = records.parent[node];
     resolved[node - first] = parent < count ? resolved[parent - first] : node;

@@ -95,8 +95,7 @@ void Mesh::look(std::uint32_t step) const {
     try {
       hierarchy_->ladder()->read(place_, step, at_step_);
     } catch (std::bad_alloc const&) {
-      at_step_ = WedgeMesh();
-      at_step_.set_begin.assign(std::size_t{std::max(set_count_, 1U)} + 1, 0);
+      at_step_ = WedgeMesh();  // without even the begins of its sets
     }
     wedges = &at_step_;
   }
@@ -156,6 +155,7 @@ std::uint32_t Mesh::addFace(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
   }
   changed();
   return or_else(kNone, [&] {
+    grow(build_.faces, 3);  // before the set is noted: both lists grow, or neither
     build_.face_set_of.push_back(current_set_ < set_count_ ? current_set_ : 0);
     push(build_.faces, std::array{a, b, c});
     return build_.face_count() - 1;
@@ -364,26 +364,38 @@ void Mesh::make_set_tables() const {
   tables_.set_faces = std::move(faces);
 }
 
-std::uint32_t Mesh::numFacesInSet(std::uint32_t set) const {
+std::vector<std::uint32_t> const& Mesh::set_begins() const {
   MeshView const& v = view();
-  if (set >= v.set_count) {
+  if (v.grouped) {
+    return v.wedges->set_begin;
+  }
+  make_set_tables();
+  return tables_.set_begin.entries;
+}
+
+std::uint32_t Mesh::numFacesInSet(std::uint32_t set) const {
+  if (set >= set_count_) {
     return 0;
   }
   return or_else(0U, [&] {
-    if (!v.grouped) {
-      make_set_tables();
-    }
-    std::vector<std::uint32_t> const& begin = v.grouped ? v.wedges->set_begin : tables_.set_begin.entries;
-    return begin[set + std::size_t{1}] - begin[set];
+    std::vector<std::uint32_t> const& begin = set_begins();
+    return begin.empty() ? 0 : begin[set + std::size_t{1}] - begin[set];
   });
 }
 
 std::uint32_t const* Mesh::getFaceSetFaces(std::uint32_t set) const {
-  if (numFacesInSet(set) == 0) {
-    return set < set_count_ ? kNoFaces : nullptr;
+  if (set >= set_count_) {
+    return nullptr;
   }
-  std::size_t const begin = view_.grouped ? view_.wedges->set_begin[set] : tables_.set_begin.entries[set];
-  return (view_.grouped ? view_.faces : tables_.set_faces.data()) + begin * 3;
+  // Null where there is no memory: the table of an empty set would be too short for whoever asks for the count next.
+  return or_else<std::uint32_t const*>(nullptr, [&] {
+    std::vector<std::uint32_t> const& begin = set_begins();
+    if (begin.empty() || begin[set] == begin[set + std::size_t{1}]) {
+      return kNoFaces;
+    }
+    std::uint32_t const* const faces = view_.grouped ? view_.faces : tables_.set_faces.data();
+    return faces + std::size_t{begin[set]} * 3;
+  });
 }
 
 void Mesh::getFaceSetOfFace(std::uint32_t face, std::uint32_t& set) const {
@@ -439,12 +451,15 @@ void Mesh::getFaceEdgeFlags(std::uint32_t face, unsigned char& edge0, unsigned c
       } else if (v.build == nullptr || v.build->face_normals.empty()) {
         tables_.edge_flags = edge_flags_by_normals(input, v.vertex_normals, input.faces);
       } else {
-        corner_normals();
+        float const* const normals = corner_normals();
+        if (normals == nullptr) {
+          return false;
+        }
         std::vector<std::uint32_t> places(input.faces.size());
         for (std::size_t c = 0; c < places.size(); ++c) {
           places[c] = static_cast<std::uint32_t>(c);
         }
-        tables_.edge_flags = edge_flags_by_normals(input, tables_.corner_normals.data(), places);
+        tables_.edge_flags = edge_flags_by_normals(input, normals, places);
       }
     }
     unsigned char const* flags = &tables_.edge_flags[std::size_t{face} * 3];

@@ -131,6 +131,7 @@ class Mesh final : public MeshSlots {
   void empty_wedges();
   void leave_ladder();
   void make_set_tables() const;
+  std::vector<std::uint32_t> const& set_begins() const;  // set_count + 1, or empty; may throw std::bad_alloc
   Table const& vertex_remap(std::uint32_t mode, bool split) const;
   Table const& value_remap(Table& table, float const* values, std::uint32_t dimension) const;
 
