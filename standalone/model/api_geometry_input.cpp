@@ -42,6 +42,35 @@ SUResult append_face(GeometryInput& input, LoopInput& loop) {
   return SU_ERROR_NONE;
 }
 
+bool is_same_as_last(GeometryInput const& input, Material const& material, SUMaterialInput const& side) {
+  if (input.materials.empty()) {
+    return false;
+  }
+  SideMaterial const& last = input.materials[input.materials.size() - 1];
+  if (last.material != &material || last.uv_count != side.num_uv_coords) {
+    return false;
+  }
+  for (std::uint32_t place = 0; place < last.uv_count; ++place) {
+    GivenUV const& given = input.given(last, place);
+    if (given.vertex != side.vertex_indices[place] || given.uv.x != side.uv_coords[place].x ||
+        given.uv.y != side.uv_coords[place].y) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void add_side(GeometryInput& input, Material& material, SUMaterialInput const& side) {
+  if (input.uvs.size() + side.num_uv_coords >= kNoIndex || input.materials.size() + 1 >= kNoIndex) {
+    throw std::length_error("too many materials");
+  }
+  auto const first = static_cast<std::uint32_t>(input.uvs.size());
+  for (std::size_t place = 0; place < side.num_uv_coords; ++place) {
+    input.uvs.push_back({static_cast<std::uint32_t>(side.vertex_indices[place]), side.uv_coords[place]});
+  }
+  input.materials.push_back({&material, first, static_cast<std::uint32_t>(side.num_uv_coords)});
+}
+
 SUResult set_side(SUGeometryInputRef geom_input, std::size_t face, SUMaterialInput const* material_input,
                   bool is_front) {
   return answer([&] {
@@ -52,29 +81,26 @@ SUResult set_side(SUGeometryInputRef geom_input, std::size_t face, SUMaterialInp
     if (material_input == nullptr) {
       return SU_ERROR_NULL_POINTER_INPUT;
     }
-    SideMaterial side;
-    side.material = resolve<Material>(material_input->material.ptr);
-    if (side.material == nullptr) {
+    Material* const material = resolve<Material>(material_input->material.ptr);
+    if (material == nullptr) {
       return SU_ERROR_INVALID_INPUT;
     }
-    if (face >= input->face_count() || material_input->num_uv_coords > 4) {
+    std::size_t const uv_count = material_input->num_uv_coords;
+    if (face >= input->face_count() || uv_count > 4) {
       return SU_ERROR_OUT_OF_RANGE;
     }
-    side.uv_count = static_cast<std::uint32_t>(material_input->num_uv_coords);
-    for (std::uint32_t place = 0; place < side.uv_count; ++place) {
+    for (std::size_t place = 0; place < uv_count; ++place) {
       if (material_input->vertex_indices[place] >= input->points.size()) {
         return SU_ERROR_OUT_OF_RANGE;
       }
-      side.vertices[place] = static_cast<std::uint32_t>(material_input->vertex_indices[place]);
-      side.uvs[place] = material_input->uv_coords[place];
     }
     std::vector<std::uint32_t>& table = is_front ? input->front : input->back;
     if (table.size() <= face) {
       table.resize(input->face_count(), kNoIndex);
     }
     // The two sides of a face are often set alike, one after the other.
-    if (input->materials.empty() || !(input->materials.back() == side)) {
-      input->materials.push_back(side);
+    if (!is_same_as_last(*input, *material, *material_input)) {
+      add_side(*input, *material, *material_input);
     }
     table[face] = static_cast<std::uint32_t>(input->materials.size() - 1);
     return SU_ERROR_NONE;
@@ -144,11 +170,9 @@ SUResult SUGeometryInputSetVertices(SUGeometryInputRef geom_input, size_t num_ve
         return SU_ERROR_OUT_OF_RANGE;
       }
     }
-    for (SideMaterial const& side : input->materials) {
-      for (std::uint32_t place = 0; place < side.uv_count; ++place) {
-        if (side.vertices[place] >= num_vertices) {
-          return SU_ERROR_OUT_OF_RANGE;
-        }
+    for (std::size_t number = 0; number < input->uvs.size(); ++number) {
+      if (input->uvs[number].vertex >= num_vertices) {
+        return SU_ERROR_OUT_OF_RANGE;
       }
     }
     input->points.assign(points, points + num_vertices);

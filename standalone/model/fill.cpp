@@ -236,7 +236,8 @@ class Filler {
     }
     if (back != nullptr) {
       face.back = back->material;
-      face.back_uvs = front != nullptr && *front == *back ? face.front_uvs : add_uvs(number, face, *back);
+      // Sides that were set alike are one entry.
+      face.back_uvs = front == back ? face.front_uvs : add_uvs(number, face, *back);
     }
     entities_.faces.push_back(face);
   }
@@ -277,10 +278,11 @@ class Filler {
     return place;
   }
 
-  static bool given_uv(SideMaterial const& side, std::uint32_t vertex, SUPoint2D& uv) {
-    for (std::uint32_t given = 0; given < side.uv_count; ++given) {
-      if (side.vertices[given] == vertex) {
-        uv = side.uvs[given];
+  bool given_uv(SideMaterial const& side, std::uint32_t vertex, SUPoint2D& uv) const {
+    for (std::uint32_t number = 0; number < side.uv_count; ++number) {
+      GivenUV const& given = input_.given(side, number);
+      if (given.vertex == vertex) {
+        uv = given.uv;
         return true;
       }
     }
@@ -321,20 +323,22 @@ class Filler {
   Layout find_layout(SideMaterial const& side, InPlane in_plane) const {
     Layout layout;
     if (side.uv_count > 0) {
-      layout.origin = in_plane(input_.points[side.vertices[0]]);
-      layout.uv = side.uvs[0];
+      layout.origin = in_plane(input_.points[input_.given(side, 0).vertex]);
+      layout.uv = input_.given(side, 0).uv;
     }
     if (side.uv_count >= 3) {
-      SUPoint2D const p1 = in_plane(input_.points[side.vertices[1]]);
-      SUPoint2D const p2 = in_plane(input_.points[side.vertices[2]]);
+      SUPoint2D const p1 = in_plane(input_.points[input_.given(side, 1).vertex]);
+      SUPoint2D const p2 = in_plane(input_.points[input_.given(side, 2).vertex]);
       double const a = p1.x - layout.origin.x;
       double const b = p1.y - layout.origin.y;
       double const c = p2.x - layout.origin.x;
       double const d = p2.y - layout.origin.y;
       double const determinant = a * d - b * c;
       if (determinant != 0 && std::isfinite(1 / determinant)) {
-        SUPoint2D const e1 = {side.uvs[1].x - layout.uv.x, side.uvs[1].y - layout.uv.y};
-        SUPoint2D const e2 = {side.uvs[2].x - layout.uv.x, side.uvs[2].y - layout.uv.y};
+        SUPoint2D const uv1 = input_.given(side, 1).uv;
+        SUPoint2D const uv2 = input_.given(side, 2).uv;
+        SUPoint2D const e1 = {uv1.x - layout.uv.x, uv1.y - layout.uv.y};
+        SUPoint2D const e2 = {uv2.x - layout.uv.x, uv2.y - layout.uv.y};
         layout.u_of[0] = (e1.x * d - e2.x * b) / determinant;
         layout.u_of[1] = (e2.x * a - e1.x * c) / determinant;
         layout.v_of[0] = (e1.y * d - e2.y * b) / determinant;

@@ -1,7 +1,5 @@
 #include "standalone/model/geometry_input.h"
 
-#include <algorithm>
-
 namespace mirel::model {
 
 void LoopInput::add(std::uint32_t vertex) {
@@ -15,19 +13,6 @@ void LoopInput::add(std::uint32_t vertex) {
     more->flags.push_back(0);
   }
   ++count;
-}
-
-bool SideMaterial::operator==(SideMaterial const& other) const {
-  if (material != other.material || uv_count != other.uv_count) {
-    return false;
-  }
-  for (std::uint32_t place = 0; place < uv_count; ++place) {
-    if (vertices[place] != other.vertices[place] || uvs[place].x != other.uvs[place].x ||
-        uvs[place].y != other.uvs[place].y) {
-      return false;
-    }
-  }
-  return true;
 }
 
 ObjectStore<LoopInput>& loop_inputs() {

@@ -35,14 +35,17 @@ struct LoopInput : Object {
   }
 };
 
-// One side of one face.
+// A UV at one of the input's vertices.
+struct GivenUV {
+  std::uint32_t vertex;
+  SUPoint2D uv;
+};
+
+// One side of one face, with its UVs in GeometryInput::uvs.
 struct SideMaterial {
   Material* material = nullptr;
+  std::uint32_t first_uv = 0;
   std::uint32_t uv_count = 0;
-  std::uint32_t vertices[4] = {};
-  SUPoint2D uvs[4] = {};
-
-  bool operator==(SideMaterial const& other) const;
 };
 
 struct GeometryInput : Object {
@@ -51,12 +54,14 @@ struct GeometryInput : Object {
   std::vector<std::uint32_t> face_ends;  // per face, where its corners end in `vertices`
   std::vector<std::uint32_t> vertices;
   std::vector<std::uint8_t> flags;  // of the edge from that corner to the next
-  std::vector<SideMaterial> materials;
+  StableArray<SideMaterial> materials;
+  StableArray<GivenUV> uvs;
   std::vector<std::uint32_t> front;  // per face, its entry in `materials`; kNoIndex, or beyond the end, for none
   std::vector<std::uint32_t> back;
 
   std::size_t face_count() const { return face_ends.size(); }
   std::uint32_t first_corner(std::size_t face) const { return face == 0 ? 0 : face_ends[face - 1]; }
+  GivenUV const& given(SideMaterial const& side, std::uint32_t number) const { return uvs[side.first_uv + number]; }
 };
 
 ObjectStore<LoopInput>& loop_inputs();
