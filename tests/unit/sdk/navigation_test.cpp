@@ -94,6 +94,36 @@ TEST(Navigation, FaceCountsAreTheMostThatFit) {
   EXPECT_EQ(faces_of(depot), 272U);
 }
 
+TEST(Navigation, SmallPiecesGoWholeUnlessTheyAreLocked) {
+  for (bool const locked : {false, true}) {
+    Depot depot;
+    ab::IMesh* const field = depot.add_mesh();
+    fill_height_field(*field, 10);
+    ab::IMesh* const pieces = depot.add_mesh();
+    std::uint32_t const count = 12;
+    for (std::uint32_t i = 0; i < count; ++i) {
+      float const x = static_cast<float>(i) * 0.5F;
+      pieces->addVertex(x, 0, 3);
+      pieces->addVertex(x + 0.01F, 0, 3);
+      pieces->addVertex(x, 0.01F, 3);
+      pieces->addFace(i * 3, i * 3 + 1, i * 3 + 2);
+    }
+    prepare_and_join(depot);
+    Reading const whole = read(*pieces);
+    depot->setLockSurfaceBoundaries(locked);
+    ab::IHierarchy* const ladder = depot->buildHierarchy(0);
+    ladder->goToStep(ladder->numSteps());
+    if (locked) {
+      EXPECT_EQ(read(*pieces), whole);
+      EXPECT_GE(field->getNumFaces(), 38U);  // all 40 points of its border are still there
+    } else {
+      EXPECT_EQ(pieces->getNumFaces(), 0U);
+      EXPECT_EQ(pieces->getVertices(), nullptr);
+      EXPECT_GT(field->getNumFaces(), 0U);
+    }
+  }
+}
+
 TEST(Navigation, PreparingAgainFromACoarseStepLosesNothing) {
   for (Kind const& kind : kKinds) {
     Depot depot;
