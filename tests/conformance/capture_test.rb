@@ -204,6 +204,7 @@ class CaptureTest < Conformance::Test
     assert_raises(RangeError) { importer.get_balancer_mesh(hash) }
     length = -1
     assert_equal 0, importer.get_balancer_mesh(hash)
+    assert_equal "depot1.mesh0.setNumFaceSets 0", log.last
   end
 
   def test_a_depot_that_makes_no_mesh
