@@ -134,7 +134,10 @@ class SceneBuilder {
  private:
   template <typename T>
   static void hand_over(T**& array, unsigned int& count, std::vector<std::unique_ptr<T>>& list) {
-    array = list.empty() ? nullptr : new T*[list.size()];
+    if (list.empty()) {
+      return;
+    }
+    array = new T*[list.size()];
     count = static_cast<unsigned int>(list.size());
     for (std::size_t number = 0; number < list.size(); ++number) {
       array[number] = list[number].release();
@@ -154,7 +157,7 @@ class SceneBuilder {
       Pending const current = std::move(left.back());
       left.pop_back();
       show_meshes(format_.has_nodes ? *current.node : root, *current.entities, current.place, current.name);
-      std::vector<aiNode*> children;
+      std::vector<std::unique_ptr<aiNode>> children;
       auto const add_child = [&](std::string const& child_name, SUTransformation const& transform,
                                  Entities const* inside) {
         if (++node_count_ > kMostNodes) {
@@ -162,12 +165,11 @@ class SceneBuilder {
         }
         aiNode* child = current.node;
         if (format_.has_nodes) {
-          child = new aiNode;
+          child = children.emplace_back(std::make_unique<aiNode>()).get();
           // The exporters make names different from each other too, but by looking at all of them every time.
           set_name(child->mName, node_names_.add(clean_name(child_name)));
           child->mTransformation = to_assimp(transform);
           child->mParent = current.node;
-          children.push_back(child);
         }
         if (inside != nullptr && inside->kind == Kind::kEntities) {
           left.push_back({child, inside, multiply(current.place, transform), child_name});
@@ -183,9 +185,7 @@ class SceneBuilder {
                     definition->entities);
         }
       }
-      if (!children.empty()) {
-        current.node->addChildren(static_cast<unsigned int>(children.size()), children.data());
-      }
+      hand_over(current.node->mChildren, current.node->mNumChildren, children);
     }
   }
 
