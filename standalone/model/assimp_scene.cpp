@@ -13,6 +13,7 @@
 
 #include "standalone/model/mesh_builder.h"
 #include "standalone/model/names.h"
+#include "standalone/model/shear.h"
 
 namespace mirel::model {
 
@@ -168,8 +169,8 @@ class SceneBuilder {
           child = children.emplace_back(std::make_unique<aiNode>()).get();
           // The exporters make names different from each other too, but by looking at all of them every time.
           set_name(child->mName, node_names_.add(clean_name(child_name)));
-          child->mTransformation = to_assimp(transform);
           child->mParent = current.node;
+          child = place_node(*child, transform);
         }
         if (inside != nullptr && inside->kind == Kind::kEntities) {
           left.push_back({child, inside, multiply(current.place, transform), child_name});
@@ -187,6 +188,19 @@ class SceneBuilder {
       }
       hand_over(current.node->mChildren, current.node->mNumChildren, children);
     }
+  }
+
+  // Gives the node its place; the node inside it that is to show the contents where it takes two to do so.
+  static aiNode* place_node(aiNode& node, SUTransformation const& transform) {
+    SplitTransform const split = split_shear(transform);
+    node.mTransformation = to_assimp(split.outer);
+    if (!split.is_split) {
+      return &node;
+    }
+    auto* inner = new aiNode(std::string(node.mName.C_Str()) + " turned");
+    inner->mTransformation = to_assimp(split.inner);
+    node.addChildren(1, &inner);
+    return inner;
   }
 
   void show_meshes(aiNode& node, Entities const& entities, SUTransformation const& place, std::string const& name) {

@@ -391,6 +391,29 @@ TEST_F(SaveTest, SmoothWithoutSoftIsSmoothToo) {
   EXPECT_EQ(8U, read("smooth.glb")->mMeshes[0]->mNumVertices);
 }
 
+TEST_F(SaveTest, ShearedInstancesStandWhereTheyBelong) {
+  SUEntitiesRef inside = {};
+  SUComponentDefinitionRef const chair = add_definition("Chair", inside);
+  fill(inside, cube_points(), cube_faces());
+  // x takes half of y along: from -1.5 to 1.5, moved by 10.
+  add_instance(root_, chair, {{1, 0, 0, 0, 0.5, 1, 0, 0, 0, 0, 1, 0, 10, 0, 0, 1}});
+  for (char const* const name : {"shear.glb", "shear.dae", "shear.obj", "shear.stl"}) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(SU_ERROR_NONE, save(name));
+    aiScene const* const scene = read(name);
+    std::size_t faces = 0;
+    Bounds bounds;
+    collect(*scene, *scene->mRootNode, aiMatrix4x4(), faces, bounds);
+    float const unit =
+        std::string(name).find(".glb") != std::string::npos || std::string(name).find(".dae") != std::string::npos
+            ? 0.0254F
+            : 1.0F;
+    EXPECT_NEAR(8.5F * unit, bounds.low.x, 1e-5F);
+    EXPECT_NEAR(11.5F * unit, bounds.high.x, 1e-5F);
+    EXPECT_EQ(12U, faces);
+  }
+}
+
 TEST_F(SaveTest, SidesOfAFace) {
   SUMaterialRef const red = add_material("Red", {255, 0, 0, 255});
   SUMaterialRef const blue = add_material("Blue", {0, 0, 255, 255});
