@@ -182,7 +182,11 @@ void LadderBuilder::wake(std::uint32_t v) {
 // Takes a vertex out: it has merged into another, or lost its last face.
 void LadderBuilder::retire(std::uint32_t v) {
   Vertex& vertex = stars_.vertex(v);
-  if (live_components_ > 0 && vertex.bucket != kSetAside) --components_[component_of_[v]].active;
+  if (live_components_ > 0) {
+    Component& component = components_[component_of_[v]];
+    --component.live;
+    component.active -= vertex.bucket != kSetAside ? 1U : 0U;
+  }
   stars_.clear(v);
   vertex.flags |= kDead;
   vertex.bucket = kNotQueued;

@@ -57,7 +57,8 @@ class LadderBuilder {
     bool incoming;  // the neighbour is the entry's previous corner
   };
   struct Component {
-    std::uint32_t active = 0;  // vertices that are neither dead nor set aside
+    std::uint32_t live = 0;    // vertices
+    std::uint32_t active = 0;  // of these, the ones that are not set aside
     std::uint32_t member = kNone;
     bool locked = false;
     bool gone = false;

@@ -59,6 +59,8 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b, Vec3 place) {
   Vec3 const pa = stars_.vertex(a).position();
   Vec3 const pb = stars_.vertex(b).position();
   auto const survive = [&](StarEntry const& entry, Vec3 from, bool of_gone) {
+    // If the collapse is made this vertex's star is written next.
+    __builtin_prefetch(stars_.entries() + stars_.vertex(entry.next).star_begin, 1);
     Vec3 const next = stars_.vertex(entry.next).position();
     Vec3 const previous = stars_.vertex(entry.previous).position();
     survivors_.push_back({entry, of_gone, cross(next - from, previous - from), cross(next - place, previous - place)});

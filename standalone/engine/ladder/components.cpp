@@ -37,6 +37,7 @@ void LadderBuilder::find_components() {
     gather_component(seed);
     Component component;
     component.member = seed;
+    component.live = static_cast<std::uint32_t>(component_vertices_.size());
     for (std::uint32_t const v : component_vertices_) {
       component_of_[v] = id;
       component.active += stars_.vertex(v).bucket != kSetAside ? 1U : 0U;
@@ -70,8 +71,6 @@ void LadderBuilder::offer_component(std::uint32_t component) {
 void LadderBuilder::remove_component(std::uint32_t component) {
   // The last one stays: a mesh that was there is still there.
   if (live_components_ <= 1 || components_[component].gone || components_[component].active != 0) return;
-  components_[component].gone = true;
-  --live_components_;
   gather_component(components_[component].member);
   ++step_;
   for (std::uint32_t const v : component_vertices_) {
@@ -81,6 +80,18 @@ void LadderBuilder::remove_component(std::uint32_t component) {
   for (std::uint32_t const face : component_faces_) records_.face_death[face] = step_;
   live_faces_ -= static_cast<std::uint32_t>(component_faces_.size());
   finish_step();
+
+  // A collapse beside a pinch vertex may have cut the component in two: the other part is then offered by itself.
+  Component& rest = components_[component];
+  rest.live -= static_cast<std::uint32_t>(component_vertices_.size());
+  if (rest.live == 0) {
+    rest.gone = true;
+    --live_components_;
+    return;
+  }
+  rest.member = 0;
+  while ((stars_.vertex(rest.member).flags & kDead) != 0 || component_of_[rest.member] != component) ++rest.member;
+  offer_component(component);
 }
 
 }  // namespace mirel::engine

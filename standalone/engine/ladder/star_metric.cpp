@@ -71,7 +71,8 @@ void list_neighbours(Stars const& stars, std::uint32_t v, std::vector<std::uint3
   neighbours.clear();
   if ((stars.vertex(v).flags & kIrregular) == 0) {
     // A closed fan: every neighbour is some triangle's next corner exactly once.
-    for (StarEntry const& entry : star) neighbours.push_back(entry.next);
+    neighbours.resize(star.size());
+    for (std::size_t i = 0; i < star.size(); ++i) neighbours[i] = star[i].next;
     return;
   }
   for (StarEntry const& entry : star) {
@@ -178,13 +179,17 @@ void evaluate(Stars const& stars, std::uint32_t v, Candidates& candidates) {
     py = select(sound, py, half * dy);
     pz = select(sound, pz, half * dz);
 
-    int const a_locked = (a.flags & kLocked) != 0 ? -1 : 0;
-    LaneMask locked;
-    for (int k = 0; k < 4; ++k) locked[k] = (b[k]->flags & kLocked) != 0 ? -1 : 0;
-    LaneMask const stay = {a_locked, a_locked, a_locked, a_locked};
-    px = select(locked, dx, select(stay, zero, px));
-    py = select(locked, dy, select(stay, zero, py));
-    pz = select(locked, dz, select(stay, zero, pz));
+    LaneMask both_locked = {0, 0, 0, 0};
+    if (((a.flags | b[0]->flags | b[1]->flags | b[2]->flags | b[3]->flags) & kLocked) != 0) {
+      int const a_locked = (a.flags & kLocked) != 0 ? -1 : 0;
+      LaneMask locked;
+      for (int k = 0; k < 4; ++k) locked[k] = (b[k]->flags & kLocked) != 0 ? -1 : 0;
+      LaneMask const stay = {a_locked, a_locked, a_locked, a_locked};
+      px = select(locked, dx, select(stay, zero, px));
+      py = select(locked, dy, select(stay, zero, py));
+      pz = select(locked, dz, select(stay, zero, pz));
+      both_locked = locked & stay;
+    }
 
     // Two positive forms, each about its own vertex: nothing cancels.
     Lanes const ex = px - dx, ey = py - dy, ez = pz - dz;
@@ -194,7 +199,7 @@ void evaluate(Stars const& stars, std::uint32_t v, Candidates& candidates) {
                          ez * (bq2 * ex + bq4 * ey + bq5 * ez);
     Lanes key = larger(cost_a + cost_b, zero) + splat(kHistory) * larger(splat(a.error), errors);
     key = larger(key, splat(kKeyFloor));
-    key = select(locked & stay, splat(std::numeric_limits<float>::infinity()), key);
+    key = select(both_locked, splat(std::numeric_limits<float>::infinity()), key);
 
     std::memcpy(candidates.keys.data() + first, &key, sizeof(key));
     std::memcpy(candidates.x.data() + first, &px, sizeof(px));

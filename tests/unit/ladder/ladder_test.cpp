@@ -204,6 +204,8 @@ TEST(LadderTest, GoesDownToTheSimplestMeshOfItsKind) {
   // Components go whole once nothing else is cheaper; the last one stays.
   EXPECT_EQ(coarsest(test::many_components(20)), 4U);
   EXPECT_EQ(coarsest(test::textured_sphere(12, 16)), 4U);
+  // Parts that come loose from their component go too.
+  EXPECT_EQ(coarsest(test::soup(200, 150, 3)), 1U);
 }
 
 TEST(LadderTest, FlatRegionsGoWithoutError) {
