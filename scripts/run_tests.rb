@@ -323,6 +323,9 @@ rescue OptionParser::ParseError => e
 end
 chosen = Suites::NAMES.keys & (chosen.empty? ? Suites::NAMES.keys : chosen)
 
+# Unit tests run in their build folder: they are told where the models are, too.
+ENV["MIREL_SHARED"] ||= File.expand_path("../shared", ROOT)
+
 $stdout.sync = true
 suites = Suites.new(build_root: build_root, fuzz_seconds: fuzz_seconds)
 results = chosen.to_h do |name|
