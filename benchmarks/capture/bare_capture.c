@@ -1,23 +1,31 @@
-/* The Ruby calls of a capture, in the same order with the same arguments, and nothing else: no conversion of the
-   results, no mesh. The floor that the capture's cost is compared with. */
+/* The Ruby calls of a capture, in the same order with the same arguments, and nothing else: no mesh. The floor that the
+   capture's cost is compared with, with or without the interpreter's conversion of the coordinates to numbers. */
 #include <ruby.h>
 
 static ID keys, length, material_has_texture, polygons, count_polygons, point_at, normal_at, uv_at, x, y, z;
 
+static int convert;
+static volatile double sink; /* keeps the conversions */
+
+static void call_coordinate(VALUE point, ID axis) {
+  VALUE const coordinate = rb_funcallv(point, axis, 0, NULL);
+  if (convert) sink = rb_num2dbl(coordinate);
+}
+
 static void call_corner(VALUE polygon_mesh, VALUE point_index, int textured) {
   VALUE const point = rb_funcallv(polygon_mesh, point_at, 1, &point_index);
-  rb_funcallv(point, x, 0, NULL);
-  rb_funcallv(point, y, 0, NULL);
-  rb_funcallv(point, z, 0, NULL);
+  call_coordinate(point, x);
+  call_coordinate(point, y);
+  call_coordinate(point, z);
   VALUE const normal = rb_funcallv(polygon_mesh, normal_at, 1, &point_index);
-  rb_funcallv(normal, x, 0, NULL);
-  rb_funcallv(normal, y, 0, NULL);
-  rb_funcallv(normal, z, 0, NULL);
+  call_coordinate(normal, x);
+  call_coordinate(normal, y);
+  call_coordinate(normal, z);
   if (textured) {
     VALUE const arguments[] = {point_index, Qtrue};
     VALUE const uv = rb_funcallv(polygon_mesh, uv_at, 2, arguments);
-    rb_funcallv(uv, x, 0, NULL);
-    rb_funcallv(uv, y, 0, NULL);
+    call_coordinate(uv, x);
+    call_coordinate(uv, y);
   }
 }
 
@@ -32,8 +40,9 @@ static void call_polygons(VALUE polygon_mesh, int textured) {
   }
 }
 
-static VALUE call_all(VALUE module, VALUE importer, VALUE meshes_by_material) {
+static VALUE call_all(VALUE module, VALUE importer, VALUE meshes_by_material, VALUE with_conversion) {
   (void)module;
+  convert = RTEST(with_conversion);
   VALUE const all_keys = rb_funcallv(meshes_by_material, keys, 0, NULL);
   int const material_count = NUM2INT(rb_funcallv(all_keys, length, 0, NULL));
   for (int material = 0; material < material_count; ++material) {
@@ -63,5 +72,5 @@ void Init_bare_capture(void) {
   y = rb_intern("y");
   z = rb_intern("z");
   VALUE const module = rb_define_module("BareCapture");
-  rb_define_singleton_method(module, "call_all", call_all, 2);
+  rb_define_singleton_method(module, "call_all", call_all, 3);
 }
