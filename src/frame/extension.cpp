@@ -7,6 +7,7 @@
 #include "src/export/obj_export.h"
 #include "src/frame/interned_name.h"
 #include "src/frame/method_table.h"
+#include "src/import/fbx/scene_import.h"
 #include "src/import/obj_import.h"
 #include "src/import/ply_import.h"
 #include "src/preview/mesh_readback.h"
@@ -60,4 +61,5 @@ void Init_Plugin() {
   defineMethod<getPoints>(type, "get_points");
   defineMethod<initMeshDepot>(type, "init_mesh_depot");
   defineMethod<initSimplify>(type, "init_simplify");
+  Init_Import_fbx();
 }

@@ -1,33 +1,21 @@
 #include "src/import/scene_handoff.h"
 
 #include <cstdio>
-#include <limits>
 
 #include "src/balancer/balancer_state.h"
 #include "src/frame/extension.h"
 #include "src/frame/interned_name.h"
 #include "src/frame/ruby_value.h"
-
-namespace {
-
-// Truncates toward zero. What no int can hold (NaN too) becomes the lowest int, so that the conversion is defined.
-int getColorByte(float component) {
-  float const scaled = component * 255.0F;
-  bool const fits = scaled > -2147483648.0F && scaled < 2147483648.0F;
-  return fits ? static_cast<int>(scaled) : std::numeric_limits<int>::min();
-}
-
-}  // namespace
+#include "src/import/color_number.h"
 
 VALUE getSUColorFromBalancerColor(ab::IMaterial::Color const* color) {
   static ID colorName;
   static ID newName;
-  int const components[] = {getColorByte(color->red), getColorByte(color->green), getColorByte(color->blue),
-                            getColorByte(color->alpha)};
+  float const components[] = {color->red, color->green, color->blue, color->alpha};
   VALUE const type = rb_const_get(mSketchup, internedName(colorName, "Color"));
   VALUE arguments[4];
   for (int place = 0; place < 4; ++place) {
-    arguments[place] = GetRubyInterface(components[place]);
+    arguments[place] = GetRubyInterface(truncateToInt(components[place] * 255.0F));
   }
   return rb_funcallv(type, internedName(newName, "new"), 4, arguments);
 }

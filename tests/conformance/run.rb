@@ -14,6 +14,7 @@ abort "usage: ruby run.rb BUILD_DIR [NAME...]" unless build
 folder = __dir__
 build = File.expand_path(build)
 recording = File.join(build, "tests", "conformance", "recording")
+libraries = File.join(build, "lib")
 path_variable = RUBY_PLATFORM.include?("darwin") ? "DYLD_LIBRARY_PATH" : "LD_LIBRARY_PATH"
 # These use the library that is built beside the extension.
 real_sdk = %w[leak road whole_export]
@@ -27,7 +28,7 @@ failed = []
 files.each do |file|
   name = File.basename(file, "_test.rb")
   environment = { "MIREL_BUILD" => build }
-  environment[path_variable] = [recording, ENV[path_variable]].compact.join(":") unless real_sdk.include?(name)
+  environment[path_variable] = [recording, libraries, ENV[path_variable]].compact.join(":") unless real_sdk.include?(name)
   output, status = Open3.capture2e(environment, RbConfig.ruby, "-W", "-I", File.join(folder, "support"), file)
   summary = output[/^\d+ runs, .*$/]
   failed << name unless status.success? && summary

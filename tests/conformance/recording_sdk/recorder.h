@@ -2,7 +2,8 @@
 //
 // The log has one line per call, in order: OBJECT.OPERATION ARGUMENTS. Objects are named sdk1, depot1, depot1.mesh0,
 // depot1.mesh0.material0, depot1.hierarchy1 by order of creation since the last reset; a call on an object whose
-// depot has been destroyed is logged with "DEAD " before it. Floats are written with nine digits.
+// depot has been destroyed is logged with "DEAD " before it. Floats are written with nine digits,
+// arrays handed in with all their entries in brackets.
 //
 // An answer is looked up under OBJECT.OPERATION first, then under OPERATION alone. The tables and counts of a face
 // set, and the vertex remaps of a mode, are looked up under OPERATION.NUMBER before that.

@@ -48,6 +48,22 @@ std::string show(std::string const& value) {
   return value;
 }
 
+// An array that was handed in.
+struct Numbers {
+  float const* values;
+  std::size_t count;
+};
+
+std::string show(Numbers numbers) {
+  std::string text = "[";
+  for (std::size_t place = 0; place < numbers.count; ++place) {
+    text += place == 0 ? "" : " ";
+    text += show(numbers.values[place]);
+  }
+  text += ']';
+  return text;
+}
+
 void addLine(std::string const& line) {
   if (script.enabled) {
     script.log += line;
@@ -207,11 +223,13 @@ class RecordedMesh final : public ab::IMesh, Recorded {
   }
   bool hasVertexAttributes() const override { return boolean("hasVertexAttributes"); }
   float const* getNormals() const override { return floatArray("getNormals"); }
-  void setVertexNormals(float const*, std::uint32_t count, std::uint32_t stride) override {
-    record("setVertexNormals", count, stride);
+  void setVertexNormals(float const* normals, std::uint32_t count, std::uint32_t stride) override {
+    record("setVertexNormals", count, stride, Numbers{normals, count * stride / sizeof(float)});
   }
   void removeVertexNormals() override { record("removeVertexNormals"); }
-  void addNormals(float const*, std::uint32_t count) override { record("addNormals", count); }
+  void addNormals(float const* normals, std::uint32_t count) override {
+    record("addNormals", count, Numbers{normals, count * 3});
+  }
   std::uint32_t addNormal(float x, float y, float z) override {
     record("addNormal", x, y, z);
     return number("addNormal", kFirstNormal + normals_++);
@@ -223,12 +241,12 @@ class RecordedMesh final : public ab::IMesh, Recorded {
   void removeIndexedNormals() override { record("removeIndexedNormals"); }
   bool hasVertexUVs() const override { return boolean("hasVertexUVs"); }
   float const* getVertexUVs() const override { return floatArray("getVertexUVs"); }
-  void setVertexUVs(float const*, std::uint32_t count, std::uint32_t stride) override {
-    record("setVertexUVs", count, stride);
+  void setVertexUVs(float const* uvs, std::uint32_t count, std::uint32_t stride) override {
+    record("setVertexUVs", count, stride, Numbers{uvs, count * stride / sizeof(float)});
   }
   void removeVertexUVs() override { record("removeVertexUVs"); }
   bool hasCornerUVs() const override { return boolean("hasCornerUVs"); }
-  void addUVs(float const*, std::uint32_t count) override { record("addUVs", count); }
+  void addUVs(float const* uvs, std::uint32_t count) override { record("addUVs", count, Numbers{uvs, count * 2}); }
   std::uint32_t addUV(float u, float v) override {
     record("addUV", u, v);
     return number("addUV", kFirstUV + uvs_++);

@@ -22,6 +22,7 @@
 #include "src/frame/ruby_value.h"
 #include "src/import/scene_handoff.h"
 #include "tests/conformance/test_extension/export_bindings.h"
+#include "tests/conformance/test_extension/fbx_bindings.h"
 #include "tests/conformance/test_extension/preview_bindings.h"
 
 extern "C" __attribute__((visibility("default"))) void Init_mirel_test();
@@ -381,5 +382,6 @@ void Init_mirel_test() {
   rb_define_singleton_method(module, "comma_locale=", setCommaLocale, 1);
   rb_define_singleton_method(module, "show_in_locale", showInLocale, 1);
   defineExportBindings(module);
+  defineFbxBindings(module);
   definePreviewBindings(module);
 }
