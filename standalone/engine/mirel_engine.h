@@ -28,6 +28,8 @@ typedef struct MirelLiveObjects {
   uint32_t ladders;
 } MirelLiveObjects;
 
+enum { MIREL_EDGE_BOUNDARY = 1, MIREL_EDGE_SHARP = 2, MIREL_EDGE_UV_SEAM = 4 };
+
 uint32_t mirel_engine_mesh_count(void);
 // The name that the loaded file gives the mesh (UTF-8, "" where it gives none).
 char const* mirel_engine_mesh_name(uint32_t mesh);
@@ -39,14 +41,13 @@ uint32_t mirel_engine_usable_face_count(uint32_t mesh);
 int mirel_engine_bounds(uint32_t mesh, float bounds[6]);
 // Faces over all meshes at a step of the current ladder; 0 without a ladder.
 uint32_t mirel_engine_face_count_at(uint32_t step);
-// The mesh's arrays at the current step, as getVertices and getFaces give them: *count x 3 coordinates in model units,
-// *count x 3 indices. Null, and *count 0, where there is none.
-float const* mirel_engine_positions(uint32_t mesh, uint32_t* count);
-uint32_t const* mirel_engine_faces(uint32_t mesh, uint32_t* count);
 // face_count x 3 corners x (u, v) at the current step, in the order of getFaces; null where the mesh has no UVs.
 float const* mirel_engine_corner_uvs(uint32_t mesh);
 // face_count x 3 corners x (x, y, z) at the current step; null where the mesh has no normals.
 float const* mirel_engine_corner_normals(uint32_t mesh);
+// face_count x 3 edges at the current step, each from a corner to the next of its face: the MIREL_EDGE_... that apply,
+// added up; null where the mesh has no face. Boundary and sharp are as getFaceEdgeFlags tells them.
+unsigned char const* mirel_engine_corner_edge_kinds(uint32_t mesh);
 // The ladder's bound on the deviation of a step, model units; NaN where the ladder was built without a tolerance.
 double mirel_engine_deviation_bound(uint32_t step);
 // Both fill *result, so that callers without C structs as results can use them.

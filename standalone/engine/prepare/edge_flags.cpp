@@ -10,25 +10,40 @@
 namespace mirel::engine {
 namespace {
 
-constexpr unsigned char kBoundary = 0x02;
-constexpr unsigned char kSharp = 0x20;
 constexpr double kCosineOf30Degrees = 0.86602540378443864676;
 
-// is_sharp(h, g, alike): of an edge with the half-edges h and g; alike: both run the same way.
+// visit(group, alike): of each edge, its half-edges; alike: the first two run the same way.
+template <class Visit>
+void for_each_edge(EdgeFlagInput const& mesh, Visit visit) {
+  Edges const edges = find_edges(mesh.faces, mesh.position_of, mesh.position_count);
+  edges.for_each([&](std::uint32_t low, std::span<Edges::HalfEdge const> group) {
+    auto const rises = [&](std::size_t place) { return mesh.position_of[mesh.faces[group[place].half]] == low; };
+    visit(group, group.size() > 1 && rises(0) == rises(1));
+  });
+}
+
+// differ(a, b): of two corners. What comes back tells of two half-edges whether they differ at either end.
+template <class Differ>
+auto either_end_differs(Differ const& differ) {
+  return [&differ](std::size_t h, std::size_t g, bool alike) {
+    std::size_t const g_start = alike ? g : next_corner(g);
+    std::size_t const g_end = alike ? next_corner(g) : g;
+    return differ(h, g_start) || differ(next_corner(h), g_end);
+  };
+}
+
+// is_sharp(h, g, alike): of an edge with the half-edges h and g.
 template <class IsSharp>
 std::vector<unsigned char> make_flags(EdgeFlagInput const& mesh, IsSharp is_sharp) {
   std::vector<unsigned char> flags(mesh.faces.size());
-  Edges const edges = find_edges(mesh.faces, mesh.position_of, mesh.position_count);
-  edges.for_each([&](std::uint32_t low, std::span<Edges::HalfEdge const> group) {
+  for_each_edge(mesh, [&](std::span<Edges::HalfEdge const> group, bool alike) {
     unsigned char flag = 0;
     if (group.size() == 1) {
-      flag = kBoundary;
+      flag = kBoundaryFlag;
     } else if (group.size() > 2) {
-      flag = kSharp;
+      flag = kSharpFlag;
     } else {
-      bool const first_rises = mesh.position_of[mesh.faces[group[0].half]] == low;
-      bool const second_rises = mesh.position_of[mesh.faces[group[1].half]] == low;
-      flag = is_sharp(group[0].half, group[1].half, first_rises == second_rises) ? kSharp : 0;
+      flag = is_sharp(group[0].half, group[1].half, alike) ? kSharpFlag : 0;
     }
     for (Edges::HalfEdge const& half_edge : group) {
       flags[half_edge.half] = flag;
@@ -46,11 +61,21 @@ std::vector<unsigned char> edge_flags_by_normals(EdgeFlagInput const& mesh, floa
     float const* n = normals + std::size_t{places[b]} * 3;
     return m != n && !std::equal(m, m + 3, n);
   };
-  return make_flags(mesh, [&differ](std::size_t h, std::size_t g, bool alike) {
-    std::size_t const g_start = alike ? g : next_corner(g);
-    std::size_t const g_end = alike ? next_corner(g) : g;
-    return differ(h, g_start) || differ(next_corner(h), g_end);
+  return make_flags(mesh, either_end_differs(differ));
+}
+
+std::vector<unsigned char> uv_seams(EdgeFlagInput const& mesh, float const* corner_uvs) {
+  auto const differ = [corner_uvs](std::size_t a, std::size_t b) {
+    return !std::equal(corner_uvs + a * 2, corner_uvs + a * 2 + 2, corner_uvs + b * 2);
+  };
+  auto const is_seam = either_end_differs(differ);
+  std::vector<unsigned char> seams(mesh.faces.size());
+  for_each_edge(mesh, [&](std::span<Edges::HalfEdge const> group, bool alike) {
+    if (group.size() == 2 && is_seam(group[0].half, group[1].half, alike)) {
+      seams[group[0].half] = seams[group[1].half] = 1;
+    }
   });
+  return seams;
 }
 
 std::vector<unsigned char> edge_flags_by_angle(EdgeFlagInput const& mesh) {

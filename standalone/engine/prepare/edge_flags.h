@@ -10,6 +10,9 @@
 
 namespace mirel::engine {
 
+inline constexpr unsigned char kBoundaryFlag = 0x02;
+inline constexpr unsigned char kSharpFlag = 0x20;
+
 struct EdgeFlagInput {
   std::span<float const> vertices;             // vertex_count x 3
   std::span<std::uint32_t const> faces;        // face_count x 3 vertices
@@ -23,5 +26,8 @@ std::vector<unsigned char> edge_flags_by_normals(EdgeFlagInput const& mesh, floa
 
 // Sharp: the angle between the two faces' normals is above 30 degrees, wound alike or not.
 std::vector<unsigned char> edge_flags_by_angle(EdgeFlagInput const& mesh);
+
+// 1 where exactly two faces meet and their UVs differ at either end, else 0. corner_uvs: face_count x 3 x (u, v).
+std::vector<unsigned char> uv_seams(EdgeFlagInput const& mesh, float const* corner_uvs);
 
 }  // namespace mirel::engine

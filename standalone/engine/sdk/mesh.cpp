@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "standalone/engine/mirel_engine.h"
 #include "standalone/engine/prepare/edge_flags.h"
 #include "standalone/engine/prepare/point_join.h"
 #include "standalone/engine/prepare/t_junctions.h"
@@ -425,42 +426,58 @@ ab::IMaterial* Mesh::getMaterial(std::uint32_t set) const {
   });
 }
 
+// `exact` keeps the positions where the mesh has no joined ones.
+EdgeFlagInput Mesh::edge_flag_input(PointJoin& exact) const {
+  MeshView const& v = view();
+  EdgeFlagInput input;
+  input.vertices = {v.vertices, std::size_t{v.vertex_count} * 3};
+  input.faces = {v.faces, std::size_t{v.face_count} * 3};
+  if (v.wedges != nullptr) {
+    input.position_of = v.wedges->position_of;
+    input.position_count = v.wedges->position_count;
+  } else {
+    exact = join_equal_points(input.vertices, 3);
+    input.position_of = exact.group_of;
+    input.position_count = static_cast<std::uint32_t>(exact.kept.size());
+  }
+  return input;
+}
+
+// False where a table that it needs has found no memory; may throw std::bad_alloc for its own.
+bool Mesh::make_edge_flags() const {
+  if (!tables_.edge_flags.empty()) {
+    return true;
+  }
+  MeshView const& v = view();
+  PointJoin exact;
+  EdgeFlagInput const input = edge_flag_input(exact);
+  if (!v.has_normals()) {
+    tables_.edge_flags = edge_flags_by_angle(input);
+  } else if (v.build == nullptr || v.build->face_normals.empty()) {
+    tables_.edge_flags = edge_flags_by_normals(input, v.vertex_normals, input.faces);
+  } else {
+    float const* const normals = corner_normals();
+    if (normals == nullptr) {
+      return false;
+    }
+    std::vector<std::uint32_t> places(input.faces.size());
+    for (std::size_t c = 0; c < places.size(); ++c) {
+      places[c] = static_cast<std::uint32_t>(c);
+    }
+    tables_.edge_flags = edge_flags_by_normals(input, normals, places);
+  }
+  return true;
+}
+
 void Mesh::getFaceEdgeFlags(std::uint32_t face, unsigned char& edge0, unsigned char& edge1,
                             unsigned char& edge2) const {
   edge0 = edge1 = edge2 = 0;
-  MeshView const& v = view();
-  if (face >= v.face_count) {
+  if (face >= view().face_count) {
     return;
   }
   or_else(false, [&] {
-    if (tables_.edge_flags.empty()) {
-      PointJoin exact;
-      EdgeFlagInput input;
-      input.vertices = {v.vertices, std::size_t{v.vertex_count} * 3};
-      input.faces = {v.faces, std::size_t{v.face_count} * 3};
-      if (v.wedges != nullptr) {
-        input.position_of = v.wedges->position_of;
-        input.position_count = v.wedges->position_count;
-      } else {
-        exact = join_equal_points(input.vertices, 3);
-        input.position_of = exact.group_of;
-        input.position_count = static_cast<std::uint32_t>(exact.kept.size());
-      }
-      if (!v.has_normals()) {
-        tables_.edge_flags = edge_flags_by_angle(input);
-      } else if (v.build == nullptr || v.build->face_normals.empty()) {
-        tables_.edge_flags = edge_flags_by_normals(input, v.vertex_normals, input.faces);
-      } else {
-        float const* const normals = corner_normals();
-        if (normals == nullptr) {
-          return false;
-        }
-        std::vector<std::uint32_t> places(input.faces.size());
-        for (std::size_t c = 0; c < places.size(); ++c) {
-          places[c] = static_cast<std::uint32_t>(c);
-        }
-        tables_.edge_flags = edge_flags_by_normals(input, normals, places);
-      }
+    if (!make_edge_flags()) {
+      return false;
     }
     unsigned char const* flags = &tables_.edge_flags[std::size_t{face} * 3];
     edge0 = flags[0];
@@ -627,6 +644,33 @@ float const* Mesh::corner_normals() const {
       tables_.corner_normals = std::move(values);
     }
     return tables_.corner_normals.data();
+  });
+}
+
+unsigned char const* Mesh::corner_edge_kinds() const {
+  if (view().face_count == 0) {
+    return nullptr;
+  }
+  return or_else<unsigned char const*>(nullptr, [&]() -> unsigned char const* {
+    if (tables_.edge_kinds.empty()) {
+      if (!make_edge_flags()) {
+        return nullptr;
+      }
+      std::vector<unsigned char> kinds(tables_.edge_flags.size());
+      std::vector<unsigned char> seams(kinds.size());
+      if (float const* const uvs = corner_uvs()) {
+        PointJoin exact;
+        seams = uv_seams(edge_flag_input(exact), uvs);
+      }
+      for (std::size_t edge = 0; edge < kinds.size(); ++edge) {
+        bool const boundary = (tables_.edge_flags[edge] & kBoundaryFlag) != 0;
+        bool const sharp = (tables_.edge_flags[edge] & kSharpFlag) != 0;
+        kinds[edge] = static_cast<unsigned char>((boundary ? MIREL_EDGE_BOUNDARY : 0) | (sharp ? MIREL_EDGE_SHARP : 0) |
+                                                 (seams[edge] != 0 ? MIREL_EDGE_UV_SEAM : 0));
+      }
+      tables_.edge_kinds = std::move(kinds);
+    }
+    return tables_.edge_kinds.data();
   });
 }
 

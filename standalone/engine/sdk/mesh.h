@@ -18,6 +18,8 @@
 #include "standalone/engine/obj/obj_reader.h"
 #include "standalone/engine/prepare/build_mesh.h"
 #include "standalone/engine/prepare/cleanup.h"
+#include "standalone/engine/prepare/edge_flags.h"
+#include "standalone/engine/prepare/point_join.h"
 #include "standalone/engine/prepare/wedges.h"
 #include "standalone/engine/sdk/hierarchy.h"
 #include "standalone/engine/sdk/material.h"
@@ -83,6 +85,8 @@ class Mesh final : public MeshSlots {
   // face_count x 3 corners x 2 or 3 numbers at the current step, or null where the mesh has none.
   float const* corner_uvs() const;
   float const* corner_normals() const;
+  // face_count x 3 edges, each from a corner to the next, of MIREL_EDGE_... bits; null where there is no face.
+  unsigned char const* corner_edge_kinds() const;
 
   // The depot's stages. Each may throw std::bad_alloc and then leaves an empty mesh or the mesh as it was; the mesh
   // must not stand on a ladder.
@@ -105,6 +109,7 @@ class Mesh final : public MeshSlots {
     Table set_begin;                       // build form: set_count + 1
     std::vector<std::uint32_t> set_faces;  // build form: the faces set by set
     std::vector<unsigned char> edge_flags;
+    std::vector<unsigned char> edge_kinds;
     std::array<Table, 4> vertex_remap;  // by 2 x mode + split
     Table normal_remap;
     Table uv_remap;
@@ -131,6 +136,8 @@ class Mesh final : public MeshSlots {
   void empty_wedges();
   void leave_ladder();
   void make_set_tables() const;
+  EdgeFlagInput edge_flag_input(PointJoin& exact) const;
+  bool make_edge_flags() const;
   std::vector<std::uint32_t> const& set_begins() const;  // set_count + 1, or empty; may throw std::bad_alloc
   Table const& vertex_remap(std::uint32_t mode, bool split) const;
   Table const& value_remap(Table& table, float const* values, std::uint32_t dimension) const;

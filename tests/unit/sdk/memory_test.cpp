@@ -85,6 +85,7 @@ bool reads_well(ab::IMesh const& mesh) {
   }
   read_floats(mirel_engine_corner_normals(0), std::size_t{face_count} * 9);
   read_floats(mirel_engine_corner_uvs(0), std::size_t{face_count} * 6);
+  mirel_engine_corner_edge_kinds(0);
   return well && !std::isnan(sum);
 }
 

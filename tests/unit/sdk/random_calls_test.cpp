@@ -366,6 +366,7 @@ class RandomCalls {
     EXPECT_EQ(mesh.hasVertexAttributes(), mesh.getNormals() != nullptr || mesh.hasVertexUVs());
     for (std::uint32_t const place : {0U, number}) {
       mirel_engine_corner_uvs(place);
+      mirel_engine_corner_edge_kinds(place);
       mirel_engine_corner_normals(place);
       mirel_engine_vertex_count(place);
       mirel_engine_usable_face_count(place);

@@ -106,6 +106,41 @@ TEST(Stages, WedgeFormHasAttributesPerVertex) {
   EXPECT_EQ(mirel_engine_corner_uvs(0)[2 * 2], 1.0F);
 }
 
+// Two triangles side by side, folded by `rise`; the second has the UVs of the first at the shared edge, or others.
+//
+//   3---2
+//   | \ |   shared edge: 1-3
+//   0---1
+std::vector<int> edge_kinds_of_fold(float rise, bool seam) {
+  Depot depot;
+  ab::IMesh* const mesh = depot.add_mesh();
+  mesh->addVertex(0, 0, 0);
+  mesh->addVertex(1, 0, 0);
+  mesh->addVertex(1, 1, rise);
+  mesh->addVertex(0, 1, 0);
+  mesh->addFace(0, 1, 3);
+  mesh->addFace(1, 2, 3);
+  for (float const u : {0.0F, 1.0F, 2.0F, 3.0F, 5.0F}) {
+    mesh->addUV(u, 0);
+  }
+  mesh->setFaceUVIndices(0, 0, 1, 3);
+  mesh->setFaceUVIndices(1, seam ? 4 : 1, 2, 3);
+  prepare_and_join(depot);
+  unsigned char const* const kinds = mirel_engine_corner_edge_kinds(0);
+  return {kinds, kinds + 6};
+}
+
+TEST(Stages, EdgeKindsTellBoundarySharpAndSeam) {
+  EXPECT_EQ(edge_kinds_of_fold(0, false), (std::vector<int>{1, 0, 1, 1, 1, 0}));
+  EXPECT_EQ(edge_kinds_of_fold(0, true), (std::vector<int>{1, 4, 1, 1, 1, 4}));
+  EXPECT_EQ(edge_kinds_of_fold(5, false), (std::vector<int>{1, 2, 1, 1, 1, 2}));
+  EXPECT_EQ(edge_kinds_of_fold(5, true), (std::vector<int>{1, 6, 1, 1, 1, 6}));
+  Depot empty;
+  empty.add_mesh();
+  EXPECT_EQ(mirel_engine_corner_edge_kinds(0), nullptr);
+  EXPECT_EQ(mirel_engine_corner_edge_kinds(1), nullptr);
+}
+
 TEST(Stages, AttributesThatAreRemovedMergeWedgesAtTheNextJoin) {
   Depot depot;
   ab::IMesh* const mesh = depot.add_mesh();

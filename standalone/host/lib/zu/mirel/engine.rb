@@ -44,16 +44,6 @@ module Zu
           box
         end
 
-        # @return [String, nil] x, y, z of each position of the mesh at the current step, as 32-bit floats
-        def positions(mesh)
-          triples('mirel_engine_positions', mesh)
-        end
-
-        # @return [String, nil] three 32-bit numbers of positions, from 0, for each face at the current step
-        def faces(mesh)
-          triples('mirel_engine_faces', mesh)
-        end
-
         # @return [Float, nil] bound on the deviation at a step, model units; nil where it was not measured
         def deviation_bound(step)
           value = call('mirel_engine_deviation_bound', [step], Fiddle::TYPE_DOUBLE)
@@ -63,6 +53,25 @@ module Zu
         # @return [Integer, nil] faces over all meshes at a step
         def face_count_at(step)
           call('mirel_engine_face_count_at', [step], Fiddle::TYPE_INT, &method(:unsigned))
+        end
+
+        # @param corners [Integer] three times the faces of the mesh at the current step
+        # @return [String, nil] u, v of each corner as 32-bit floats; nil where the mesh has no UVs
+        def corner_uvs(mesh, corners)
+          corner_data('mirel_engine_corner_uvs', mesh, corners * 2 * Fiddle::SIZEOF_FLOAT)
+        end
+
+        # @param corners [Integer] three times the faces of the mesh at the current step
+        # @return [String, nil] x, y, z of each corner's normal as 32-bit floats; nil where the mesh has none
+        def corner_normals(mesh, corners)
+          corner_data('mirel_engine_corner_normals', mesh, corners * 3 * Fiddle::SIZEOF_FLOAT)
+        end
+
+        # @param corners [Integer] three times the faces of the mesh at the current step
+        # @return [String, nil] a byte for the edge from each corner to the next of its face: 1 boundary, 2 sharp,
+        #   4 UV seam, added up
+        def corner_edge_kinds(mesh, corners)
+          corner_data('mirel_engine_corner_edge_kinds', mesh, corners)
         end
 
         # @return [LadderEnd, nil]
@@ -80,12 +89,9 @@ module Zu
 
         private
 
-        def triples(name, mesh)
-          count = [0].pack('L')
-          pointer = call(name, [mesh, count], Fiddle::TYPE_VOIDP)
-          return if pointer.nil?
-
-          pointer.null? ? ''.b : pointer[0, 12 * count.unpack1('L')]
+        def corner_data(name, mesh, bytes)
+          pointer = call(name, [mesh], Fiddle::TYPE_VOIDP)
+          pointer[0, bytes] unless pointer.nil? || pointer.null?
         end
 
         def call(name, arguments, result)
