@@ -15,7 +15,8 @@ ENV['MIREL_SHARED'] ||= File.expand_path('../shared', root)
 names = ARGV.reject { |argument| argument.start_with?('-') }
 ARGV.reject! { |argument| names.include?(argument) }
 
-$LOAD_PATH.unshift(File.join(__dir__, 'support'), File.join(root, 'standalone/host/lib'), File.join(root, 'standalone/mirel/lib'))
+$LOAD_PATH.unshift(File.join(__dir__, 'support'), File.join(root, 'standalone/host/lib'), File.join(root, 'standalone/mirel/lib'),
+                   File.join(root, 'standalone/viewer/lib'))
 names = ['*'] if names.empty?
 files = names.flat_map { |name| Dir[File.join(__dir__, "#{name}_test.rb")] }.sort
 abort "run.rb: no such test file: #{names.join(', ')}" if files.empty?

@@ -23,6 +23,16 @@ module CommandLine
       raise OptionParser::InvalidArgument, "#{text} (not a whole number)"
     end
 
+    # @return [Integer] 1 to 65535
+    def port(text)
+      number = Integer(text, 10)
+      return number if (1..65_535).cover?(number)
+
+      raise OptionParser::InvalidArgument, "#{text} (a port is from 1 to 65535)"
+    rescue ArgumentError
+      raise OptionParser::InvalidArgument, "#{text} (not a whole number)"
+    end
+
     # @return [Float] above 0 and up to 1
     def ratio(text)
       number = relative(text)

@@ -32,6 +32,11 @@ module Zu
       attr_reader :view
       # @return [Array] corners and edges of the last readback: see get_triangles; distinct vertices: see get_points
       attr_reader :triangles, :lines, :mesh_points
+      # A mesh at its place, and which entries of @triangles are its face sets.
+      PlacedMesh = Struct.new(:mesh, :materials, :transformation, :first, :count)
+
+      # @return [Array<PlacedMesh>] what @triangles holds, in its order
+      attr_reader :placed_meshes
       # @return [Float, nil] seconds that the last frame took
       attr_reader :last_draw_time
       # @return [Geom::BoundingBox] around all instances, as of the last readback
@@ -166,6 +171,7 @@ module Zu
         @triangles = []
         @lines = []
         @mesh_points = []
+        @placed_meshes = []
         @triangle_colors = PreviewColors.new
         @preview_bounds = Geom::BoundingBox.new
       end
@@ -183,7 +189,9 @@ module Zu
         read_back do |definition, transformation|
           first = @triangles.size
           get_triangles(definition.balancer_mesh_index, transformation.to_a)
-          @triangle_colors.add(definition.materials, @triangles.size - first)
+          count = @triangles.size - first
+          @triangle_colors.add(definition.materials, count)
+          @placed_meshes << PlacedMesh.new(definition.balancer_mesh_index, definition.materials, transformation, first, count)
         end
       end
 

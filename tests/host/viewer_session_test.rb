@@ -1,0 +1,137 @@
+# frozen_string_literal: true
+
+require 'viewer_test'
+
+# What a page gets: frames that are what was drawn, and moves along the hierarchy.
+class ViewerSessionTest < ViewerTest
+  def test_the_first_frame_is_what_was_drawn
+    start
+    head, body = parse_frame(get('frame').body)
+    assert_equal 288, head['faces']
+    assert_equal [{ 'role' => 'faces', 'primitive' => 4, 'color' => [255, 255, 255, 255], 'count' => 864, 'offset' => 0 }],
+                 head['batches'].reject { |batch| batch['role'] == 'bounds' }
+    drawn = @importer.triangles.flatten(1).flatten.pack('e*').unpack('e*')
+    assert_equal drawn, floats(body, 0, 864 * 3)
+    assert_equal [[864]], head['meshes'].map { |mesh| mesh['corners'] }
+    assert_nil head['meshes'][0]['uvs']
+  end
+
+  def test_edges_and_marks_go_along_where_they_are_asked_for
+    start
+    head, body = parse_frame(get('frame?edges=1&marks=1').body)
+    edges = head['batches'].find { |batch| batch['role'] == 'edges' }
+    assert_equal [1, 288 * 6, [0, 0, 0, 255]], edges.values_at('primitive', 'count', 'color')
+    assert_equal @importer.lines.flatten.pack('e*').unpack('e*'), floats(body, edges['offset'], 288 * 18)
+    kinds = body[head['meshes'][0]['marks'], 864].bytes
+    assert_equal 48, kinds.count { |kind| kind & 1 != 0 }
+  end
+
+  def test_uvs_and_normals_are_those_of_the_drawn_corners
+    start(textured)
+    head, body = parse_frame(get('frame').body)
+    faces = head['batches'].select { |batch| batch['role'] == 'faces' }
+    assert_equal [[255, 0, 0, 255], [0, 0, 255, 127]], faces.map { |batch| batch['color'] }
+    positions = faces.flat_map { |batch| floats(body, batch['offset'], batch['count'] * 3) }.each_slice(3).to_a
+    mesh = head['meshes'][0]
+    assert_equal [3, 3], mesh['corners']
+    uvs = floats(body, mesh['uvs'], 12).each_slice(2).to_a
+    # The file gives each corner its x and y as UV.
+    assert_equal positions.map { |x, y, _| [x, y] }, uvs
+    assert_equal [[0.0, 0.0, 1.0]] * 6, floats(body, mesh['normals'], 18).each_slice(3).to_a
+    assert_equal [0, 1], mesh['materials']
+  end
+
+  def test_textures_are_served_by_number
+    start(textured)
+    assert_equal [true, false], JSON.parse(get('state').body)['materials'].map { |material| material['texture'] }
+    assert_equal ['image/png', 'PNG'], get('texture/0').then { |r| [r['content-type'], r.body] }
+    assert_status 404, get('texture/1')
+    assert_status 404, get('texture/2')
+  end
+
+  def test_moves_are_the_native_ones
+    start
+    steps = @importer.get_hierachy_steps
+    [[{ to: 'faces', value: 100 }, ->(head) { assert_operator head['faces'], :<=, 100 }],
+     [{ to: 'lowest' }, ->(head) { assert_equal steps, head['step'] }],
+     [{ to: 'finer', value: 2 }, ->(head) { assert_equal steps - 2, head['step'] }],
+     [{ to: 'coarser', value: 1 }, ->(head) { assert_equal steps - 1, head['step'] }],
+     [{ to: 'coarser' }, ->(head) { assert_equal steps, head['step'] }],
+     [{ to: 'highest' }, ->(head) { assert_equal [0, 288], head.values_at('step', 'faces') }],
+     [{ to: 'coarser' }, ->(head) { assert_equal((steps * 0.08).round, head['step']) }],
+     [{ to: 'step', value: 7 }, ->(head) { assert_equal 7, head['step'] }],
+     [{ to: 'step', value: 0xffffffff }, ->(head) { assert_equal steps, head['step'] }]].each do |message, check|
+      answer = post('move', message)
+      assert_status 200, answer, message.inspect
+      head, body = parse_frame(answer.body)
+      check.call(head)
+      assert_equal @importer.triangles.flatten.pack('e*').bytesize, head['faces'] * 36
+      assert_equal @importer.triangles.flatten.pack('e*'), body[head['batches'][0]['offset'], head['faces'] * 36]
+    end
+    assert_equal @importer.why_stopped, parse_frame(get('frame').body)[0]['stopped']
+    refute_nil @importer.why_stopped
+  end
+
+  def test_a_slide_draws_points_and_the_faces_follow
+    start
+    number = parse_frame(get('frame').body)[0]['number']
+    head, body = parse_frame(post('move', { to: 'faces', value: 60, live: true }).body)
+    assert head['points_only']
+    points = head['batches'].find { |batch| batch['role'] == 'points' }
+    assert_equal [0, [0, 0, 0, 255]], points.values_at('primitive', 'color')
+    assert_equal points['count'] * 3, floats(body, points['offset'], points['count'] * 3).size
+    assert_equal number + 1, head['number']
+    deadline = Process.clock_gettime(Process::CLOCK_MONOTONIC) + 20
+    head = parse_frame(get('frame').body)[0] while head['points_only'] && Process.clock_gettime(Process::CLOCK_MONOTONIC) < deadline
+    refute head['points_only']
+    assert_equal number + 2, head['number']
+    assert_operator head['faces'], :<=, 60
+  end
+
+  def test_events_tell_of_frames
+    start
+    TCPSocket.open('127.0.0.1', @address.port) do |socket|
+      socket.write("GET #{@address.path}events HTTP/1.1\r\nHost: 127.0.0.1:#{@address.port}\r\n\r\n")
+      received = +''
+      received << socket.readpartial(4096) until received.include?(': here')
+      assert_match(/content-type: text\/event-stream/i, received)
+      post('move', { to: 'lowest' })
+      received << socket.readpartial(4096) until received.include?("event: frame\n") && received.include?('"number":2')
+      assert_includes received, 'data: {"number":2,"points_only":false}'
+    end
+  end
+
+  def test_the_original_is_drawn_aside
+    start
+    post('move', { to: 'faces', value: 50 })
+    before = get('frame').body
+    head, body = parse_frame(get('original').body)
+    assert_equal [288, 0], head.values_at('faces', 'step')
+    assert_equal 864 * 12, body[head['batches'][0]['offset'], 864 * 12].bytesize
+    assert_equal before.bytesize, get('frame').body.bytesize
+    assert_operator parse_frame(get('frame').body)[0]['faces'], :<=, 50
+  end
+
+  def test_an_empty_face_set_has_no_batch_and_shifts_nothing
+    # A set that goes as the mesh gets coarser, before one that stays.
+    lines = terrain(8).lines
+    points, faces = lines.partition { |line| line.start_with?('v') }
+    file = write('two.obj', (points + ["usemtl small\n", faces[0], "usemtl large\n"] + faces[1..]).join)
+    start(file)
+    head, = parse_frame(post('move', { to: 'lowest' }).body)
+    drawn = head['batches'].select { |batch| batch['role'] == 'faces' }.map { |batch| batch['count'] }
+    corners = head['meshes'][0]['corners']
+    assert_equal 2, corners.size
+    assert_includes corners, 0, 'the model was to lose a set'
+    assert_equal corners.reject(&:zero?), drawn
+  end
+
+  private
+
+  def textured
+    write('paint.png', 'PNG')
+    write('paint.mtl', "newmtl a\nKd 1 0 0\nmap_Kd paint.png\nnewmtl b\nKd 0 0 1\nd 0.5\n")
+    write('square.obj', "mtllib paint.mtl\n" + [[0, 0], [1, 0], [1, 1], [0, 1]].map { |x, y| "v #{x} #{y} 0\nvt #{x} #{y}\n" }.join +
+                        "vn 0 0 1\nusemtl a\nf 1/1/1 2/2/1 3/3/1\nusemtl b\nf 1/1/1 3/3/1 4/4/1\n")
+  end
+end
