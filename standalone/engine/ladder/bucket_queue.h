@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace mirel::engine {
@@ -22,38 +24,45 @@ class BucketQueue {
     return static_cast<Bucket>(std::bit_cast<std::uint32_t>(key) >> 21 & (kBucketCount - 1));
   }
 
-  void push(std::uint32_t item, Bucket bucket) {
-    buckets_[bucket].items.push_back(item);
+  struct Entry {
+    std::uint32_t item;
+    std::uint32_t partner;  // the other end of the edge that put it here, as of then; any number where there is none
+  };
+
+  void push(Entry entry, Bucket bucket) {
+    Fifo& fifo = buckets_[bucket];
+    if (fifo.entries.size() == fifo.entries.capacity() && fifo.head > fifo.entries.size() / 2) {
+      fifo.entries.erase(fifo.entries.begin(), fifo.entries.begin() + static_cast<std::ptrdiff_t>(fifo.head));
+      fifo.head = 0;
+    }
+    fifo.entries.push_back(entry);
     lowest_ = std::min<std::uint32_t>(lowest_, bucket);
   }
 
-  // Takes the oldest entry of the lowest bucket; false when there is none.
-  bool pop(std::uint32_t& item, Bucket& bucket) {
+  // The lowest bucket that has an entry; false when there is none.
+  bool find_lowest(Bucket& bucket) {
     for (; lowest_ < kBucketCount; ++lowest_) {
       Fifo& fifo = buckets_[lowest_];
-      if (fifo.head < fifo.items.size()) {
-        item = fifo.items[fifo.head++];
+      if (fifo.head < fifo.entries.size()) {
         bucket = static_cast<Bucket>(lowest_);
         return true;
       }
-      fifo.items = {};
+      fifo.entries = {};
       fifo.head = 0;
     }
     return false;
   }
 
-  // The entry `distance` places behind the one last taken, or false: to touch its memory early.
-  bool peek(std::uint32_t distance, std::uint32_t& item) const {
-    if (lowest_ >= kBucketCount) return false;
-    Fifo const& fifo = buckets_[lowest_];
-    if (fifo.head + distance >= fifo.items.size()) return false;
-    item = fifo.items[fifo.head + distance];
-    return true;
+  // What is left in a bucket, oldest first. Any push may move it.
+  std::span<Entry const> rest(Bucket bucket) const {
+    return std::span(buckets_[bucket].entries).subspan(buckets_[bucket].head);
   }
+  // Takes the oldest entries of a bucket out.
+  void drop(Bucket bucket, std::size_t count) { buckets_[bucket].head += count; }
 
  private:
   struct Fifo {
-    std::vector<std::uint32_t> items;
+    std::vector<Entry> entries;
     std::size_t head = 0;
   };
   std::vector<Fifo> buckets_ = std::vector<Fifo>(kBucketCount);

@@ -23,6 +23,9 @@ LadderBuilder::LadderBuilder(std::span<WedgeMesh const* const> meshes, LadderOpt
 
 Records LadderBuilder::build() {
   records_.parent.reserve(std::size_t{records_.leaf_count()} * 2);
+  records_.created.reserve(records_.leaf_count());
+  records_.face_count_at.reserve(records_.leaf_count() + 1);
+  records_.node_count_at.reserve(records_.leaf_count() + 1);
   records_.parent.assign(records_.leaf_count(), kNone);
   records_.face_death.assign(records_.face_count(), kNone);
   records_.face_count_at.push_back(records_.face_count());
@@ -50,24 +53,13 @@ Records LadderBuilder::build() {
 
   for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
     if ((stars_.vertex(v).flags & kUrgent) != 0) {
-      file(v, 0);
+      file(v, v, 0);
     } else {
       process(v, 0);
     }
   }
-  std::uint32_t item = 0;
   BucketQueue::Bucket bucket = 0;
-  while (queue_.pop(item, bucket)) {
-    if ((item & kComponentMark) != 0) {
-      remove_component(item & ~kComponentMark);
-      continue;
-    }
-    look_ahead();
-    Vertex& vertex = stars_.vertex(item);
-    if (vertex.bucket != bucket) continue;
-    vertex.bucket = kNotQueued;
-    process(item, (vertex.flags & kUrgent) != 0 ? BucketQueue::kBucketCount : bucket);
-  }
+  while (queue_.find_lowest(bucket)) take_batch(bucket);
 
   std::array<std::uint64_t, kObstacles> ends{};
   if (!obstacles_.empty()) {
@@ -85,9 +77,63 @@ Records LadderBuilder::build() {
   return std::move(records_);
 }
 
-void LadderBuilder::file(std::uint32_t v, BucketQueue::Bucket bucket) {
+void LadderBuilder::file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bucket bucket) {
   stars_.vertex(v).bucket = bucket;
-  queue_.push(v, bucket);
+  queue_.push({v, partner}, bucket);
+}
+
+// Takes the next few entries of a bucket together. Each speaks for one edge, and those edges are evaluated in one go;
+// where nothing around an edge has changed by the time that it is its turn, that is all that it takes.
+void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
+  std::span<BucketQueue::Entry const> const entries = queue_.rest(bucket);
+  if ((entries[0].item & kComponentMark) != 0) {
+    std::uint32_t const component = entries[0].item & ~kComponentMark;
+    queue_.drop(bucket, 1);
+    remove_component(component);
+    return;
+  }
+  std::array<std::uint32_t, kBatch> items;
+  std::array<std::uint32_t, kBatch> partners;
+  std::uint32_t count = 0;
+  std::size_t taken = 0;
+  for (; taken < entries.size() && count < kBatch; ++taken) {
+    BucketQueue::Entry const entry = entries[taken];
+    if ((entry.item & kComponentMark) != 0) break;
+    Vertex& vertex = stars_.vertex(entry.item);
+    if (vertex.bucket != bucket) continue;
+    Vertex& partner = stars_.vertex(entry.partner);
+    vertex.flags |= kFresh;
+    partner.flags |= kFresh;
+    items[count] = entry.item;
+    partners[count++] = entry.partner;
+  }
+  look_ahead(entries.subspan(taken), taken, bucket);
+  queue_.drop(bucket, taken);
+  if (count == 0) return;
+  bool const quick = attribute_sums_.empty();
+  if (quick) {
+    batch_.resize(count);
+    kernels_.evaluate_edges(stars_.vertices(), items.data(), partners.data(), count, batch_.arrays());
+  }
+  for (std::uint32_t i = 0; i < count; ++i) {
+    Vertex& vertex = stars_.vertex(items[i]);
+    if (vertex.bucket != bucket) continue;
+    vertex.bucket = kNotQueued;
+    bool const urgent = (vertex.flags & kUrgent) != 0;
+    Vertex const& partner = stars_.vertex(partners[i]);
+    bool const known =
+        items[i] != partners[i] && (vertex.flags & partner.flags & kFresh) != 0 && (partner.flags & kDead) == 0;
+    if (quick && known && !urgent) {
+      if (BucketQueue::bucket_of(batch_.keys[i]) <= bucket) {
+        Vec3 const place = (partner.flags & kLocked) != 0 ? partner.position() : vertex.position() + batch_.offset(i);
+        if (check(items[i], partners[i], place) == Obstacle::kNone) {
+          commit(items[i], partners[i], place, batch_.keys[i]);
+          continue;
+        }
+      }
+    }
+    process(items[i], urgent ? BucketQueue::kBucketCount : bucket);
+  }
 }
 
 // Where the merged vertex of a candidate goes. A locked end is met to the bit.
@@ -120,7 +166,7 @@ bool LadderBuilder::cheapest(std::uint32_t v, std::uint32_t& best) {
 
 // Takes the cheapest legal collapse of v if it still belongs to the current bucket, else files v where it now belongs.
 void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
-  evaluate(stars_, v, candidates_);
+  evaluate(kernels_, stars_, v, candidates_);
   if (records_.attributed) refined_.assign(candidates_.count, 0);
   if ((stars_.vertex(v).flags & kOneWedge) != 0) add_attribute_costs(stars_, attribute_sums_, v, candidates_, refined_);
   std::array<std::uint8_t, kObstacles> obstacles{};
@@ -128,7 +174,7 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
   while (cheapest(v, i)) {
     BucketQueue::Bucket const bucket = BucketQueue::bucket_of(candidates_.keys[i]);
     if (bucket > current_bucket) {
-      file(v, bucket);
+      file(v, candidates_.neighbours[i], bucket);
       return;
     }
     std::uint32_t const other = candidates_.neighbours[i];
@@ -192,18 +238,53 @@ void LadderBuilder::retire(std::uint32_t v) {
   vertex.bucket = kNotQueued;
 }
 
-// Touches what the next collapses will need, as the queue's order is not that of memory.
-void LadderBuilder::look_ahead() const {
-  std::uint32_t item = 0;
-  if (queue_.peek(12, item) && (item & kComponentMark) == 0) __builtin_prefetch(&stars_.vertex(item));
-  if (queue_.peek(7, item) && (item & kComponentMark) == 0) {
-    StarEntry const* const entries = stars_.entries() + stars_.vertex(item).star_begin;
-    __builtin_prefetch(entries);
-    __builtin_prefetch(entries + 5);
+// Touches what the next collapses will need, as the queue's order is not that of memory: first the ends of an edge, a
+// few entries later their stars, then the vertices around them, and last the stars of those. `stride`: how far the
+// queue has moved since the last call.
+void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std::size_t stride,
+                               BucketQueue::Bucket bucket) const {
+  constexpr std::size_t kDistances[] = {0, 8, 16, 28};
+  constexpr std::size_t kMostFaces = 12;
+  auto const window = [&](std::size_t distance) {
+    return distance >= entries.size() ? entries.subspan(0, 0)
+                                      : entries.subspan(distance, std::min(stride, entries.size() - distance));
+  };
+  for (BucketQueue::Entry const entry : window(kDistances[3])) {
+    if ((entry.item & kComponentMark) != 0) continue;
+    __builtin_prefetch(&stars_.vertex(entry.item));
+    __builtin_prefetch(&stars_.vertex(entry.partner));
+    __builtin_prefetch(&origins_[entry.item]);
+    __builtin_prefetch(&origins_[entry.partner]);
   }
-  if (queue_.peek(3, item) && (item & kComponentMark) == 0) {
-    for (StarEntry const& entry : stars_.star(item).first(std::min<std::size_t>(stars_.star(item).size(), 16))) {
-      __builtin_prefetch(&stars_.vertex(entry.next));
+  auto const is_stale = [&](BucketQueue::Entry entry) {
+    return (entry.item & kComponentMark) != 0 || stars_.vertex(entry.item).bucket != bucket;
+  };
+  for (BucketQueue::Entry const entry : window(kDistances[2])) {
+    if (is_stale(entry)) continue;
+    for (std::uint32_t const v : {entry.item, entry.partner}) {
+      StarEntry const* const faces = stars_.entries() + stars_.vertex(v).star_begin;
+      __builtin_prefetch(faces);
+      __builtin_prefetch(faces + 5);
+    }
+  }
+  for (BucketQueue::Entry const entry : window(kDistances[1])) {
+    if (is_stale(entry)) continue;
+    for (std::uint32_t const v : {entry.item, entry.partner}) {
+      std::span<StarEntry const> const star = stars_.star(v);
+      for (StarEntry const& face : star.first(std::min(star.size(), kMostFaces))) {
+        __builtin_prefetch(&stars_.vertex(face.next));
+      }
+    }
+  }
+  for (BucketQueue::Entry const entry : window(kDistances[0])) {
+    if (is_stale(entry)) continue;
+    for (std::uint32_t const v : {entry.item, entry.partner}) {
+      std::span<StarEntry const> const star = stars_.star(v);
+      for (StarEntry const& face : star.first(std::min(star.size(), kMostFaces))) {
+        StarEntry const* const faces = stars_.entries() + stars_.vertex(face.next).star_begin;
+        __builtin_prefetch(faces);
+        __builtin_prefetch(faces + 5);
+      }
     }
   }
 }
@@ -216,21 +297,21 @@ std::uint32_t LadderBuilder::mesh_of(std::uint32_t v) const {
 
 Point LadderBuilder::output_point(std::uint32_t mesh, Vec3 position) const {
   std::array<double, 3> const& centre = centres_[mesh];
-  return {static_cast<float>(centre[0] + double{position.x} / scale_),
-          static_cast<float>(centre[1] + double{position.y} / scale_),
-          static_cast<float>(centre[2] + double{position.z} / scale_)};
+  return {static_cast<float>(centre[0] + double{position.x} * inverse_scale_),
+          static_cast<float>(centre[1] + double{position.y} * inverse_scale_),
+          static_cast<float>(centre[2] + double{position.z} * inverse_scale_)};
 }
 
 Point LadderBuilder::output_point(std::uint32_t v) const {
   StarEntry const& entry = stars_.star(v).front();
-  return point_of_node(mesh_of(v), records_.attributed ? attributes_.wedge(entry.face(), entry.corner()) : node_of_[v]);
+  return point_of_node(mesh_of(v),
+                       records_.attributed ? attributes_.wedge(entry.face(), entry.corner()) : origins_[v].node);
 }
 
 Point LadderBuilder::point_of_node(std::uint32_t mesh, std::uint32_t node) const {
-  float const* const p =
-      node < records_.leaf_count()
-          ? records_.meshes[mesh]->vertices.data() + std::size_t{3} * (node - records_.wedge_base[mesh])
-          : records_.created_positions.data() + std::size_t{3} * (node - records_.leaf_count());
+  float const* const p = node < records_.leaf_count() ? records_.meshes[mesh]->vertices.data() +
+                                                            std::size_t{3} * (node - records_.wedge_base[mesh])
+                                                      : records_.created[node - records_.leaf_count()].position.data();
   return {p[0], p[1], p[2]};
 }
 

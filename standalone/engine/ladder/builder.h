@@ -36,20 +36,9 @@ class LadderBuilder {
   static constexpr BucketQueue::Bucket kSetAside = 0xFFFF;
   // Marks a component among the queue's items.
   static constexpr std::uint32_t kComponentMark = 0x80000000U;
+  // Entries of the queue that are evaluated together.
+  static constexpr std::uint32_t kBatch = 8;
 
-  // A face at one end of the edge that stays, with that end moved to the new place.
-  struct Survivor {
-    StarEntry entry;
-    bool of_gone;  // at the end that goes
-    Vec3 before;   // cross products
-    Vec3 after;
-  };
-  // A face on the edge, which vanishes.
-  struct Dying {
-    StarEntry entry;  // at the first end
-    std::uint32_t opposite;
-    Vec3 before;
-  };
   // One incidence of a neighbour in a star.
   struct Side {
     std::uint32_t neighbour;
@@ -84,25 +73,39 @@ class LadderBuilder {
   void process(std::uint32_t v, std::uint32_t current_bucket);
   Vec3 place_of(std::uint32_t v, std::uint32_t candidate) const;
   bool cheapest(std::uint32_t v, std::uint32_t& best);
-  void file(std::uint32_t v, BucketQueue::Bucket bucket);
+  void take_batch(BucketQueue::Bucket bucket);
+  void file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bucket bucket);
   void set_aside(std::uint32_t v, std::array<std::uint8_t, kObstacles> const& obstacles);
   void retire(std::uint32_t v);
   void wake(std::uint32_t v);
-  void look_ahead() const;
+  void look_ahead(std::span<BucketQueue::Entry const> entries, std::size_t stride, BucketQueue::Bucket bucket) const;
 
   // One collapse.
   Obstacle check(std::uint32_t a, std::uint32_t b, Vec3 place);
-  bool gather(std::uint32_t a, std::uint32_t b, Vec3 place);
+  bool gather(std::uint32_t a, std::uint32_t b);
   bool link_condition(std::uint32_t a, std::uint32_t b);
-  bool turns_over(Vec3 place) const;
-  bool meets_neighbour(std::uint32_t a, std::uint32_t b, Vec3 place) const;
+  bool meets_neighbour(Vec3 place) const;
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
   bool within_tolerance(std::uint32_t a, std::uint32_t b);
   void commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key);
+  AttributeSums change_attributes(Vec3 place);
   void record_wedges(std::uint32_t a, std::uint32_t b);
   std::uint32_t new_node(std::uint32_t lowest);
   void finish_step();
   void take_level();
+
+  // The faces of the edge at hand that stay, first those of its first end; and those that go.
+  std::span<StarEntry const> survivors() const { return std::span(fan_faces_).first(fan_.surviving); }
+  std::span<StarEntry const> dying() const {
+    return std::span(fan_faces_).subspan(fan_.surviving, fan_.count - fan_.surviving);
+  }
+  // The third corner of a face that goes.
+  std::uint32_t opposite(StarEntry const& face) const { return face.next == fan_.b ? face.previous : face.next; }
+  bool is_opposite(std::uint32_t v) const {
+    bool found = false;
+    for (std::uint32_t i = fan_.surviving; i < fan_.count; ++i) found |= opposite(fan_faces_[i]) == v;
+    return found;
+  }
 
   // Components.
   void find_components();
@@ -120,13 +123,17 @@ class LadderBuilder {
   Records records_;
   Stars stars_;
   BucketQueue queue_;
+  MetricKernels const& kernels_ = metric_kernels();
   WedgeAttributes attributes_;
   std::vector<AttributeSums> attribute_sums_;            // per vertex; empty where no mesh has UVs or normals
   std::vector<std::unique_ptr<DeviationGuard>> guards_;  // per mesh, with a tolerance only
 
-  std::vector<std::uint32_t> vertex_base_;   // mesh_count + 1
-  std::vector<std::uint32_t> node_of_;       // per vertex; only without attributes
-  std::vector<std::uint32_t> lowest_of_;     // per vertex: lowest step-0 position of its mesh in it
+  std::vector<std::uint32_t> vertex_base_;  // mesh_count + 1
+  struct Origin {
+    std::uint32_t lowest;  // lowest step-0 position of its mesh in it
+    std::uint32_t node;    // only without attributes
+  };
+  std::vector<Origin> origins_;              // per vertex
   std::vector<std::uint32_t> component_of_;  // per vertex, once components are asked for
   std::vector<Component> components_;
   bool components_known_ = false;
@@ -134,6 +141,7 @@ class LadderBuilder {
   std::vector<std::array<std::uint8_t, kObstacles>> obstacles_;  // per vertex that is set aside, once one is
 
   double scale_ = 1;                            // model units to ladder units, a power of two
+  double inverse_scale_ = 1;                    // exact, as that is
   std::vector<std::array<double, 3>> centres_;  // per mesh
   float rounding_ = 0;                          // ladder units: places further apart never round to one point
 
@@ -146,10 +154,11 @@ class LadderBuilder {
   // Scratch of the collapse at hand.
   Candidates candidates_;
   std::vector<std::uint8_t> refined_;  // candidates whose key has its attribute part
-  std::vector<std::uint32_t> other_neighbours_;
-  std::vector<Survivor> survivors_;
-  std::vector<Dying> dying_;
-  std::vector<StarEntry> new_star_;
+  Candidates batch_;
+  Neighbours own_neighbours_, other_neighbours_;  // of the first and the second end
+  Fan fan_{};
+  std::vector<StarEntry> fan_faces_;
+  std::vector<FaceRow> fan_changes_, fan_terms_;
   std::vector<Side> refresh_sides_;
   std::vector<std::uint32_t> ring_;
   std::vector<AttributeSums> survivor_terms_, dying_terms_;  // before the change

@@ -91,6 +91,7 @@ void LadderBuilder::scale_to_unit() {
   }
   // A power of two, so that scaling rounds nothing.
   if (extent > 0) scale_ = std::ldexp(1.0, -std::ilogb(extent));
+  inverse_scale_ = 1 / scale_;
   rounding_ = static_cast<float>(largest * scale_ * 0x1p-21);
 }
 
@@ -99,8 +100,7 @@ void LadderBuilder::number_vertices(std::vector<std::uint32_t>& triangles) {
   vertex_base_.push_back(0);
   for (WedgeMesh const* mesh : records_.meshes) vertex_base_.push_back(vertex_base_.back() + mesh->position_count);
   std::uint32_t const vertex_count = vertex_base_.back();
-  lowest_of_.resize(vertex_count);
-  if (!records_.attributed) node_of_.resize(vertex_count);
+  origins_.resize(vertex_count);
   triangles.resize(std::size_t{records_.face_count()} * 3);
 
   for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
@@ -114,8 +114,7 @@ void LadderBuilder::number_vertices(std::vector<std::uint32_t>& triangles) {
     std::uint32_t const base = vertex_base_[m];
     for (std::uint32_t i = 0; i < order.size(); ++i) {
       slot_of[order[i]] = base + i;
-      lowest_of_[base + i] = order[i];
-      if (!records_.attributed) node_of_[base + i] = records_.wedge_base[m] + order[i];
+      origins_[base + i] = {order[i], records_.wedge_base[m] + order[i]};
     }
     for (std::size_t i = 0; i < mesh.faces.size(); ++i) {
       triangles[std::size_t{records_.face_base[m]} * 3 + i] = slot_of[mesh.position_of[mesh.faces[i]]];
@@ -129,7 +128,7 @@ void LadderBuilder::sum_stars(std::span<std::uint32_t const> triangles) {
     std::vector<std::uint32_t> first_wedge(mesh.position_count, kNone);
     for (std::uint32_t w = mesh.vertex_count(); w-- > 0;) first_wedge[mesh.position_of[w]] = w;
     for (std::uint32_t v = vertex_base_[m]; v < vertex_base_[m + 1]; ++v) {
-      float const* const p = mesh.vertices.data() + std::size_t{3} * first_wedge[lowest_of_[v]];
+      float const* const p = mesh.vertices.data() + std::size_t{3} * first_wedge[origins_[v].lowest];
       auto const local = [&](std::size_t k) { return static_cast<float>((double{p[k]} - centres_[m][k]) * scale_); };
       stars_.vertex(v).set_position({local(0), local(1), local(2)});
     }

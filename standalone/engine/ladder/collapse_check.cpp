@@ -9,11 +9,6 @@ namespace mirel::engine {
 
 namespace {
 
-// A face may turn by this cosine at most in one collapse.
-constexpr float kMinTurnCosine = 0.2F;
-// A face may become no worse than this, unless it was: 1 is equilateral.
-constexpr float kMinQuality = 0.02F;
-
 int sign(double value) {
   return value > 0 ? 1 : value < 0 ? -1 : 0;
 }
@@ -31,18 +26,25 @@ int xy_sign(Point const& a, Point const& b, Point const& c) {
 }  // namespace
 
 // Whether the edge (a, b) may collapse to `place`, the cheap tests first. Leaves in the scratch members what `commit`
-// needs. `candidates_.neighbours` are the neighbours of a.
+// needs.
 LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, Vec3 place) {
-  if (!gather(a, b, place)) return Obstacle::kTopology;
+  if (!gather(a, b)) return Obstacle::kTopology;
+  list_neighbours(stars_, a, own_neighbours_);
+  list_neighbours(stars_, b, other_neighbours_);
   if (!link_condition(a, b)) return Obstacle::kTopology;
-  if (turns_over(place)) return Obstacle::kFoldover;
+  fan_.place[0] = place.x;
+  fan_.place[1] = place.y;
+  fan_.place[2] = place.z;
+  std::uint32_t const verdict = kernels_.test_fan(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data());
+  if (verdict == kFanTurns) return Obstacle::kFoldover;
   std::uint32_t const mesh = mesh_of(a);
   // In a wide mesh two vertices may be one in ladder units and yet be written apart: the locked one is meant.
   bool const at_a = place == stars_.vertex(a).position() && (stars_.vertex(b).flags & kLocked) == 0;
   bool const at_b = place == stars_.vertex(b).position();
   // A vertex that stays is written as it was read: to the bit.
   place_point_ = at_a ? output_point(a) : at_b ? output_point(b) : output_point(mesh, place);
-  if (!is_finite(place_point_) || meets_neighbour(a, b, place)) return Obstacle::kTopology;
+  if (!is_finite(place_point_)) return Obstacle::kTopology;
+  if (verdict == kFanTouches && meets_neighbour(place)) return Obstacle::kTopology;
   if (options_.prevent_xy_foldovers && turns_over_in_xy(a, b)) return Obstacle::kFoldover;
   if (records_.attributed) {
     attributes_.merge(records_, stars_, mesh, a, b, place, options_.prevent_uv_foldovers, merge_);
@@ -52,32 +54,41 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   return Obstacle::kNone;
 }
 
-// Sorts the faces of both stars into those on the edge and those that stay. False when no face stays.
-bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b, Vec3 place) {
-  survivors_.clear();
-  dying_.clear();
-  Vec3 const pa = stars_.vertex(a).position();
-  Vec3 const pb = stars_.vertex(b).position();
-  auto const survive = [&](StarEntry const& entry, Vec3 from, bool of_gone) {
-    // If the collapse is made this vertex's star is written next.
-    __builtin_prefetch(stars_.entries() + stars_.vertex(entry.next).star_begin, 1);
-    Vec3 const next = stars_.vertex(entry.next).position();
-    Vec3 const previous = stars_.vertex(entry.previous).position();
-    survivors_.push_back({entry, of_gone, cross(next - from, previous - from), cross(next - place, previous - place)});
-  };
-  for (StarEntry const& entry : std::as_const(stars_).star(a)) {
-    if (entry.next == b) {
-      dying_.push_back({entry, entry.previous, triangle_normal(a, entry)});
-    } else if (entry.previous == b) {
-      dying_.push_back({entry, entry.next, triangle_normal(a, entry)});
-    } else {
-      survive(entry, pa, false);
-    }
+// Sorts the faces of both stars into those that stay and those on the edge. False when no face stays or none is on the
+// edge.
+bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
+  std::span<StarEntry const> const star_a = std::as_const(stars_).star(a);
+  std::span<StarEntry const> const star_b = std::as_const(stars_).star(b);
+  std::size_t const room = padded_to_lanes(static_cast<std::uint32_t>(2 * star_a.size() + star_b.size()));
+  if (fan_faces_.size() < room) {
+    fan_faces_.resize(room);
+    fan_changes_.resize(room);
+    fan_terms_.resize(room);
   }
-  for (StarEntry const& entry : std::as_const(stars_).star(b)) {
-    if (entry.next != a && entry.previous != a) survive(entry, pb, true);
+  // Faces of a on the edge are put where those of b go, and pushed on from there.
+  std::uint32_t kept = 0;
+  std::uint32_t going = 0;
+  StarEntry* const gone = fan_faces_.data() + star_a.size() + star_b.size();
+  for (StarEntry const& entry : star_a) {
+    bool const on_edge = entry.next == b || entry.previous == b;
+    fan_faces_[kept] = entry;
+    gone[going] = entry;
+    kept += on_edge ? 0U : 1U;
+    going += on_edge ? 1U : 0U;
   }
-  return !survivors_.empty() && !dying_.empty();
+  fan_.of_a = kept;
+  for (StarEntry const& entry : star_b) {
+    fan_faces_[kept] = entry;
+    kept += entry.next == a || entry.previous == a ? 0U : 1U;
+  }
+  fan_.surviving = kept;
+  for (std::uint32_t i = 0; i < going; ++i) fan_faces_[kept++] = gone[i];
+  fan_.count = kept;
+  fan_.faces = fan_faces_.data();
+  fan_.a = a;
+  fan_.b = b;
+  fan_.closeness = rounding_;
+  return fan_.surviving > 0 && going > 0;
 }
 
 // Dey, Edelsbrunner, Guha and Nekhayev 1999: the collapse keeps the topology when the links of the ends meet in the
@@ -85,42 +96,28 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b, Vec3 place) {
 bool LadderBuilder::link_condition(std::uint32_t a, std::uint32_t b) {
   Vertex const& va = stars_.vertex(a);
   Vertex const& vb = stars_.vertex(b);
-  if ((va.flags & vb.flags & kBoundary) != 0 && dying_.size() != 1) return false;
+  std::span<StarEntry const> const gone = dying();
+  if ((va.flags & vb.flags & kBoundary) != 0 && gone.size() != 1) return false;
 
-  list_neighbours(stars_, b, other_neighbours_);
-  std::vector<std::uint32_t> const& mine = candidates_.neighbours;
-  std::size_t shared = 0;
-  if (mine.size() * other_neighbours_.size() <= 4096) {
-    for (std::uint32_t const neighbour : other_neighbours_) {
-      for (std::uint32_t const own : mine) shared += own == neighbour ? 1U : 0U;
-    }
-  } else {
-    std::vector<std::uint32_t> sorted = mine;
-    std::sort(sorted.begin(), sorted.end());
-    for (std::uint32_t const neighbour : other_neighbours_) {
-      shared += std::binary_search(sorted.begin(), sorted.end(), neighbour) ? 1U : 0U;
-    }
-  }
+  std::uint32_t const shared = count_shared(own_neighbours_, other_neighbours_);
   // All vertices opposite the edge are shared; two faces may have one and the same where faces lie back to back.
-  std::size_t opposite = 0;
-  for (std::size_t i = 0; i < dying_.size(); ++i) {
+  std::uint32_t opposites = 0;
+  for (std::size_t i = 0; i < gone.size(); ++i) {
     bool seen = false;
-    for (std::size_t k = 0; k < i; ++k) seen |= dying_[k].opposite == dying_[i].opposite;
-    opposite += seen ? 0U : 1U;
+    for (std::size_t k = 0; k < i; ++k) seen |= opposite(gone[k]) == opposite(gone[i]);
+    opposites += seen ? 0U : 1U;
   }
-  if (shared != opposite) return false;
+  if (shared != opposites) return false;
 
   // Two faces over the same two opposite vertices would come to lie on each other (the last tetrahedron).
-  if (opposite >= 2) {
-    auto const is_opposite = [this](std::uint32_t v) {
-      return std::any_of(dying_.begin(), dying_.end(), [v](Dying const& face) { return face.opposite == v; });
-    };
-    for (Survivor const& mine_face : survivors_) {
-      if (mine_face.of_gone || !is_opposite(mine_face.entry.next) || !is_opposite(mine_face.entry.previous)) continue;
-      for (Survivor const& other : survivors_) {
-        if (!other.of_gone) continue;
-        if ((other.entry.next == mine_face.entry.next && other.entry.previous == mine_face.entry.previous) ||
-            (other.entry.next == mine_face.entry.previous && other.entry.previous == mine_face.entry.next)) {
+  if (opposites >= 2) {
+    std::span<StarEntry const> const mine = survivors().first(fan_.of_a);
+    std::span<StarEntry const> const others = survivors().subspan(fan_.of_a);
+    for (StarEntry const& face : mine) {
+      if (!is_opposite(face.next) || !is_opposite(face.previous)) continue;
+      for (StarEntry const& other : others) {
+        if ((other.next == face.next && other.previous == face.previous) ||
+            (other.next == face.previous && other.previous == face.next)) {
           return false;
         }
       }
@@ -129,39 +126,10 @@ bool LadderBuilder::link_condition(std::uint32_t a, std::uint32_t b) {
   return true;
 }
 
-// Whether a face that stays would turn too far or become a sliver.
-bool LadderBuilder::turns_over(Vec3 place) const {
-  for (Survivor const& face : survivors_) {
-    float const before2 = squared_length(face.before);
-    float const after2 = squared_length(face.after);
-    Vec3 const next = stars_.vertex(face.entry.next).position();
-    Vec3 const previous = stars_.vertex(face.entry.previous).position();
-    Vec3 const e1 = next - place;
-    Vec3 const e2 = previous - place;
-    float const size = squared_length(e1) + squared_length(e2) + squared_length(e2 - e1);
-    float const size_across = squared_length(next - previous);
-    bool const had_area = before2 > 1e-12F * size_across * size_across;
-    if (after2 < (kMinQuality / 3.4641016F) * (kMinQuality / 3.4641016F) * size * size) {
-      if (!had_area) {
-        if (!(after2 > 0)) return true;
-        continue;
-      }
-      // A sliver may stay one, not become one; its direction is then noise only if it has no area to speak of.
-      if (!(after2 > 1e-12F * size * size)) return true;
-      if (after2 * size_across * size_across < before2 * size * size && after2 < before2) return true;
-    }
-    if (!had_area) continue;
-    float const cosine = dot(face.before, face.after);
-    if (!(cosine > 0) || cosine * cosine < kMinTurnCosine * kMinTurnCosine * before2 * after2) return true;
-  }
-  return false;
-}
-
 // Whether the new place, as it will be written, is that of a neighbour.
-bool LadderBuilder::meets_neighbour(std::uint32_t a, std::uint32_t b, Vec3 place) const {
-  for (Survivor const& face : survivors_) {
-    for (std::uint32_t const v : {face.entry.next, face.entry.previous}) {
-      if (v == a || v == b) continue;
+bool LadderBuilder::meets_neighbour(Vec3 place) const {
+  for (StarEntry const& face : survivors()) {
+    for (std::uint32_t const v : {face.next, face.previous}) {
       Vec3 const d = stars_.vertex(v).position() - place;
       if (std::max({std::abs(d.x), std::abs(d.y), std::abs(d.z)}) > rounding_) continue;
       if (output_point(v) == place_point_) return true;
@@ -173,10 +141,10 @@ bool LadderBuilder::meets_neighbour(std::uint32_t a, std::uint32_t b, Vec3 place
 bool LadderBuilder::turns_over_in_xy(std::uint32_t a, std::uint32_t b) const {
   Point const at_a = output_point(a);
   Point const at_b = output_point(b);
-  for (Survivor const& face : survivors_) {
-    Point const next = output_point(face.entry.next);
-    Point const previous = output_point(face.entry.previous);
-    if (xy_sign(face.of_gone ? at_b : at_a, next, previous) != xy_sign(place_point_, next, previous)) return true;
+  for (std::uint32_t i = 0; i < fan_.surviving; ++i) {
+    Point const next = output_point(fan_faces_[i].next);
+    Point const previous = output_point(fan_faces_[i].previous);
+    if (xy_sign(i < fan_.of_a ? at_a : at_b, next, previous) != xy_sign(place_point_, next, previous)) return true;
   }
   return false;
 }
@@ -187,17 +155,17 @@ bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
   removed_faces_.clear();
   changed_faces_.clear();
   neighbour_faces_.clear();
-  for (Dying const& face : dying_) removed_faces_.push_back(face.entry.face() - base);
-  for (Survivor const& face : survivors_) {
-    ChangedFace changed{face.entry.face() - base, {}};
-    changed.corners[face.entry.corner()] = place_point_;
-    changed.corners[(face.entry.corner() + 1) % 3] = output_point(face.entry.next);
-    changed.corners[(face.entry.corner() + 2) % 3] = output_point(face.entry.previous);
+  for (StarEntry const& face : dying()) removed_faces_.push_back(face.face() - base);
+  for (StarEntry const& face : survivors()) {
+    ChangedFace changed{face.face() - base, {}};
+    changed.corners[face.corner()] = place_point_;
+    changed.corners[(face.corner() + 1) % 3] = output_point(face.next);
+    changed.corners[(face.corner() + 2) % 3] = output_point(face.previous);
     changed_faces_.push_back(changed);
   }
   // The faces around the two stars.
-  auto const add_ring = [&](std::vector<std::uint32_t> const& ring) {
-    for (std::uint32_t const v : ring) {
+  auto const add_ring = [&](Neighbours const& ring) {
+    for (std::uint32_t const v : ring.span()) {
       if (v == a || v == b) continue;
       for (StarEntry const& entry : std::as_const(stars_).star(v)) {
         bool const inside = entry.next == a || entry.next == b || entry.previous == a || entry.previous == b;
@@ -205,7 +173,7 @@ bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
       }
     }
   };
-  add_ring(candidates_.neighbours);
+  add_ring(own_neighbours_);
   add_ring(other_neighbours_);
   std::sort(neighbour_faces_.begin(), neighbour_faces_.end());
   neighbour_faces_.erase(std::unique(neighbour_faces_.begin(), neighbour_faces_.end()), neighbour_faces_.end());

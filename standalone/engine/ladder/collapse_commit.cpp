@@ -1,11 +1,13 @@
 // Making and recording a collapse.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <numeric>
 #include <utility>
 
 #include "standalone/engine/ladder/builder.h"
+#include "standalone/engine/ladder/lanes.h"
 
 namespace mirel::engine {
 
@@ -14,19 +16,33 @@ namespace {
 // Below this number of faces no level is taken: any step there is read from the last one.
 constexpr std::uint32_t kSmallestLevel = 256;
 
+// Adds a row to sums that are laid out alike.
+void add(FaceRow const& row, Lanes sums[3]) {
+  for (std::size_t part = 0; part < 3; ++part) {
+    Lanes lanes;
+    std::memcpy(&lanes, row.values + 4 * part, sizeof(lanes));
+    sums[part] += lanes;
+  }
+}
+void add(FaceRow const& row, Vertex& vertex) {
+  Lanes sums[3];
+  std::memcpy(sums, &vertex, sizeof(sums));
+  add(row, sums);
+  std::memcpy(static_cast<void*>(&vertex), sums, sizeof(sums));
+}
+
 }  // namespace
 
 std::uint32_t LadderBuilder::new_node(std::uint32_t lowest) {
   std::uint32_t const node = records_.node_count();
   records_.parent.push_back(kNone);
-  for (float const x : place_point_) records_.created_positions.push_back(x);
-  records_.created_lowest.push_back(lowest);
+  records_.created.push_back({place_point_, lowest});
   return node;
 }
 
 // Makes the nodes of the merged vertex's wedges and puts them into the corners of the faces that stay.
 void LadderBuilder::record_wedges(std::uint32_t a, std::uint32_t b) {
-  std::uint32_t const lowest = std::min(lowest_of_[a], lowest_of_[b]);
+  std::uint32_t const lowest = std::min(origins_[a].lowest, origins_[b].lowest);
   group_nodes_.assign(merge_.groups.size(), kNone);
   for (std::size_t g = 0; g < merge_.groups.size(); ++g) {
     if (!merge_.groups[g].alive) continue;
@@ -39,10 +55,29 @@ void LadderBuilder::record_wedges(std::uint32_t a, std::uint32_t b) {
   for (std::size_t w = 0; w < merge_.wedges.size(); ++w) {
     records_.parent[merge_.wedges[w]] = group_nodes_[merge_.group_of[w]];
   }
-  for (Survivor const& face : survivors_) {
-    std::uint32_t const old = attributes_.wedge(face.entry.face(), face.entry.corner());
-    attributes_.set_wedge(face.entry.face(), face.entry.corner(), records_.parent[old]);
+  for (StarEntry const& face : survivors()) {
+    std::uint32_t const old = attributes_.wedge(face.face(), face.corner());
+    attributes_.set_wedge(face.face(), face.corner(), records_.parent[old]);
   }
+}
+
+// Brings the ring's attribute sums up to date; gives those of the merged vertex.
+AttributeSums LadderBuilder::change_attributes(Vec3 place) {
+  AttributeSums kept;
+  for (std::uint32_t i = 0; i < fan_.count; ++i) {
+    StarEntry const& face = fan_faces_[i];
+    bool const stays = i < fan_.surviving;
+    AttributeSums change;
+    if (stays) {
+      change = attribute_terms(face, place);
+      kept.add(change, 1);
+    }
+    change.add(stays ? survivor_terms_[i] : dying_terms_[i - fan_.surviving], -1);
+    for (std::uint32_t const v : {face.next, face.previous}) {
+      if ((stars_.vertex(v).flags & kIrregular) == 0) attribute_sums_[v].add(change, 1);
+    }
+  }
+  return kept;
 }
 
 // Makes the collapse that `check` has just allowed. The vertex with the larger star keeps its number, so that fewer
@@ -59,93 +94,65 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     dying_terms_.clear();
     Vec3 const at_a = stars_.vertex(a).position();
     Vec3 const at_b = stars_.vertex(b).position();
-    for (Survivor const& face : survivors_) {
-      survivor_terms_.push_back(attribute_terms(face.entry, face.of_gone ? at_b : at_a));
+    for (std::uint32_t i = 0; i < fan_.surviving; ++i) {
+      survivor_terms_.push_back(attribute_terms(fan_faces_[i], i < fan_.of_a ? at_a : at_b));
     }
-    for (Dying const& face : dying_) dying_terms_.push_back(attribute_terms(face.entry, at_a));
+    for (StarEntry const& face : dying()) dying_terms_.push_back(attribute_terms(face, at_a));
   }
   if (records_.attributed) {
     record_wedges(a, b);
   } else {
-    std::uint32_t const node = new_node(std::min(lowest_of_[a], lowest_of_[b]));
-    records_.parent[node_of_[a]] = node;
-    records_.parent[node_of_[b]] = node;
-    node_of_[kept] = node;
+    std::uint32_t const node = new_node(std::min(origins_[a].lowest, origins_[b].lowest));
+    records_.parent[origins_[a].node] = node;
+    records_.parent[origins_[b].node] = node;
+    origins_[kept].node = node;
   }
-  lowest_of_[kept] = std::min(lowest_of_[a], lowest_of_[b]);
+  origins_[kept].lowest = std::min(origins_[a].lowest, origins_[b].lowest);
 
   ++step_;
   bool const regular = ((stars_.vertex(a).flags | stars_.vertex(b).flags) & kIrregular) == 0;
-  StarSums kept_sums;
-  AttributeSums kept_attributes;
-  new_star_.clear();
-  ring_.clear();
-  for (std::size_t i = 0; i < survivors_.size(); ++i) {
-    Survivor const& face = survivors_[i];
-    StarSums before_and_after;
-    before_and_after.add_triangle(face.before, -1);
-    StarSums after;
-    after.add_triangle(face.after, 1);
-    for (int k = 0; k < 6; ++k) {
-      before_and_after.quadric[k] += after.quadric[k];
-      kept_sums.quadric[k] += after.quadric[k];
+  Lanes kept_sums[3] = {};
+  for (std::uint32_t i = 0; i < fan_.count; ++i) {
+    StarEntry const& face = fan_faces_[i];
+    add(fan_terms_[i], kept_sums);
+    for (std::uint32_t const v : {face.next, face.previous}) {
+      Vertex& vertex = stars_.vertex(v);
+      if ((vertex.flags & kIrregular) == 0) add(fan_changes_[i], vertex);
     }
-    before_and_after.normal = before_and_after.normal + after.normal;
-    kept_sums.normal = kept_sums.normal + after.normal;
-    AttributeSums attributes_after;
-    if (with_attributes) {
-      attributes_after = attribute_terms(face.entry, place);
-      kept_attributes.add(attributes_after, 1);
-    }
-    bool const rewrite = face.of_gone != swapped;
-    for (std::uint32_t const v : {face.entry.next, face.entry.previous}) {
-      if ((stars_.vertex(v).flags & kIrregular) == 0) {
-        add(before_and_after, stars_.vertex(v));
-        if (with_attributes) {
-          attribute_sums_[v].add(survivor_terms_[i], -1);
-          attribute_sums_[v].add(attributes_after, 1);
-        }
-      }
-      if (rewrite) stars_.replace(v, face.entry.face(), gone, kept);
-    }
-    new_star_.push_back(face.entry);
   }
-  for (std::size_t i = 0; i < dying_.size(); ++i) {
-    Dying const& face = dying_[i];
-    StarSums before;
-    before.add_triangle(face.before, -1);
-    if ((stars_.vertex(face.opposite).flags & kIrregular) == 0) {
-      add(before, stars_.vertex(face.opposite));
-      if (with_attributes) attribute_sums_[face.opposite].add(dying_terms_[i], -1);
-    }
-    stars_.remove(face.opposite, face.entry.face());
-    if (stars_.vertex(face.opposite).star_count == 0) retire(face.opposite);
-    records_.face_death[face.entry.face()] = step_;
-    --live_faces_;
-  }
+  AttributeSums const kept_attributes = with_attributes ? change_attributes(place) : AttributeSums{};
   // The ring, each vertex once: neighbours of a, then those of b that are not a's.
-  for (std::uint32_t const v : candidates_.neighbours) {
+  ring_.clear();
+  for (std::uint32_t const v : own_neighbours_.span()) {
     if (v != b) ring_.push_back(v);
   }
-  for (std::uint32_t const v : other_neighbours_) {
-    if (v == a) continue;
-    bool const shared =
-        std::any_of(dying_.begin(), dying_.end(), [v](Dying const& face) { return face.opposite == v; });
-    if (!shared) ring_.push_back(v);
+  for (std::uint32_t const v : other_neighbours_.span()) {
+    if (v != a && !is_opposite(v)) ring_.push_back(v);
+  }
+  for (std::uint32_t const v : (swapped ? own_neighbours_ : other_neighbours_).span()) {
+    if (v != kept) stars_.rename(v, gone, kept);
+  }
+  for (StarEntry const& face : dying()) {
+    std::uint32_t const v = opposite(face);
+    stars_.remove(v, face.face());
+    if (stars_.vertex(v).star_count == 0) retire(v);
+    records_.face_death[face.face()] = step_;
+    --live_faces_;
   }
 
   std::uint8_t const locked =
       static_cast<std::uint8_t>((stars_.vertex(gone).flags | stars_.vertex(kept).flags) & kLocked);
   retire(gone);
-  stars_.assign(kept, new_star_);
+  stars_.assign(kept, survivors());
   Vertex& vertex = stars_.vertex(kept);
   bool const kept_was_active = vertex.bucket != kSetAside;
   vertex.bucket = kNotQueued;
   vertex.set_position(place);
   vertex.error = key;
-  vertex.flags = static_cast<std::uint8_t>((vertex.flags & ~kUrgent) | locked);
+  vertex.flags = static_cast<std::uint8_t>((vertex.flags & ~(kUrgent | kFresh)) | locked);
   if (regular) {
-    store(kept_sums, vertex);
+    std::memcpy(static_cast<void*>(&vertex), kept_sums, sizeof(kept_sums));
+    vertex.set_position(place);
     if (with_attributes) {
       attribute_sums_[kept] = kept_attributes;
       set_attribute_values(kept);
@@ -154,7 +161,9 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     refresh(kept);
   }
   for (std::uint32_t const v : ring_) {
-    if ((stars_.vertex(v).flags & (kIrregular | kDead)) == kIrregular) refresh(v);
+    Vertex& neighbour = stars_.vertex(v);
+    neighbour.flags = static_cast<std::uint8_t>(neighbour.flags & ~kFresh);
+    if ((neighbour.flags & (kIrregular | kDead)) == kIrregular) refresh(v);
   }
   if (live_components_ > 0) {
     Component& component = components_[component_of_[kept]];
@@ -216,7 +225,7 @@ void LadderBuilder::take_level() {
     std::erase_if(live_vertices_, [this](std::uint32_t v) { return (stars_.vertex(v).flags & kDead) != 0; });
     for (std::uint32_t const v : live_vertices_) {
       for (StarEntry const& entry : std::as_const(stars_).star(v)) {
-        level.corners[std::size_t{rank[entry.face()]} * 3 + entry.corner()] = node_of_[v];
+        level.corners[std::size_t{rank[entry.face()]} * 3 + entry.corner()] = origins_[v].node;
       }
     }
   }

@@ -65,7 +65,7 @@ void LadderBuilder::offer_component(std::uint32_t component) {
     radius2 = std::max(radius2, squared_length(stars_.vertex(v).position() - middle));
     for (StarEntry const& entry : std::as_const(stars_).star(v)) weight += face_weight(triangle_normal(v, entry)) / 3;
   }
-  queue_.push(kComponentMark | component, BucketQueue::bucket_of(std::max(weight * radius2, kKeyFloor)));
+  queue_.push({kComponentMark | component, 0}, BucketQueue::bucket_of(std::max(weight * radius2, kKeyFloor)));
 }
 
 void LadderBuilder::remove_component(std::uint32_t component) {

@@ -87,8 +87,7 @@ std::unique_ptr<Ladder> Ladder::build(std::span<WedgeMesh const* const> meshes, 
   Records& records = data->records;
   records.parent.shrink_to_fit();
   records.attributes.shrink_to_fit();
-  records.created_positions.shrink_to_fit();
-  records.created_lowest.shrink_to_fit();
+  records.created.shrink_to_fit();
   records.created_position_id.shrink_to_fit();
   records.face_count_at.shrink_to_fit();
   records.node_count_at.shrink_to_fit();
@@ -155,10 +154,10 @@ void Ladder::read(std::uint32_t mesh, std::uint32_t step, WedgeMesh& out) {
     bool const is_leaf = node < leaf_count;
     std::uint32_t const created = node - leaf_count;
     std::uint32_t const leaf = node - wedge_base;
-    float const* const p = is_leaf ? original.vertices.data() + std::size_t{3} * leaf
-                                   : records.created_positions.data() + std::size_t{3} * created;
+    float const* const p =
+        is_leaf ? original.vertices.data() + std::size_t{3} * leaf : records.created[created].position.data();
     out.vertices.insert(out.vertices.end(), p, p + 3);
-    std::uint32_t const lowest = is_leaf ? original.position_of[leaf] : records.created_lowest[created];
+    std::uint32_t const lowest = is_leaf ? original.position_of[leaf] : records.created[created].lowest;
     std::uint32_t position_id = node;
     if (records.attributed) {
       // Position numbers of leaves are those of their mesh, moved behind the wedges of earlier meshes.

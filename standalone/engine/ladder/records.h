@@ -36,6 +36,12 @@ struct AttributeLayout {
   bool has_normals = false;
 };
 
+// A node beyond the leaves.
+struct CreatedNode {
+  std::array<float, 3> position;  // model units
+  std::uint32_t lowest;           // lowest step-0 position of its mesh in it
+};
+
 struct Records {
   std::vector<WedgeMesh const*> meshes;
   std::vector<std::uint32_t> face_base;   // mesh_count + 1
@@ -45,10 +51,9 @@ struct Records {
   bool attributed = false;
   AttributeLayout layout;
 
-  std::vector<std::uint32_t> parent;          // per node: the node that replaced it, or kNone
-  std::vector<float> attributes;              // per node: layout.stride floats
-  std::vector<float> created_positions;       // per node beyond the leaves: x, y, z in model units
-  std::vector<std::uint32_t> created_lowest;  // per node beyond the leaves: lowest step-0 position of its mesh in it
+  std::vector<std::uint32_t> parent;  // per node: the node that replaced it, or kNone
+  std::vector<float> attributes;      // per node: layout.stride floats
+  std::vector<CreatedNode> created;   // per node beyond the leaves
   std::vector<std::uint32_t>
       created_position_id;  // per node beyond the leaves, attributed only: equal for one position
 

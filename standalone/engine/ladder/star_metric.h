@@ -14,6 +14,7 @@
 #include <span>
 #include <vector>
 
+#include "standalone/engine/ladder/metric_kernels.h"
 #include "standalone/engine/ladder/stars.h"
 
 namespace mirel::engine {
@@ -35,26 +36,40 @@ void add(StarSums const& sums, Vertex& vertex);
 // What a face of this cross product weighs in the metric.
 float face_weight(Vec3 n);
 
+// The neighbours of a vertex, each once. The list only ever grows its storage.
+struct Neighbours {
+  std::vector<std::uint32_t> ids;  // the first `count`, then kNoNeighbour up to the next full set of lanes
+  std::uint32_t count = 0;
+
+  static constexpr std::uint32_t kNoNeighbour = 0xFFFFFFFFU;
+  std::span<std::uint32_t const> span() const { return std::span(ids).first(count); }
+  std::uint32_t operator[](std::size_t i) const { return ids[i]; }
+  void reserve(std::size_t size);
+  void close();  // writes what comes behind the last
+};
+
+// How many are in both.
+std::uint32_t count_shared(Neighbours const& a, Neighbours const& b);
+
 // The candidates of one vertex: for each neighbour the key of the edge and where the merged vertex would go.
 struct Candidates {
   std::uint32_t count = 0;
-  std::vector<std::uint32_t> neighbours;  // each once, in the order of the star
+  Neighbours neighbours;  // in the order of the star
   std::vector<float> keys;
   std::vector<float> x, y, z;     // relative to the vertex
   std::vector<float> ex, ey, ez;  // relative to the neighbour
 
   Vec3 offset(std::uint32_t i) const { return {x[i], y[i], z[i]}; }
+  // Makes room for `count` candidates.
+  void resize(std::uint32_t count);
+  EdgeArrays arrays() { return {keys.data(), x.data(), y.data(), z.data(), ex.data(), ey.data(), ez.data()}; }
 };
 
-// The smallest key that is told apart from none: collapses that change nothing share one bucket and so are taken in
-// the order in which they were found, which keeps flat regions evenly spread.
-inline constexpr float kKeyFloor = 1e-18F;
-
 // Lists the neighbours of v, each once.
-void list_neighbours(Stars const& stars, std::uint32_t v, std::vector<std::uint32_t>& neighbours);
+void list_neighbours(Stars const& stars, std::uint32_t v, Neighbours& neighbours);
 
 // Fills keys and places for the neighbours listed. A locked end keeps its place; two locked ends have an infinite
 // key.
-void evaluate(Stars const& stars, std::uint32_t v, Candidates& candidates);
+void evaluate(MetricKernels const& kernels, Stars const& stars, std::uint32_t v, Candidates& candidates);
 
 }  // namespace mirel::engine

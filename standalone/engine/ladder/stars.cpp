@@ -44,12 +44,10 @@ void Stars::remove(std::uint32_t v, std::uint32_t face) {
   }
 }
 
-void Stars::replace(std::uint32_t v, std::uint32_t face, std::uint32_t from, std::uint32_t to) {
+void Stars::rename(std::uint32_t v, std::uint32_t from, std::uint32_t to) {
   for (StarEntry& entry : star(v)) {
-    if (entry.face() == face) {
-      (entry.next == from ? entry.next : entry.previous) = to;
-      return;
-    }
+    entry.next = entry.next == from ? to : entry.next;
+    entry.previous = entry.previous == from ? to : entry.previous;
   }
 }
 

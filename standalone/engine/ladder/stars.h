@@ -52,6 +52,7 @@ enum VertexFlag : std::uint8_t {
   kUrgent = 16,    // a corner of a face without area: taken when it comes up, whatever its key has become
   kOneWedge = 64,  // all faces use one wedge here: its attribute sums are kept
   kVisited = 32,   // scratch of walks over components
+  kFresh = 128,    // nothing that its edges cost has changed since the candidates at hand were evaluated
 };
 
 class Stars {
@@ -68,12 +69,13 @@ class Stars {
   std::span<StarEntry const> star(std::uint32_t v) const {
     return {entries_.data() + vertices_[v].star_begin, vertices_[v].star_count};
   }
+  Vertex const* vertices() const { return vertices_.data(); }
   StarEntry const* entries() const { return entries_.data(); }
 
   // Removes the entry of `face` from the star of v.
   void remove(std::uint32_t v, std::uint32_t face);
-  // In the entry of `face` in the star of v, puts `to` for `from`.
-  void replace(std::uint32_t v, std::uint32_t face, std::uint32_t from, std::uint32_t to);
+  // Puts `to` for `from` wherever it stands in the star of v.
+  void rename(std::uint32_t v, std::uint32_t from, std::uint32_t to);
   // Gives v a new star. `entries` must not point into the store. May move every star.
   void assign(std::uint32_t v, std::span<StarEntry const> entries);
   // Forgets the star of v.

@@ -1,0 +1,71 @@
+// The arithmetic of the ladder's inner loop, on many edges or faces at a time.
+//
+// Compiled twice where the machine may have wider vectors; the choice is made once, at run time, and shows in the time
+// taken alone: every lane does the same IEEE operations in the same order, and sums over lanes are left to the caller.
+#pragma once
+
+#include <cstdint>
+
+#include "standalone/engine/ladder/stars.h"
+
+namespace mirel::engine {
+
+// The most lanes of any kernel: arrays written by kernels have room for the next multiple of it.
+inline constexpr std::uint32_t kMaxLanes = 8;
+
+// The smallest key that is told apart from none: collapses that change nothing share one bucket and so are taken in
+// the order in which they were found, which keeps flat regions evenly spread.
+inline constexpr float kKeyFloor = 1e-18F;
+
+inline constexpr std::uint32_t padded_to_lanes(std::uint32_t count) {
+  return (count + kMaxLanes - 1) / kMaxLanes * kMaxLanes;
+}
+
+// What is known of some edges: keys, and where their merged vertices would go.
+struct EdgeArrays {
+  float* keys;
+  float *x, *y, *z;     // relative to the first end
+  float *ex, *ey, *ez;  // relative to the second end
+};
+
+// The sums of one face for its corners: x y z (unused, 0), quadric, normal: laid out like a Vertex.
+struct FaceRow {
+  float values[12];
+};
+
+// A fan: the faces of two stars, seen from the ends a and b of an edge.
+struct Fan {
+  StarEntry const* faces;
+  std::uint32_t of_a;       // faces before this one have a as their corner, and stay
+  std::uint32_t surviving;  // from `of_a` to this one: b is the corner, and they stay; from here on faces of a that go
+  std::uint32_t count;
+  std::uint32_t a, b;
+  float place[3];   // where the merged vertex goes
+  float closeness;  // corners no further than this from the place, in each coordinate, may be written as one point
+};
+
+enum FanVerdict : std::uint32_t {
+  kFanSound = 0,
+  kFanTurns = 1,   // a face that stays would turn too far or become a sliver
+  kFanTouches = 2  // the place may round to that of a corner
+};
+
+struct MetricKernels {
+  // Keys and places of the edges from v to `count` neighbours.
+  void (*evaluate_star)(Vertex const* vertices, std::uint32_t v, std::uint32_t const* neighbours, std::uint32_t count,
+                        EdgeArrays const& out);
+  // Keys and places of `count` edges, from[i] to to[i].
+  void (*evaluate_edges)(Vertex const* vertices, std::uint32_t const* from, std::uint32_t const* to,
+                         std::uint32_t count, EdgeArrays const& out);
+  // Tests a fan and fills, for each of its faces, what the collapse adds to the sums of its far corners (`change`) and
+  // the face's terms after it (`after`; 0 for faces that go). Stops early, with the arrays half filled, when a face
+  // turns.
+  std::uint32_t (*test_fan)(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow* after);
+};
+
+// The fastest that this machine runs.
+MetricKernels const& metric_kernels();
+// Those for every machine.
+MetricKernels const& narrow_metric_kernels();
+
+}  // namespace mirel::engine

@@ -1,0 +1,18 @@
+// The kernels at eight lanes. This file alone is compiled for AVX2: it must define nothing that another file could take
+// for its own.
+#include "standalone/engine/ladder/metric_kernels.h"
+
+#if defined(__x86_64__)
+#include "standalone/engine/ladder/metric_kernels_impl.h"
+
+namespace mirel::engine {
+
+MetricKernels const& wide_metric_kernels();
+
+MetricKernels const& wide_metric_kernels() {
+  static constexpr MetricKernels kWide = {kernels::evaluate_star<8>, kernels::evaluate_edges<8>, kernels::test_fan<8>};
+  return kWide;
+}
+
+}  // namespace mirel::engine
+#endif

@@ -1,0 +1,299 @@
+// The kernels for any width. Included by one file for each width, and by nothing else; only templates of the width
+// and plain data are used, so that no function compiled for a wider machine can stand in for another's.
+#pragma once
+
+#include "standalone/engine/ladder/lanes.h"
+#include "standalone/engine/ladder/metric_kernels.h"
+
+namespace mirel::engine::kernels {
+
+// The prior on the midpoint, in traces of the quadric. 1e-4 and more costs mean error; floats stand 1e-6.
+inline constexpr float kMidpointPrior = 1e-5F;
+// A place further from an end than this many edge lengths is taken for a failed solve.
+inline constexpr float kReachSquared = 16;
+// How much of the older end's error a merged vertex carries on: it keeps the same region from being worn down.
+inline constexpr float kHistory = 0.5F;
+// A face may turn by this cosine at most in one collapse.
+inline constexpr float kMinTurnCosine = 0.2F;
+// A face may become no worse than this, unless it was: 1 is equilateral.
+inline constexpr float kMinQuality = 0.02F;
+
+// Ends of edges, one in each lane.
+template <int width>
+struct EndLanes {
+  FloatLanes<width> x, y, z;
+  FloatLanes<width> q0, q1, q2, q3, q4, q5;
+  FloatLanes<width> n0, n1, n2;
+  FloatLanes<width> error;
+};
+
+template <int width>
+inline __attribute__((always_inline)) EndLanes<width> same_end(Vertex const& v) {
+  return {all<width>(v.x),          all<width>(v.y),          all<width>(v.z),          all<width>(v.quadric[0]),
+          all<width>(v.quadric[1]), all<width>(v.quadric[2]), all<width>(v.quadric[3]), all<width>(v.quadric[4]),
+          all<width>(v.quadric[5]), all<width>(v.normal[0]),  all<width>(v.normal[1]),  all<width>(v.normal[2]),
+          all<width>(v.error)};
+}
+
+template <int width>
+inline __attribute__((always_inline)) EndLanes<width> load_ends(Vertex const* const* ends) {
+  float const* rows[width];
+  FloatLanes<width> errors;
+  for (int k = 0; k < width; ++k) {
+    rows[k] = &ends[k]->x;
+    errors[k] = ends[k]->error;
+  }
+  FloatLanes<width> c[12];
+  load_columns<width>(rows, 0, c);
+  load_columns<width>(rows, 4, c + 4);
+  load_columns<width>(rows, 8, c + 8);
+  return {c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8], c[9], c[10], c[11], errors};
+}
+
+// `locked_a`, `locked_b`: lanes whose ends keep their places.
+template <int width>
+inline __attribute__((always_inline)) void evaluate_lanes(EndLanes<width> const& a, EndLanes<width> const& b,
+                                                          bool any_locked, MaskLanes<width> locked_a,
+                                                          MaskLanes<width> locked_b, EdgeArrays const& out,
+                                                          std::uint32_t first) {
+  using F = FloatLanes<width>;
+  using M = MaskLanes<width>;
+  F const zero = all<width>(0), one = all<width>(1), half = all<width>(0.5F);
+  F const dx = b.x - a.x, dy = b.y - a.y, dz = b.z - a.z;
+
+  // The sum of both quadrics, scaled to trace 1, with the prior on its diagonal.
+  F const sum0 = a.q0 + b.q0, sum3 = a.q3 + b.q3, sum5 = a.q5 + b.q5;
+  F const trace = sum0 + sum3 + sum5;
+  M const has_planes = trace > all<width>(1e-30F);
+  F const scale = select(has_planes, one / select(has_planes, trace, one), zero);
+  F const prior = all<width>(kMidpointPrior);
+  F const s0 = sum0 * scale, q1 = (a.q1 + b.q1) * scale, q2 = (a.q2 + b.q2) * scale;
+  F const s3 = sum3 * scale, q4 = (a.q4 + b.q4) * scale, s5 = sum5 * scale;
+  F const q0 = s0 + prior, q3 = s3 + prior, q5 = s5 + prior;
+
+  // Cofactors of the symmetric matrix.
+  F const c0 = q3 * q5 - q4 * q4, c1 = q2 * q4 - q1 * q5, c2 = q1 * q4 - q2 * q3;
+  F const c3 = q0 * q5 - q2 * q2, c4 = q1 * q2 - q0 * q4, c5 = q0 * q3 - q1 * q1;
+  F const determinant = q0 * c0 + q1 * c1 + q2 * c2;
+  M const solvable = determinant > zero;
+  F const inverse = one / select(solvable, determinant, one);
+
+  F const t0 = (b.q0 * dx + b.q1 * dy + b.q2 * dz) * scale;
+  F const t1 = (b.q1 * dx + b.q3 * dy + b.q4 * dz) * scale;
+  F const t2 = (b.q2 * dx + b.q4 * dy + b.q5 * dz) * scale;
+  F const mid = prior * half;
+  F const r0 = t0 + mid * dx, r1 = t1 + mid * dy, r2 = t2 + mid * dz;
+  F px = (c0 * r0 + c1 * r1 + c2 * r2) * inverse;
+  F py = (c1 * r0 + c3 * r1 + c4 * r2) * inverse;
+  F pz = (c2 * r0 + c4 * r1 + c5 * r2) * inverse;
+  // Once more for what the planes still want, without the prior: it then only speaks where they are silent.
+  F const u0 = t0 - (s0 * px + q1 * py + q2 * pz);
+  F const u1 = t1 - (q1 * px + s3 * py + q4 * pz);
+  F const u2 = t2 - (q2 * px + q4 * py + s5 * pz);
+  px += (c0 * u0 + c1 * u1 + c2 * u2) * inverse;
+  py += (c1 * u0 + c3 * u1 + c4 * u2) * inverse;
+  pz += (c2 * u0 + c4 * u1 + c5 * u2) * inverse;
+
+  // Moved onto the plane of equal volume, along the direction that the quadric resists least.
+  F const n0 = a.n0 + b.n0, n1 = a.n1 + b.n1, n2 = a.n2 + b.n2;
+  F const volume = b.n0 * dx + b.n1 * dy + b.n2 * dz;
+  F const y0 = (c0 * n0 + c1 * n1 + c2 * n2) * inverse;
+  F const y1 = (c1 * n0 + c3 * n1 + c4 * n2) * inverse;
+  F const y2 = (c2 * n0 + c4 * n1 + c5 * n2) * inverse;
+  F const slope = n0 * y0 + n1 * y1 + n2 * y2;
+  M const constrained = slope > all<width>(1e-36F);
+  F const shift = select(constrained, (n0 * px + n1 * py + n2 * pz - volume) / select(constrained, slope, one), zero);
+  px -= y0 * shift;
+  py -= y1 * shift;
+  pz -= y2 * shift;
+
+  F const reach = all<width>(kReachSquared) * (dx * dx + dy * dy + dz * dz);
+  M const sound = solvable & (px * px + py * py + pz * pz <= reach);
+  px = select(sound, px, half * dx);
+  py = select(sound, py, half * dy);
+  pz = select(sound, pz, half * dz);
+  if (any_locked) {
+    px = select(locked_b, dx, select(locked_a, zero, px));
+    py = select(locked_b, dy, select(locked_a, zero, py));
+    pz = select(locked_b, dz, select(locked_a, zero, pz));
+  }
+
+  // Two positive forms, each about its own vertex: nothing cancels.
+  F const ex = px - dx, ey = py - dy, ez = pz - dz;
+  F const cost_a = px * (a.q0 * px + a.q1 * py + a.q2 * pz) + py * (a.q1 * px + a.q3 * py + a.q4 * pz) +
+                   pz * (a.q2 * px + a.q4 * py + a.q5 * pz);
+  F const cost_b = ex * (b.q0 * ex + b.q1 * ey + b.q2 * ez) + ey * (b.q1 * ex + b.q3 * ey + b.q4 * ez) +
+                   ez * (b.q2 * ex + b.q4 * ey + b.q5 * ez);
+  F key = larger(cost_a + cost_b, zero) + all<width>(kHistory) * larger(a.error, b.error);
+  key = larger(key, all<width>(kKeyFloor));
+  if (any_locked) key = select(locked_a & locked_b, all<width>(__builtin_inff()), key);
+
+  __builtin_memcpy(out.keys + first, &key, sizeof(key));
+  __builtin_memcpy(out.x + first, &px, sizeof(px));
+  __builtin_memcpy(out.y + first, &py, sizeof(py));
+  __builtin_memcpy(out.z + first, &pz, sizeof(pz));
+  __builtin_memcpy(out.ex + first, &ex, sizeof(ex));
+  __builtin_memcpy(out.ey + first, &ey, sizeof(ey));
+  __builtin_memcpy(out.ez + first, &ez, sizeof(ez));
+}
+
+template <int width>
+void evaluate_star(Vertex const* vertices, std::uint32_t v, std::uint32_t const* neighbours, std::uint32_t count,
+                   EdgeArrays const& out) {
+  EndLanes<width> const a = same_end<width>(vertices[v]);
+  MaskLanes<width> const locked_a = MaskLanes<width>{} - ((vertices[v].flags & kLocked) != 0 ? 1 : 0);
+  for (std::uint32_t first = 0; first < count; first += width) {
+    Vertex const* ends[width];
+    unsigned flags = vertices[v].flags;
+    for (std::uint32_t k = 0; k < width; ++k) {
+      std::uint32_t const i = first + k < count ? first + k : count - 1;
+      ends[k] = vertices + neighbours[i];
+      flags |= ends[k]->flags;
+    }
+    bool const any_locked = (flags & kLocked) != 0;
+    MaskLanes<width> locked_b = {};
+    if (any_locked) {
+      for (int k = 0; k < width; ++k) locked_b[k] = (ends[k]->flags & kLocked) != 0 ? -1 : 0;
+    }
+    evaluate_lanes<width>(a, load_ends<width>(ends), any_locked, locked_a, locked_b, out, first);
+  }
+}
+
+template <int width>
+void evaluate_edges(Vertex const* vertices, std::uint32_t const* from, std::uint32_t const* to, std::uint32_t count,
+                    EdgeArrays const& out) {
+  for (std::uint32_t first = 0; first < count; first += width) {
+    Vertex const* ends_a[width];
+    Vertex const* ends_b[width];
+    unsigned flags = 0;
+    for (std::uint32_t k = 0; k < width; ++k) {
+      std::uint32_t const i = first + k < count ? first + k : count - 1;
+      ends_a[k] = vertices + from[i];
+      ends_b[k] = vertices + to[i];
+      flags |= ends_a[k]->flags | ends_b[k]->flags;
+    }
+    bool const any_locked = (flags & kLocked) != 0;
+    MaskLanes<width> locked_a = {}, locked_b = {};
+    if (any_locked) {
+      for (int k = 0; k < width; ++k) {
+        locked_a[k] = (ends_a[k]->flags & kLocked) != 0 ? -1 : 0;
+        locked_b[k] = (ends_b[k]->flags & kLocked) != 0 ? -1 : 0;
+      }
+    }
+    evaluate_lanes<width>(load_ends<width>(ends_a), load_ends<width>(ends_b), any_locked, locked_a, locked_b, out,
+                          first);
+  }
+}
+
+template <int width>
+struct VectorLanes {
+  FloatLanes<width> x, y, z;
+};
+
+template <int width>
+inline __attribute__((always_inline)) VectorLanes<width> minus(VectorLanes<width> const& a,
+                                                               VectorLanes<width> const& b) {
+  return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+template <int width>
+inline __attribute__((always_inline)) FloatLanes<width> dot(VectorLanes<width> const& a, VectorLanes<width> const& b) {
+  return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+template <int width>
+inline __attribute__((always_inline)) VectorLanes<width> cross(VectorLanes<width> const& a,
+                                                               VectorLanes<width> const& b) {
+  return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+template <int width>
+inline __attribute__((always_inline)) VectorLanes<width> load_points(Vertex const* const* points) {
+  float const* rows[width];
+  for (int k = 0; k < width; ++k) rows[k] = &points[k]->x;
+  FloatLanes<width> c[4];
+  load_columns<width>(rows, 0, c);
+  return {c[0], c[1], c[2]};
+}
+// |n|^-1.5, or 0 where n is none; n2 is |n|^2.
+template <int width>
+inline __attribute__((always_inline)) FloatLanes<width> plane_weight(FloatLanes<width> n2, MaskLanes<width> counts) {
+  FloatLanes<width> const one = all<width>(1), zero = all<width>(0);
+  FloatLanes<width> const length = square_root(select(counts, n2, one));
+  return select(counts, one / (length * square_root(length)), zero);
+}
+
+template <int width>
+std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow* after) {
+  using F = FloatLanes<width>;
+  using M = MaskLanes<width>;
+  F const zero = all<width>(0);
+  VectorLanes<width> const place = {all<width>(fan.place[0]), all<width>(fan.place[1]), all<width>(fan.place[2])};
+  Vertex const& a = vertices[fan.a];
+  Vertex const& b = vertices[fan.b];
+  M numbers;
+  for (int k = 0; k < width; ++k) numbers[k] = k;
+  std::uint32_t verdict = kFanSound;
+  for (std::uint32_t first = 0; first < fan.count; first += width) {
+    Vertex const* next_ends[width];
+    Vertex const* previous_ends[width];
+    for (std::uint32_t k = 0; k < width; ++k) {
+      StarEntry const& entry = fan.faces[first + k < fan.count ? first + k : fan.count - 1];
+      next_ends[k] = vertices + entry.next;
+      previous_ends[k] = vertices + entry.previous;
+    }
+    VectorLanes<width> const next = load_points<width>(next_ends);
+    VectorLanes<width> const previous = load_points<width>(previous_ends);
+    // Which faces have b as their corner, and which go.
+    M const index = numbers + static_cast<std::int32_t>(first);
+    M const goes = index >= static_cast<std::int32_t>(fan.surviving);
+    M const of_b = (index >= static_cast<std::int32_t>(fan.of_a)) & ~goes;
+    VectorLanes<width> const corner = {select(of_b, all<width>(b.x), all<width>(a.x)),
+                                       select(of_b, all<width>(b.y), all<width>(a.y)),
+                                       select(of_b, all<width>(b.z), all<width>(a.z))};
+    VectorLanes<width> const before = cross<width>(minus<width>(next, corner), minus<width>(previous, corner));
+    VectorLanes<width> const e1 = minus<width>(next, place);
+    VectorLanes<width> const e2 = minus<width>(previous, place);
+    VectorLanes<width> const now = cross<width>(e1, e2);
+    VectorLanes<width> const across_edge = minus<width>(previous, next);
+
+    F const before2 = dot<width>(before, before);
+    F const after2 = dot<width>(now, now);
+    F const across = dot<width>(across_edge, across_edge);
+    F const size = dot<width>(e1, e1) + dot<width>(e2, e2) + across;
+    M const had_area = before2 > all<width>(1e-12F) * across * across;
+    M const thin = after2 < all<width>((kMinQuality / 3.4641016F) * (kMinQuality / 3.4641016F)) * size * size;
+    // A sliver may stay one, not become one; its direction is then noise only if it has no area to speak of.
+    M const bad_sliver = ~(after2 > all<width>(1e-12F) * size * size) |
+                         ((after2 * across * across < before2 * size * size) & (after2 < before2));
+    M const bad_thin = thin & ((had_area & bad_sliver) | (~had_area & ~(after2 > zero)));
+    F const cosine = dot<width>(before, now);
+    M const bad_turn = had_area & (~(cosine > zero) |
+                                   (cosine * cosine < all<width>(kMinTurnCosine * kMinTurnCosine) * before2 * after2));
+    if (any((bad_thin | bad_turn) & ~goes)) return kFanTurns;
+
+    F const limit = all<width>(fan.closeness);
+    F const next_away = larger(larger(magnitude(e1.x), magnitude(e1.y)), magnitude(e1.z));
+    F const previous_away = larger(larger(magnitude(e2.x), magnitude(e2.y)), magnitude(e2.z));
+    if (any((~(next_away > limit) | ~(previous_away > limit)) & ~goes)) verdict = kFanTouches;
+
+    M const was = before2 > all<width>(1e-36F);
+    M const is = (after2 > all<width>(1e-36F)) & ~goes;
+    F const wb = plane_weight<width>(before2, was);
+    F const wa = plane_weight<width>(after2, is);
+    F const bx = wb * before.x, by = wb * before.y, bz = wb * before.z;
+    F const ax = wa * now.x, ay = wa * now.y, az = wa * now.z;
+    F const a0 = ax * now.x, a1 = ax * now.y, a2 = ax * now.z, a3 = ay * now.y, a4 = ay * now.z, a5 = az * now.z;
+    F const n0 = select(is, now.x, zero), n1 = select(is, now.y, zero), n2 = select(is, now.z, zero);
+    float* const after_row = after[first].values;
+    store_columns<width>(zero, zero, zero, a0, after_row, 12);
+    store_columns<width>(a1, a2, a3, a4, after_row + 4, 12);
+    store_columns<width>(a5, n0, n1, n2, after_row + 8, 12);
+    float* const change_row = change[first].values;
+    store_columns<width>(zero, zero, zero, a0 - bx * before.x, change_row, 12);
+    store_columns<width>(a1 - bx * before.y, a2 - bx * before.z, a3 - by * before.y, a4 - by * before.z, change_row + 4,
+                         12);
+    store_columns<width>(a5 - bz * before.z, n0 - select(was, before.x, zero), n1 - select(was, before.y, zero),
+                         n2 - select(was, before.z, zero), change_row + 8, 12);
+  }
+  return verdict;
+}
+
+}  // namespace mirel::engine::kernels

@@ -1,0 +1,126 @@
+#include "standalone/engine/ladder/metric_kernels.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+namespace mirel::engine {
+namespace {
+
+constexpr std::uint32_t kVertices = 64;
+
+// Vertices of all magnitudes, some locked, some with nothing in their sums.
+std::vector<Vertex> some_vertices(std::uint32_t seed) {
+  std::mt19937 random(seed);
+  auto const unit = [&random] { return static_cast<float>(random() % 65536) / 32768.0F - 1; };
+  std::vector<Vertex> vertices(kVertices);
+  for (Vertex& vertex : vertices) {
+    float const size = 1.0F / static_cast<float>(1U << random() % 24);
+    vertex.set_position({unit() * size, unit() * size, unit() * size});
+    vertex.error = random() % 2 == 0 ? 0 : std::abs(unit()) * size;
+    vertex.flags = random() % 8 == 0 ? kLocked : 0;
+    if (random() % 8 == 0) continue;
+    for (int plane = 0; plane < 5; ++plane) {
+      float const n[3] = {unit() * size, unit() * size, random() % 4 == 0 ? 0 : unit() * size};
+      int k = 0;
+      for (int i = 0; i < 3; ++i) {
+        vertex.normal[i] += n[i];
+        for (int j = i; j < 3; ++j) vertex.quadric[k++] += n[i] * n[j];
+      }
+    }
+  }
+  return vertices;
+}
+
+struct Edges {
+  std::vector<float> values = std::vector<float>(7 * padded_to_lanes(kVertices), 0);
+  EdgeArrays arrays() {
+    std::size_t const n = padded_to_lanes(kVertices);
+    float* const v = values.data();
+    return {v, v + n, v + 2 * n, v + 3 * n, v + 4 * n, v + 5 * n, v + 6 * n};
+  }
+};
+
+bool same_bits(float const* a, float const* b, std::size_t count) {
+  return std::memcmp(a, b, count * sizeof(float)) == 0;
+}
+
+bool same_edges(EdgeArrays const& a, EdgeArrays const& b, std::uint32_t count) {
+  return same_bits(a.keys, b.keys, count) && same_bits(a.x, b.x, count) && same_bits(a.y, b.y, count) &&
+         same_bits(a.z, b.z, count) && same_bits(a.ex, b.ex, count) && same_bits(a.ey, b.ey, count) &&
+         same_bits(a.ez, b.ez, count);
+}
+
+TEST(MetricKernelsTest, WidthDoesNotShowInEdges) {
+  MetricKernels const& narrow = narrow_metric_kernels();
+  MetricKernels const& fastest = metric_kernels();
+  for (std::uint32_t seed = 1; seed <= 50; ++seed) {
+    std::vector<Vertex> const vertices = some_vertices(seed);
+    std::mt19937 random(seed);
+    for (std::uint32_t count = 1; count <= 21; ++count) {
+      std::uint32_t from[21];
+      std::uint32_t to[21];
+      for (std::uint32_t i = 0; i < count; ++i) {
+        from[i] = static_cast<std::uint32_t>(random() % kVertices);
+        to[i] = static_cast<std::uint32_t>(random() % kVertices);
+      }
+      Edges a, b;
+      narrow.evaluate_star(vertices.data(), from[0], to, count, a.arrays());
+      fastest.evaluate_star(vertices.data(), from[0], to, count, b.arrays());
+      ASSERT_TRUE(same_edges(a.arrays(), b.arrays(), count)) << "seed " << seed << ", " << count << " neighbours";
+      // One edge alone, and the same edge beside others.
+      narrow.evaluate_edges(vertices.data(), from, to, count, a.arrays());
+      fastest.evaluate_edges(vertices.data(), from, to, count, b.arrays());
+      ASSERT_TRUE(same_edges(a.arrays(), b.arrays(), count)) << "seed " << seed << ", " << count << " edges";
+      fastest.evaluate_star(vertices.data(), from[0], to, 1, b.arrays());
+      ASSERT_TRUE(same_edges(a.arrays(), b.arrays(), 1)) << "seed " << seed;
+    }
+  }
+}
+
+TEST(MetricKernelsTest, WidthDoesNotShowInFans) {
+  MetricKernels const& narrow = narrow_metric_kernels();
+  MetricKernels const& fastest = metric_kernels();
+  std::uint32_t turned = 0;
+  std::uint32_t sound = 0;
+  for (std::uint32_t seed = 1; seed <= 2000; ++seed) {
+    std::mt19937 random(seed);
+    auto const unit = [&random] { return static_cast<float>(random() % 65536) / 32768.0F - 1; };
+    // Two fans side by side, a little bumpy.
+    std::uint32_t const sides = 3 + static_cast<std::uint32_t>(random() % 9);
+    std::vector<Vertex> vertices(sides + 2);
+    vertices[0].set_position({-0.2F, 0, 0.1F * unit()});
+    vertices[1].set_position({0.2F, 0, 0.1F * unit()});
+    for (std::uint32_t i = 0; i < sides; ++i) {
+      float const angle = 6.2831853F * static_cast<float>(i) / static_cast<float>(sides);
+      vertices[2 + i].set_position({std::cos(angle) + 0.2F * unit(), std::sin(angle) + 0.2F * unit(), 0.3F * unit()});
+    }
+    std::vector<StarEntry> faces(padded_to_lanes(sides) + kMaxLanes);
+    for (std::uint32_t i = 0; i < sides; ++i) faces[i] = {2 + i, 2 + (i + 1) % sides, i << 2};
+    Fan fan{};
+    fan.faces = faces.data();
+    fan.count = sides;
+    fan.surviving = static_cast<std::uint32_t>(random() % (sides + 1));
+    fan.of_a = static_cast<std::uint32_t>(random() % (fan.surviving + 1));
+    fan.a = 0;
+    fan.b = 1;
+    for (float& x : fan.place) x = 0.1F * unit();
+    fan.closeness = random() % 4 == 0 ? 0.5F : 1e-6F;
+    std::vector<FaceRow> changes_a(faces.size()), changes_b(faces.size());
+    std::vector<FaceRow> terms_a(faces.size()), terms_b(faces.size());
+    std::uint32_t const a = narrow.test_fan(vertices.data(), fan, changes_a.data(), terms_a.data());
+    std::uint32_t const b = fastest.test_fan(vertices.data(), fan, changes_b.data(), terms_b.data());
+    ASSERT_EQ(a, b) << "seed " << seed;
+    ++(a == kFanTurns ? turned : sound);
+    if (a == kFanTurns) continue;
+    ASSERT_TRUE(same_bits(changes_a[0].values, changes_b[0].values, 12 * std::size_t{sides})) << "seed " << seed;
+    ASSERT_TRUE(same_bits(terms_a[0].values, terms_b[0].values, 12 * std::size_t{sides})) << "seed " << seed;
+  }
+  EXPECT_GT(turned, 100U);
+  EXPECT_GT(sound, 100U);
+}
+
+}  // namespace
+}  // namespace mirel::engine
