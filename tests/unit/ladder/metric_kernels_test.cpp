@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -106,7 +107,8 @@ TEST(MetricKernelsTest, WidthDoesNotShowInFans) {
     fan.of_a = static_cast<std::uint32_t>(random() % (fan.surviving + 1));
     fan.a = 0;
     fan.b = 1;
-    for (float& x : fan.place) x = 0.1F * unit();
+    float const reach = random() % 2 == 0 ? 0.1F : 1.5F;
+    for (float& x : fan.place) x = reach * unit();
     fan.closeness = random() % 4 == 0 ? 0.5F : 1e-6F;
     std::vector<FaceRow> changes_a(faces.size()), changes_b(faces.size());
     std::vector<FaceRow> terms_a(faces.size()), terms_b(faces.size());
