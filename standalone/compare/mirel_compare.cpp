@@ -2,6 +2,7 @@
 #include "standalone/compare/mirel_compare.h"
 #pragma GCC visibility pop
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -101,6 +102,19 @@ int mirel_compare_mesh_create(float const* positions, uint32_t position_count, u
 
 void mirel_compare_mesh_free(MirelCompareMesh* mesh) {
   delete mesh;
+}
+
+int mirel_compare_place(float const* positions, uint32_t position_count, double const transform[16], float* placed) {
+  if (position_count > 0 && (positions == nullptr || placed == nullptr)) return kMirelCompareBadArgument;
+  if (transform == nullptr) return kMirelCompareBadArgument;
+  for (std::size_t i = 0; i < position_count; ++i) {
+    mirel::engine::Vec const p = mirel::engine::load(positions + 3 * i);
+    for (std::size_t k = 0; k < 3; ++k) {
+      double const sum = transform[k] * p.x + transform[4 + k] * p.y + transform[8 + k] * p.z + transform[12 + k];
+      placed[3 * i + k] = static_cast<float>(sum);
+    }
+  }
+  return kMirelCompareOk;
 }
 
 double mirel_compare_mesh_diagonal(MirelCompareMesh const* mesh) {

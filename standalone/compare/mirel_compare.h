@@ -42,6 +42,11 @@ int mirel_compare_mesh_create(float const* positions, uint32_t position_count, u
                               uint32_t face_count, MirelCompareMesh** mesh, uint32_t* place);
 // Frees it; null is ignored.
 void mirel_compare_mesh_free(MirelCompareMesh* mesh);
+// Where a transformation puts positions; a help for putting the meshes of a scene together.
+//   positions  position_count x 3
+//   transform  4 x 4, column by column, the translation in 12 to 14; what a projection would need is left aside
+//   placed     gets position_count x 3; may be `positions`
+int mirel_compare_place(float const* positions, uint32_t position_count, double const transform[16], float* placed);
 // Length of the diagonal of the bounding box of all faces, model units.
 double mirel_compare_mesh_diagonal(MirelCompareMesh const* mesh);
 

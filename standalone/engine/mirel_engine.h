@@ -41,6 +41,10 @@ uint32_t mirel_engine_usable_face_count(uint32_t mesh);
 int mirel_engine_bounds(uint32_t mesh, float bounds[6]);
 // Faces over all meshes at a step of the current ladder; 0 without a ladder.
 uint32_t mirel_engine_face_count_at(uint32_t step);
+// The mesh's arrays at the current step, as getVertices and getFaces give them: *count x 3 coordinates in model units,
+// *count x 3 indices. Null, and *count 0, where there is none.
+float const* mirel_engine_positions(uint32_t mesh, uint32_t* count);
+uint32_t const* mirel_engine_faces(uint32_t mesh, uint32_t* count);
 // face_count x 3 corners x (u, v) at the current step, in the order of getFaces; null where the mesh has no UVs.
 float const* mirel_engine_corner_uvs(uint32_t mesh);
 // face_count x 3 corners x (x, y, z) at the current step; null where the mesh has no normals.

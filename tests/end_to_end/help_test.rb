@@ -7,7 +7,7 @@ class HelpTest < ProgramTest
     result = mirel("--help")
     assert_equal 0, result.status
     assert_empty result.err
-    %w[reduce info --help --version].each { |word| assert_includes result.out, word }
+    %w[reduce info compare view --help --version].each { |word| assert_includes result.out, word }
   end
 
   def test_reduce_help_gives_defaults_ranges_units_and_examples
@@ -23,6 +23,14 @@ class HelpTest < ProgramTest
   def test_info_help
     help = mirel("info", "--help")
     assert_equal 0, help.status
+    assert_match(/example/i, help.out)
+  end
+
+  def test_view_help
+    help = mirel("view", "--help")
+    assert_equal 0, help.status
+    %w[--port --no-open --faces].each { |word| assert_includes help.out, word }
+    assert_match(/default: any free port/, help.out)
     assert_match(/example/i, help.out)
   end
 

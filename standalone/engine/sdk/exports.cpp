@@ -173,6 +173,24 @@ uint32_t mirel_engine_face_count_at(uint32_t step) {
   return ladder == nullptr ? 0 : ladder->face_count(std::min(step, ladder->step_count()));
 }
 
+float const* mirel_engine_positions(uint32_t mesh, uint32_t* count) {
+  Mesh const* const m = mesh_of_newest_depot(mesh);
+  float const* const positions = m == nullptr ? nullptr : m->getVertices();
+  if (count != nullptr) {
+    *count = positions == nullptr ? 0 : m->getNumVertices();
+  }
+  return positions;
+}
+
+uint32_t const* mirel_engine_faces(uint32_t mesh, uint32_t* count) {
+  Mesh const* const m = mesh_of_newest_depot(mesh);
+  uint32_t const* const faces = m == nullptr ? nullptr : m->getFaces();
+  if (count != nullptr) {
+    *count = faces == nullptr ? 0 : m->getNumFaces();
+  }
+  return faces;
+}
+
 float const* mirel_engine_corner_uvs(uint32_t mesh) {
   Mesh const* const m = mesh_of_newest_depot(mesh);
   return m == nullptr ? nullptr : m->corner_uvs();

@@ -61,6 +61,16 @@ TEST(Handle, RefusesNullPointers) {
   EXPECT_EQ(mirel_compare_mesh_diagonal(nullptr), 0);
 }
 
+TEST(Place, TurnsScalesAndMoves) {
+  // A quarter turn about z, twice the size, then 10 along x: (1, 2, 3) goes to (-4 + 10, 2, 6).
+  double const transform[16] = {0, 2, 0, 0, -2, 0, 0, 0, 0, 0, 2, 0, 10, 0, 0, 1};
+  float points[6] = {1, 2, 3, 0, 0, 0};
+  EXPECT_EQ(mirel_compare_place(points, 2, transform, points), kMirelCompareOk);
+  EXPECT_EQ((std::vector<float>(points, points + 6)), (std::vector<float>{6, 2, 6, 10, 0, 0}));
+  EXPECT_EQ(mirel_compare_place(nullptr, 2, transform, points), kMirelCompareBadArgument);
+  EXPECT_EQ(mirel_compare_place(points, 2, nullptr, points), kMirelCompareBadArgument);
+}
+
 TEST(Handle, EveryStatusHasItsText) {
   for (int status = kMirelCompareOk; status <= kMirelCompareNotWritten; ++status) {
     EXPECT_STRNE(mirel_compare_status_text(status), mirel_compare_status_text(-1)) << status;

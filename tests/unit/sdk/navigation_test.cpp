@@ -293,6 +293,13 @@ TEST(HostFunctions, AnswerWithoutADepot) {
   EXPECT_EQ(mirel_engine_face_count_at(0), 0U);
   EXPECT_EQ(mirel_engine_corner_uvs(0), nullptr);
   EXPECT_EQ(mirel_engine_corner_normals(0), nullptr);
+  std::uint32_t count = 7;
+  EXPECT_EQ(mirel_engine_positions(0, &count), nullptr);
+  EXPECT_EQ(count, 0U);
+  count = 7;
+  EXPECT_EQ(mirel_engine_faces(0, &count), nullptr);
+  EXPECT_EQ(count, 0U);
+  EXPECT_EQ(mirel_engine_faces(0, nullptr), nullptr);
   float bounds[6] = {7, 7, 7, 7, 7, 7};
   EXPECT_EQ(mirel_engine_bounds(0, bounds), 0);
   EXPECT_EQ(bounds[0], 7.0F);
@@ -318,6 +325,11 @@ TEST(HostFunctions, SpeakOfTheNewestDepot) {
     EXPECT_EQ(mirel_engine_vertex_count(0), mesh->getNumVertices());
     float bounds[6];
     EXPECT_EQ(mirel_engine_bounds(0, bounds), 1);
+    std::uint32_t count = 0;
+    EXPECT_EQ(mirel_engine_positions(0, &count), mesh->getVertices());
+    EXPECT_EQ(count, mesh->getNumVertices());
+    EXPECT_EQ(mirel_engine_faces(0, &count), mesh->getFaces());
+    EXPECT_EQ(count, mesh->getNumFaces());
     EXPECT_EQ(mirel_engine_face_count_at(0), 50U);
     EXPECT_EQ(mirel_engine_face_count_at(4), mesh->getNumFaces());
     float const* const uvs = mirel_engine_corner_uvs(0);

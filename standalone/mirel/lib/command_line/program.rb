@@ -1,5 +1,6 @@
 # frozen_string_literal: true
 
+require 'command_line/compare_command'
 require 'command_line/console'
 require 'command_line/failure'
 require 'command_line/info_command'
@@ -10,7 +11,7 @@ require 'zu/mirel/version'
 module CommandLine
   # The program as a whole: chooses the command, turns everything that goes wrong into one line and a status.
   class Program
-    COMMANDS = [ReduceCommand, InfoCommand, ViewCommand].freeze
+    COMMANDS = [ReduceCommand, InfoCommand, CompareCommand, ViewCommand].freeze
 
     HELP = <<~TEXT
       usage: mirel COMMAND [options]
@@ -26,6 +27,7 @@ module CommandLine
       examples:
           mirel reduce model.obj --faces 5000 -o small.obj
           mirel info model.stl
+          mirel compare model.obj small.obj
           mirel view model.obj
 
       The exit status is 0 when the command has done its work, else 1.

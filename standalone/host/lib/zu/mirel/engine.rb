@@ -44,6 +44,16 @@ module Zu
           box
         end
 
+        # @return [String, nil] x, y, z of each position of the mesh at the current step, as 32-bit floats
+        def positions(mesh)
+          triples('mirel_engine_positions', mesh)
+        end
+
+        # @return [String, nil] three 32-bit numbers of positions, from 0, for each face at the current step
+        def faces(mesh)
+          triples('mirel_engine_faces', mesh)
+        end
+
         # @return [Float, nil] bound on the deviation at a step, model units; nil where it was not measured
         def deviation_bound(step)
           value = call('mirel_engine_deviation_bound', [step], Fiddle::TYPE_DOUBLE)
@@ -92,6 +102,14 @@ module Zu
         def corner_data(name, mesh, bytes)
           pointer = call(name, [mesh], Fiddle::TYPE_VOIDP)
           pointer[0, bytes] unless pointer.nil? || pointer.null?
+        end
+
+        def triples(name, mesh)
+          count = [0].pack('L')
+          pointer = call(name, [mesh, count], Fiddle::TYPE_VOIDP)
+          return if pointer.nil?
+
+          pointer.null? ? ''.b : pointer[0, 12 * count.unpack1('L')]
         end
 
         def call(name, arguments, result)
