@@ -1,0 +1,24 @@
+# frozen_string_literal: true
+
+# Reads results of peers.rb and prints, as Markdown, geometric means, each run, and where the engine is behind:
+#
+#   ruby benchmarks/peers/summary.rb RESULTS.json [--runs]
+
+require 'json'
+
+$LOAD_PATH.unshift(__dir__)
+require 'tables'
+
+file = ARGV.find { |word| !word.start_with?('--') }
+abort 'usage: ruby benchmarks/peers/summary.rb RESULTS.json [--runs]' unless file
+rows = JSON.parse(File.read(file))['rows']
+large, others = rows.partition { |row| row['input_faces'] > 1_000_000 }
+puts "#{others.map { |row| row['model'] }.uniq.size} meshes of up to a million faces:", '', Tables.summary(others)
+puts '', 'Larger ones:', '', Tables.summary(large) unless large.empty?
+puts '', 'Behind the best of the others (RMS and normals by more than 1 %, maximum by more than 10 %):', ''
+puts '| mesh | target | figure | ratio | best |', '|---|--:|---|--:|---|'
+Tables.losses(rows).sort_by { |loss| -loss['ratio'] }.each do |loss|
+  puts "| #{loss['model']} | #{format('%g', 100 * loss['share'])} % | #{Tables::TITLES[loss['metric']]} | " \
+       "#{format('%.3f', loss['ratio'])} | #{loss['best']} |"
+end
+puts '', Tables.runs(rows) if ARGV.include?('--runs')
