@@ -42,11 +42,13 @@ struct MeshLayer {
 
 struct MeshData {
   Array<fbxsdk::FbxVector4> points;
-  // The point of each corner; all of them exist.
+  // The point of each corner.
   Array<int> corners;
   // First corner of each polygon and, behind the last, the number of corners. Empty where every polygon has three.
   Array<int> starts;
   std::vector<MeshLayer> layers;
+  // Whether a corner is -1: its point does not exist.
+  bool is_damaged = false;
 
   std::size_t polygon_count() const {
     if (!starts.empty()) return starts.size() - 1;

@@ -31,4 +31,10 @@ struct Transform {
   bool rotation_active = false;
 };
 
+// Translation, rotation offset, rotation pivot, pre-rotation, rotation, inverse post-rotation, back from the pivot,
+// scaling offset, scaling pivot, scaling, back from that pivot.
+fbxsdk::FbxAMatrix local_matrix(Transform const& transform);
+// What the first does and then the second: row vectors.
+fbxsdk::FbxAMatrix product(fbxsdk::FbxAMatrix const& first, fbxsdk::FbxAMatrix const& second);
+
 }  // namespace mirel::fbx

@@ -60,6 +60,25 @@ FbxAxisSystem::EFrontVector FbxAxisSystem::GetFrontVector(int& pSign) const {
   return std::abs(mFront) == first ? eParityEven : eParityOdd;
 }
 
-void FbxAxisSystem::ConvertScene(FbxScene*) const {}
+void FbxAxisSystem::ConvertScene(FbxScene* pScene) const {
+  if (pScene == nullptr) return;
+  FbxAxisSystem& source = Internals::data(pScene->GetGlobalSettings()).axes;
+  if (source == *this) return;
+  // What each axis of the scene becomes.
+  FbxAMatrix turn;
+  for (int which = 0; which < 3; ++which) {
+    int const from = Internals::axis(source, which);
+    int const to = Internals::axis(*this, which);
+    int const row = std::abs(from) - 1;
+    for (int column = 0; column < 3; ++column) turn[row][column] = 0;
+    turn[row][std::abs(to) - 1] = (from > 0) == (to > 0) ? 1.0 : -1.0;
+  }
+  const FbxNode* const root = pScene->GetRootNode();
+  for (FbxNode* const child : Internals::data(*root).children) {
+    FbxAMatrix& local = Internals::data(*child).local;
+    local = mirel::fbx::product(local, turn);
+  }
+  source = *this;
+}
 
 }  // namespace fbxsdk

@@ -155,4 +155,20 @@ FbxMesh* Internals::create_mesh(FbxManager* manager, std::string name, mirel::fb
   return object;
 }
 
+FbxGeometry* Internals::create_surface(FbxManager* manager, std::string name, FbxNodeAttribute::EType type,
+                                       mirel::fbx::Surface&& surface) {
+  FbxGeometry* object = nullptr;
+  if (type == FbxNodeAttribute::eNurbs) {
+    object = create<FbxNurbs, GeometryData>(manager, kNurbs, std::move(name));
+  } else if (type == FbxNodeAttribute::ePatch) {
+    object = create<FbxPatch, GeometryData>(manager, kPatch, std::move(name));
+  } else {
+    object = create<FbxNurbsSurface, GeometryData>(manager, kNurbsSurface, std::move(name));
+  }
+  if (object == nullptr) return nullptr;
+  data(*object).kind = type;
+  data(*object).surface = std::move(surface);
+  return object;
+}
+
 }  // namespace fbxsdk

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "standalone/fbx/mesh_data.h"
+#include "standalone/fbx/surface_reader.h"
 #include "standalone/fbx/transform.h"
 
 namespace fbxsdk {
@@ -81,8 +82,7 @@ struct Internals {
     std::vector<FbxSurfaceMaterial*> materials;
     std::vector<FbxNodeAttribute*> attributes;
     mirel::fbx::Transform transform;
-    // What a change of axes puts behind the transform.
-    std::unique_ptr<FbxAMatrix> conversion;
+    // The transform as a matrix; for children of the root with the scene's change of axes behind it.
     FbxAMatrix local;
   };
   struct AttributeData : ObjectData {
@@ -92,6 +92,8 @@ struct Internals {
   struct GeometryData : AttributeData {
     mirel::fbx::MeshData mesh;
     std::vector<FbxLayer*> layers;
+    // Of NURBS surfaces and patches.
+    mirel::fbx::Surface surface;
     ~GeometryData();
   };
   struct TextureData : ObjectData {
@@ -176,6 +178,9 @@ struct Internals {
 
   // A mesh object around the data, with its layers.
   static FbxMesh* create_mesh(FbxManager* manager, std::string name, mirel::fbx::MeshData&& mesh);
+
+  static FbxGeometry* create_surface(FbxManager* manager, std::string name, FbxNodeAttribute::EType type,
+                                     mirel::fbx::Surface&& surface);
 
   static FbxAxisSystem axis_system(int right, int up, int front);
   static int axis(const FbxAxisSystem& axes, int which);

@@ -1,0 +1,552 @@
+#include "standalone/fbx/scene_builder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <map>
+
+#include "standalone/fbx/array_reader.h"
+#include "standalone/fbx/mesh_reader.h"
+#include "standalone/fbx/property_types.h"
+#include "standalone/fbx/sdk/internals.h"
+#include "standalone/fbx/surface_reader.h"
+
+namespace mirel::fbx {
+namespace {
+
+using namespace fbxsdk;
+
+// A tree this deep is no scene, and whoever walks it by recursion would run out of stack.
+constexpr int kDeepestNode = 1000;
+
+FbxNodeAttribute::EType attribute_type(std::string_view kind) {
+  static constexpr struct {
+    std::string_view kind;
+    FbxNodeAttribute::EType type;
+  } kTypes[] = {{"Null", FbxNodeAttribute::eNull},
+                {"Marker", FbxNodeAttribute::eMarker},
+                {"FKEffector", FbxNodeAttribute::eMarker},
+                {"IKEffector", FbxNodeAttribute::eMarker},
+                {"Limb", FbxNodeAttribute::eSkeleton},
+                {"LimbNode", FbxNodeAttribute::eSkeleton},
+                {"Root", FbxNodeAttribute::eSkeleton},
+                {"Effector", FbxNodeAttribute::eSkeleton},
+                {"Mesh", FbxNodeAttribute::eMesh},
+                {"Nurb", FbxNodeAttribute::eNurbs},
+                {"Nurbs", FbxNodeAttribute::eNurbs},
+                {"Patch", FbxNodeAttribute::ePatch},
+                {"Camera", FbxNodeAttribute::eCamera},
+                {"CameraStereo", FbxNodeAttribute::eCameraStereo},
+                {"CameraSwitcher", FbxNodeAttribute::eCameraSwitcher},
+                {"Switcher", FbxNodeAttribute::eCameraSwitcher},
+                {"Light", FbxNodeAttribute::eLight},
+                {"OpticalReference", FbxNodeAttribute::eOpticalReference},
+                {"OpticalMarker", FbxNodeAttribute::eOpticalMarker},
+                {"NurbsCurve", FbxNodeAttribute::eNurbsCurve},
+                {"TrimNurbsSurface", FbxNodeAttribute::eTrimNurbsSurface},
+                {"Boundary", FbxNodeAttribute::eBoundary},
+                {"NurbsSurface", FbxNodeAttribute::eNurbsSurface},
+                {"Shape", FbxNodeAttribute::eShape},
+                {"LodGroup", FbxNodeAttribute::eLODGroup},
+                {"LODGroup", FbxNodeAttribute::eLODGroup},
+                {"SubDiv", FbxNodeAttribute::eSubDiv},
+                {"CachedEffect", FbxNodeAttribute::eCachedEffect},
+                {"Line", FbxNodeAttribute::eLine}};
+  for (auto const& entry : kTypes) {
+    if (entry.kind == kind) return entry.type;
+  }
+  return FbxNodeAttribute::eUnknown;
+}
+
+template <class T>
+T* made(T* object) {
+  if (object == nullptr) throw std::bad_alloc();
+  return object;
+}
+
+bool same_word(std::string_view a, std::string_view lower) {
+  return a.size() == lower.size() && std::equal(a.begin(), a.end(), lower.begin(), [](char x, char y) {
+           return (x >= 'A' && x <= 'Z' ? static_cast<char>(x + 32) : x) == y;
+         });
+}
+
+void read_vector(PropertyEntry const& entry, Vector3& value) {
+  double numbers[3];
+  if (read_few(entry.element, entry.first_value, numbers, 3) == 3) value = {numbers[0], numbers[1], numbers[2]};
+}
+
+bool read_number(PropertyEntry const& entry, double& value) {
+  return read_few(entry.element, entry.first_value, &value, 1) == 1;
+}
+
+int whole(double value) {
+  return std::abs(value) < 2e9 ? static_cast<int>(value) : 0;
+}
+
+class SceneBuilder {
+ public:
+  SceneBuilder(Document const& document, FbxManager* manager, FbxScene* scene)
+      : document_(document), manager_(manager), scene_(Internals::data(*scene)) {}
+
+  void build() {
+    read_settings();
+    read_transform(document_.find_template("Model", "FbxNode"), defaults_);
+    std::size_t const count = document_.objects().size();
+    made_.resize(count);
+    attributes_.resize(count);
+    parents_.assign(count, kUnconnected);
+    video_names_.resize(count);
+    for (std::size_t k = 0; k < count; ++k) make_object(k);
+    for (Connection const& connection : document_.connections()) connect(connection);
+    link_tree();
+    place_layer_textures();
+  }
+
+ private:
+  static constexpr std::size_t kUnconnected = kNoObject - 1;
+
+  void read_settings() {
+    Internals::GlobalSettingsData& settings = Internals::data(*scene_.settings);
+    // Y up, Z to the front, X to the right, in centimetres.
+    double axis[3] = {0, 1, 2};
+    double sign[3] = {1, 1, 1};
+    static constexpr std::string_view kNames[3] = {"CoordAxis", "UpAxis", "FrontAxis"};
+    static constexpr std::string_view kSignNames[3] = {"CoordAxisSign", "UpAxisSign", "FrontAxisSign"};
+    PropertyEntry entry;
+    for (std::size_t k = 0; k < 3; ++k) {
+      if (Document::find_property(document_.global_settings(), kNames[k], entry)) read_number(entry, axis[k]);
+      if (Document::find_property(document_.global_settings(), kSignNames[k], entry)) read_number(entry, sign[k]);
+    }
+    int axes[3];
+    int found = 0;
+    for (std::size_t k = 0; k < 3; ++k) {
+      int const one = whole(axis[k]);
+      if (one < 0 || one > 2) break;
+      found |= 1 << one;
+      axes[k] = (one + 1) * (sign[k] < 0 ? -1 : 1);
+    }
+    // Axes that are no system stay Y up.
+    settings.axes = found == 7 ? Internals::axis_system(axes[0], axes[1], axes[2]) : FbxAxisSystem::MayaYUp;
+    double unit = 1;
+    if (Document::find_property(document_.global_settings(), "UnitScaleFactor", entry) && read_number(entry, unit) &&
+        std::isfinite(unit) && unit > 0) {
+      settings.unit = unit;
+    }
+  }
+
+  static void read_transform(Element const* holder, Transform& transform) {
+    for (PropertyEntry const& entry : Document::list_properties(holder)) {
+      std::string_view const name = entry.name;
+      double number = 0;
+      if (name == "Lcl Translation") {
+        read_vector(entry, transform.translation);
+      } else if (name == "Lcl Rotation") {
+        read_vector(entry, transform.rotation);
+      } else if (name == "Lcl Scaling") {
+        read_vector(entry, transform.scaling);
+      } else if (name == "RotationOffset") {
+        read_vector(entry, transform.rotation_offset);
+      } else if (name == "RotationPivot") {
+        read_vector(entry, transform.rotation_pivot);
+      } else if (name == "PreRotation") {
+        read_vector(entry, transform.pre_rotation);
+      } else if (name == "PostRotation") {
+        read_vector(entry, transform.post_rotation);
+      } else if (name == "ScalingOffset") {
+        read_vector(entry, transform.scaling_offset);
+      } else if (name == "ScalingPivot") {
+        read_vector(entry, transform.scaling_pivot);
+      } else if (name == "GeometricTranslation") {
+        read_vector(entry, transform.geometric_translation);
+      } else if (name == "GeometricRotation") {
+        read_vector(entry, transform.geometric_rotation);
+      } else if (name == "GeometricScaling") {
+        read_vector(entry, transform.geometric_scaling);
+      } else if (name == "RotationOrder") {
+        if (read_number(entry, number) && number >= 0 && number <= 6) {
+          transform.order = static_cast<RotationOrder>(whole(number));
+        }
+      } else if (name == "RotationActive") {
+        if (read_number(entry, number)) transform.rotation_active = number != 0;
+      }
+    }
+  }
+
+  void charge(std::size_t bytes) { document_.tree().budget.take(bytes); }
+
+  void make_object(std::size_t index) {
+    DocumentObject const& object = document_.objects()[index];
+    if (object.type == "Model") {
+      make_node(index);
+    } else if (object.type == "Geometry") {
+      if (object.kind != "Shape") attributes_[index] = make_geometry(object, attribute_type(object.kind), object.name);
+    } else if (object.type == "NodeAttribute") {
+      attributes_[index] = make_attribute(attribute_type(object.kind), object.name);
+    } else if (object.type == "Material") {
+      made_[index] = make_material(object);
+    } else if (object.type == "Texture" || object.type == "LayeredTexture" || object.type == "ProceduralTexture") {
+      made_[index] = make_texture(object);
+    } else if (object.type == "Implementation") {
+      made_[index] = make_implementation(object);
+    } else if (object.type == "Video") {
+      Element const* name = object.element->child("FileName");
+      if (name == nullptr) name = object.element->child("Filename");
+      if (name != nullptr && name->value_count > 0) video_names_[index] = document_.text(name->values[0]);
+    }
+    if (attributes_[index] != nullptr) made_[index] = attributes_[index];
+  }
+
+  void make_node(std::size_t index) {
+    DocumentObject const& object = document_.objects()[index];
+    charge(sizeof(FbxNode) + sizeof(Internals::NodeData) + 256);
+    FbxNode* const node =
+        made(Internals::create<FbxNode, Internals::NodeData>(manager_, Internals::kNode, object.name));
+    Internals::NodeData& data = Internals::data(*node);
+    data.transform = defaults_;
+    read_transform(object.element, data.transform);
+    data.local = local_matrix(data.transform);
+    for (std::string_view const name : {"Visibility", "Show", "InheritType"}) {
+      PropertyEntry entry;
+      if (Document::find_property(object.element, name, entry)) data.properties.push_back(read_value(document_, entry));
+    }
+    made_[index] = node;
+    // Version 6 has no objects for attributes: the model holds them.
+    bool const holds_mesh = object.element->child("Vertices") != nullptr;
+    bool const is_old = object.element->value_count > 0 && object.element->values[0].kind != Value::Kind::kInteger;
+    if (!is_old && !holds_mesh) return;
+    FbxNodeAttribute::EType type = attribute_type(object.kind);
+    if (holds_mesh && type == FbxNodeAttribute::eUnknown) type = FbxNodeAttribute::eMesh;
+    std::string name = object.name;
+    Element const* const stored = object.element->child("NodeAttributeName");
+    if (stored != nullptr && stored->value_count > 0) {
+      std::string const full = document_.text(stored->values[0]);
+      std::size_t const divider = full.find("::");
+      std::size_t const packed = full.find(std::string_view("\0\1", 2));
+      name = packed != std::string::npos    ? full.substr(0, packed)
+             : divider != std::string::npos ? full.substr(divider + 2)
+                                            : full;
+    }
+    if (type != FbxNodeAttribute::eUnknown) attach(node, make_geometry(object, type, name));
+  }
+
+  FbxNodeAttribute* make_geometry(DocumentObject const& object, FbxNodeAttribute::EType type, std::string const& name) {
+    switch (type) {
+      case FbxNodeAttribute::eMesh: {
+        MeshData mesh = read_mesh(document_, *object.element);
+        return made(Internals::create_mesh(manager_, name, std::move(mesh)));
+      }
+      case FbxNodeAttribute::eNurbs:
+      case FbxNodeAttribute::eNurbsSurface:
+      case FbxNodeAttribute::ePatch:
+        return made(Internals::create_surface(manager_, name, type, read_surface(document_, *object.element, type)));
+      default:
+        return make_attribute(type, name);
+    }
+  }
+
+  FbxNodeAttribute* make_attribute(FbxNodeAttribute::EType type, std::string const& name) {
+    charge(sizeof(Internals::AttributeData) + 64);
+    FbxNodeAttribute* const attribute =
+        made(Internals::create<FbxNodeAttribute, Internals::AttributeData>(manager_, Internals::kNodeAttribute, name));
+    Internals::data(*attribute).kind = type;
+    return attribute;
+  }
+
+  // Values that materials of that shading model have where the file gives none.
+  std::shared_ptr<PropertyTable const> material_defaults(std::string_view class_name, bool shaded) {
+    std::shared_ptr<PropertyTable const>& known = material_defaults_[std::string(class_name)];
+    if (known != nullptr) return known;
+    auto table = std::make_shared<PropertyTable>();
+    for (PropertyEntry const& entry : Document::list_properties(document_.find_template("Material", class_name))) {
+      table->push_back(read_value(document_, entry));
+    }
+    bool const has_diffuse = std::any_of(table->begin(), table->end(), [](PropertyValue const& value) {
+      return value.name == FbxSurfaceMaterial::sDiffuse;
+    });
+    if (shaded && !has_diffuse) {
+      PropertyValue& diffuse = table->emplace_back();
+      diffuse.name = FbxSurfaceMaterial::sDiffuse;
+      diffuse.type = eFbxDouble3;
+      diffuse.numbers[0] = diffuse.numbers[1] = diffuse.numbers[2] = 0.8;
+    }
+    known = std::move(table);
+    return known;
+  }
+
+  FbxObject* make_material(DocumentObject const& object) {
+    std::string_view shading = raw_text(object.element->child("ShadingModel"));
+    PropertyEntry entry;
+    if (shading.empty() && Document::find_property(object.element, "ShadingModel", entry)) {
+      shading = raw_text(entry.element, entry.first_value);
+    }
+    bool const phong = same_word(shading, "phong");
+    bool const lambert = same_word(shading, "lambert");
+    charge(sizeof(Internals::ObjectData) + 128);
+    FbxSurfaceMaterial* material = nullptr;
+    if (phong) {
+      material = made(
+          Internals::create<FbxSurfacePhong, Internals::ObjectData>(manager_, Internals::kSurfacePhong, object.name));
+    } else if (lambert) {
+      material = made(Internals::create<FbxSurfaceLambert, Internals::ObjectData>(manager_, Internals::kSurfaceLambert,
+                                                                                  object.name));
+    } else {
+      material = made(Internals::create<FbxSurfaceMaterial, Internals::ObjectData>(
+          manager_, Internals::kSurfaceMaterial, object.name));
+    }
+    Internals::ObjectData& data = Internals::data(*material);
+    bool has_diffuse = false;
+    PropertyEntry older_diffuse;
+    for (PropertyEntry const& own : Document::list_properties(object.element)) {
+      charge(sizeof(PropertyValue));
+      data.properties.push_back(read_value(document_, own));
+      has_diffuse = has_diffuse || own.name == FbxSurfaceMaterial::sDiffuse;
+      if (own.name == "Diffuse") older_diffuse = own;
+    }
+    // Some writers of version 6 give only the colour that the factor has been applied to.
+    if (!has_diffuse && older_diffuse.element != nullptr && older_diffuse.element->name() == "Property") {
+      data.properties.push_back(read_value(document_, older_diffuse));
+      data.properties.back().name = FbxSurfaceMaterial::sDiffuse;
+    }
+    data.defaults = material_defaults(phong     ? "FbxSurfacePhong"
+                                      : lambert ? "FbxSurfaceLambert"
+                                                : "FbxSurfaceMaterial",
+                                      phong || lambert);
+    if (FbxSurfaceLambert* const shaded = FbxCast<FbxSurfaceLambert>(material)) {
+      shaded->Diffuse = FbxPropertyT<FbxDouble3>(shaded->FindProperty(FbxSurfaceMaterial::sDiffuse));
+    }
+    return material;
+  }
+
+  FbxObject* make_texture(DocumentObject const& object) {
+    charge(sizeof(Internals::TextureData) + 256);
+    FbxTexture* texture = nullptr;
+    if (object.type == "LayeredTexture") {
+      texture = made(Internals::create<FbxLayeredTexture, Internals::TextureData>(manager_, Internals::kLayeredTexture,
+                                                                                  object.name));
+      Array<int> modes;
+      read_array(document_.tree(), object.element->child("BlendModes"), modes);
+      for (int const mode : modes) {
+        bool const known = mode >= 0 && mode < FbxLayeredTexture::eBlendModeCount;
+        Internals::data(*texture).blend_modes.push_back(known ? mode : static_cast<int>(FbxLayeredTexture::eNormal));
+      }
+    } else if (object.type == "ProceduralTexture") {
+      texture = made(Internals::create<FbxProceduralTexture, Internals::TextureData>(
+          manager_, Internals::kProceduralTexture, object.name));
+    } else {
+      texture = made(
+          Internals::create<FbxFileTexture, Internals::TextureData>(manager_, Internals::kFileTexture, object.name));
+    }
+    Internals::TextureData& data = Internals::data(*texture);
+    read_texture(document_.find_template("Texture", "FbxFileTexture"), data, false);
+    read_texture(object.element, data, true);
+    return texture;
+  }
+
+  // How a texture is put on a surface: one list in the file where the SDK has a type and, for planes, a normal.
+  static void set_mapping(int unified, Internals::TextureData& data) {
+    static constexpr struct {
+      FbxTexture::EMappingType type;
+      FbxTexture::EPlanarMappingNormal normal;
+    } kMappings[] = {
+        {FbxTexture::eUV, FbxTexture::ePlanarNormalX},          {FbxTexture::ePlanar, FbxTexture::ePlanarNormalZ},
+        {FbxTexture::ePlanar, FbxTexture::ePlanarNormalX},      {FbxTexture::ePlanar, FbxTexture::ePlanarNormalY},
+        {FbxTexture::eSpherical, FbxTexture::ePlanarNormalX},   {FbxTexture::eCylindrical, FbxTexture::ePlanarNormalX},
+        {FbxTexture::eEnvironment, FbxTexture::ePlanarNormalX}, {FbxTexture::eNull, FbxTexture::ePlanarNormalX},
+        {FbxTexture::eBox, FbxTexture::ePlanarNormalX},         {FbxTexture::eFace, FbxTexture::ePlanarNormalX},
+        {FbxTexture::eNull, FbxTexture::ePlanarNormalX}};
+    if (unified < 0 || unified >= static_cast<int>(std::size(kMappings))) return;
+    data.mapping = kMappings[unified].type;
+    data.planar_normal = kMappings[unified].normal;
+  }
+
+  void read_texture(Element const* holder, Internals::TextureData& data, bool is_object) {
+    if (holder == nullptr) return;
+    double numbers[4];
+    // The older elements first: a property of the same meaning is the newer word.
+    if (read_few(holder->child("ModelUVTranslation"), 0, numbers, 2) == 2) std::copy_n(numbers, 2, data.translation);
+    if (read_few(holder->child("ModelUVScaling"), 0, numbers, 2) == 2) std::copy_n(numbers, 2, data.scaling);
+    if (read_few(holder->child("Cropping"), 0, numbers, 4) == 4) {
+      std::transform(numbers, numbers + 4, data.cropping, whole);
+    }
+    std::string_view const alpha = raw_text(holder->child("Texture_Alpha_Source"));
+    if (alpha == "Alpha_Luminosity" || alpha == "RGB_Intensity" || alpha == "Alpha_Luminance") {
+      data.alpha_source = FbxTexture::eRGBIntensity;
+    } else if (alpha == "Alpha_Black" || alpha == "Black") {
+      data.alpha_source = FbxTexture::eBlack;
+    }
+    for (PropertyEntry const& entry : Document::list_properties(holder)) {
+      std::string_view const name = entry.name;
+      std::size_t const count = read_few(entry.element, entry.first_value, numbers, 3);
+      if (count == 0) continue;
+      if (name == "Translation" && count >= 2) {
+        std::copy_n(numbers, 2, data.translation);
+      } else if (name == "Rotation" && count == 3) {
+        std::copy_n(numbers, 3, data.rotation);
+      } else if (name == "Scaling" && count >= 2) {
+        std::copy_n(numbers, 2, data.scaling);
+      } else if (name == "UVSwap") {
+        data.swap_uv = numbers[0] != 0;
+      } else if (name == "Texture alpha") {
+        data.alpha = numbers[0];
+      } else if (name == "CurrentMappingType") {
+        set_mapping(whole(numbers[0]), data);
+      } else if (name == "TextureTypeUse" && numbers[0] >= 0 && numbers[0] <= 5) {
+        data.use = static_cast<FbxTexture::ETextureUse>(whole(numbers[0]));
+      } else if (name == "AlphaSource" && numbers[0] >= 0 && numbers[0] <= 2) {
+        data.alpha_source = static_cast<FbxTexture::EAlphaSource>(whole(numbers[0]));
+      } else if (name == "UseMaterial" && is_object) {
+        data.material_use = numbers[0] != 0 ? FbxFileTexture::eModelMaterial : FbxFileTexture::eDefaultMaterial;
+      }
+    }
+    auto const read_name = [&](std::string_view first, std::string_view second, std::string& result) {
+      Element const* name = holder->child(first);
+      if (name == nullptr) name = holder->child(second);
+      if (name != nullptr && name->value_count > 0) result = document_.text(name->values[0]);
+    };
+    read_name("FileName", "Filename", data.file_name);
+    read_name("RelativeFilename", "RelativeFileName", data.relative_name);
+    charge(data.file_name.size() + data.relative_name.size());
+  }
+
+  FbxObject* make_implementation(DocumentObject const& object) {
+    charge(sizeof(Internals::ImplementationData) + 64);
+    FbxImplementation* const implementation = made(Internals::create<FbxImplementation, Internals::ImplementationData>(
+        manager_, Internals::kImplementation, object.name));
+    PropertyEntry entry;
+    if (Document::find_property(object.element, "ShaderLanguage", entry) &&
+        entry.first_value < entry.element->value_count) {
+      Internals::data(*implementation).language = document_.text(entry.element->values[entry.first_value]);
+    }
+    return implementation;
+  }
+
+  void attach(FbxNode* node, FbxNodeAttribute* attribute) {
+    charge(2 * sizeof(void*));
+    Internals::data(*node).attributes.push_back(attribute);
+    Internals::data(*attribute).nodes.push_back(node);
+  }
+
+  void add_source(FbxObject* target, std::string_view property, FbxObject* source) {
+    charge(sizeof(Internals::ObjectData::Source) + property.size());
+    Internals::data(*target).sources.push_back({std::string(property), source});
+  }
+
+  void connect(Connection const& connection) {
+    DocumentObject const& source = document_.objects()[connection.source];
+    if (connection.target == kNoObject) {
+      if (source.type == "Model") set_parent(connection.source, kNoObject);
+      return;
+    }
+    DocumentObject const& target = document_.objects()[connection.target];
+    FbxObject* const source_object = made_[connection.source];
+    FbxObject* const target_object = made_[connection.target];
+    if (source.type == "Video" && target.type == "Texture") {
+      Internals::TextureData& data = Internals::data(*static_cast<FbxTexture*>(target_object));
+      if (data.file_name.empty()) data.file_name = video_names_[connection.source];
+      return;
+    }
+    if (source_object == nullptr || target_object == nullptr) return;
+    if (FbxNode* const node = FbxCast<FbxNode>(target_object)) {
+      if (!connection.property.empty()) return;
+      if (source_object->Is<FbxNode>()) {
+        set_parent(connection.source, connection.target);
+      } else if (attributes_[connection.source] != nullptr) {
+        attach(node, attributes_[connection.source]);
+      } else if (FbxSurfaceMaterial* const material = FbxCast<FbxSurfaceMaterial>(source_object)) {
+        charge(sizeof(void*));
+        Internals::data(*node).materials.push_back(material);
+      } else if (FbxTexture* const texture = FbxCast<FbxTexture>(source_object)) {
+        charge(sizeof(void*));
+        model_textures_[connection.target].push_back(texture);
+      }
+    } else if (source_object->Is<FbxTexture>()) {
+      add_source(target_object, connection.property, source_object);
+    } else if (source_object->Is<FbxImplementation>()) {
+      add_source(target_object, "", source_object);
+    } else if (target_object->Is<FbxImplementation>() && source_object->Is<FbxSurfaceMaterial>()) {
+      // Files have it the other way round: the material is connected to its implementation.
+      add_source(source_object, "", target_object);
+    }
+  }
+
+  // A node has one parent: the first that the file gives it.
+  void set_parent(std::size_t child, std::size_t parent) {
+    if (parents_[child] != kUnconnected) return;
+    parents_[child] = parent;
+    order_.push_back(child);
+  }
+
+  void link_tree() {
+    check_hierarchy();
+    for (std::size_t const child : order_) {
+      FbxNode* const node = static_cast<FbxNode*>(made_[child]);
+      FbxNode* const parent =
+          parents_[child] == kNoObject ? scene_.root : static_cast<FbxNode*>(made_[parents_[child]]);
+      Internals::data(*node).parent = parent;
+      Internals::data(*parent).children.push_back(node);
+    }
+    scene_.node_count = 1 + scene_.root->GetChildCount(true);
+  }
+
+  void check_hierarchy() const {
+    // Depth of each node below the root or below a node without a parent; 0 is unknown.
+    std::vector<int> depths(parents_.size(), 0);
+    std::vector<std::size_t> path;
+    for (std::size_t const start : order_) {
+      path.clear();
+      std::size_t node = start;
+      while (node < parents_.size() && depths[node] == 0) {
+        depths[node] = -1;
+        path.push_back(node);
+        node = parents_[node];
+      }
+      if (node < parents_.size() && depths[node] == -1) throw ReadError("The hierarchy of nodes is cyclic");
+      int depth = node < parents_.size() ? depths[node] : 0;
+      for (std::size_t k = path.size(); k-- > 0;) {
+        depths[path[k]] = ++depth;
+        if (depth > kDeepestNode) throw ReadError("The hierarchy of nodes is too deep");
+      }
+    }
+  }
+
+  // Version 6 connects textures to the node and tells per polygon which of them is meant.
+  void place_layer_textures() {
+    for (auto const& [index, textures] : model_textures_) {
+      FbxNode* const node = static_cast<FbxNode*>(made_[index]);
+      FbxMesh* const mesh = FbxCast<FbxMesh>(node->GetNodeAttribute());
+      if (mesh == nullptr) continue;
+      Internals::NodeData& data = Internals::data(*node);
+      for (TextureUse const& use :
+           read_texture_layer(document_, *document_.objects()[index].element, Internals::data(*mesh).mesh)) {
+        if (static_cast<std::size_t>(use.material) >= data.materials.size()) continue;
+        if (static_cast<std::size_t>(use.texture) >= textures.size()) continue;
+        FbxSurfaceMaterial* const material = data.materials[static_cast<std::size_t>(use.material)];
+        FbxProperty const diffuse = material->FindProperty(FbxSurfaceMaterial::sDiffuse);
+        if (diffuse.GetSrcObjectCount<FbxTexture>() > 0) continue;
+        add_source(material, FbxSurfaceMaterial::sDiffuse, textures[static_cast<std::size_t>(use.texture)]);
+      }
+    }
+  }
+
+  Document const& document_;
+  FbxManager* manager_;
+  Internals::SceneData& scene_;
+  Transform defaults_;
+  // By number of the document's object; null where nothing was made.
+  std::vector<FbxObject*> made_;
+  std::vector<FbxNodeAttribute*> attributes_;
+  std::vector<std::size_t> parents_;
+  std::vector<std::string> video_names_;
+  // Nodes with a parent, in the order of their connections.
+  std::vector<std::size_t> order_;
+  std::map<std::size_t, std::vector<FbxTexture*>> model_textures_;
+  std::map<std::string, std::shared_ptr<PropertyTable const>> material_defaults_;
+};
+
+}  // namespace
+
+void build_scene(Document const& document, FbxManager* manager, FbxScene* scene) {
+  SceneBuilder(document, manager, scene).build();
+}
+
+}  // namespace mirel::fbx
