@@ -39,6 +39,8 @@ uint32_t mirel_engine_vertex_count(uint32_t mesh);
 uint32_t mirel_engine_usable_face_count(uint32_t mesh);
 // Lowest x, y, z, then highest x, y, z of the mesh at the current step; 0, and bounds untouched, where it has none.
 int mirel_engine_bounds(uint32_t mesh, float bounds[6]);
+// The same of the mesh's usable faces where a transformation puts them: 4 x 4, column by column, translation in 12-14.
+int mirel_engine_placed_bounds(uint32_t mesh, double const transform[16], double bounds[6]);
 // Faces over all meshes at a step of the current ladder; 0 without a ladder.
 uint32_t mirel_engine_face_count_at(uint32_t step);
 // The mesh's arrays at the current step, as getVertices and getFaces give them: *count x 3 coordinates in model units,

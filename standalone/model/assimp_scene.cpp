@@ -19,7 +19,6 @@ namespace mirel::model {
 
 namespace {
 
-constexpr double kMetersPerInch = 0.0254;
 constexpr std::size_t kMostNodes = 2'000'000;
 
 void set_name(aiString& target, std::string const& name) {
@@ -47,9 +46,12 @@ SUTransformation multiply(SUTransformation const& a, SUTransformation const& b) 
   return result;
 }
 
-// Z up to y up, inches to meters.
-aiMatrix4x4 outermost_transform() {
-  auto const scale = static_cast<ai_real>(kMetersPerInch);
+// To meters, and y up.
+aiMatrix4x4 outermost_transform(SceneNotes const& notes) {
+  auto const scale = static_cast<ai_real>(notes.meters_per_unit);
+  if (notes.is_y_up) {
+    return {scale, 0, 0, 0, 0, scale, 0, 0, 0, 0, scale, 0, 0, 0, 0, 1};
+  }
   return {scale, 0, 0, 0, 0, 0, scale, 0, 0, -scale, 0, 0, 0, 0, 0, 1};
 }
 
@@ -106,16 +108,17 @@ bool shares_vertices(aiScene const& scene) {
 
 class SceneBuilder {
  public:
-  SceneBuilder(Format const& format, std::string const& folder) : format_(format), folder_(folder) {}
+  SceneBuilder(Format const& format, SceneNotes const& notes) : format_(format), notes_(notes) {}
 
   BuiltScene build(Model const& model) {
     result_.scene = std::make_unique<aiScene>();
     aiScene& scene = *result_.scene;
-    scene.mRootNode = new aiNode("Model");
+    scene.mRootNode = new aiNode();
+    set_name(scene.mRootNode->mName, node_names_.add(clean_name(notes_.name)));
     if (format_.has_nodes) {
-      scene.mRootNode->mTransformation = outermost_transform();
+      scene.mRootNode->mTransformation = outermost_transform(notes_);
     }
-    fill_node(*scene.mRootNode, *model.entities, kIdentity, "Model");
+    fill_node(*scene.mRootNode, *model.entities, kIdentity, notes_.name);
     if (!format_.has_nodes) {
       name_all_meshes_of_root(*scene.mRootNode);
     }
@@ -219,6 +222,10 @@ class SceneBuilder {
                                          ? std::move(source)
                                          : transform_mesh(*source, place.values);
       mesh->mMaterialIndex = source_materials_[number];
+      if (format_.invents_normals && !notes_.has_normals) {
+        // It asks this, and afterwards the faces themselves.
+        mesh->mPrimitiveTypes = aiPrimitiveType_POINT;
+      }
       set_name(mesh->mName, name);
       meshes_.push_back(std::move(mesh));
     }
@@ -228,7 +235,7 @@ class SceneBuilder {
   std::vector<unsigned int> const& find_meshes(Entities const& entities, std::string const& name) {
     auto const [found, is_new] = meshes_of_.try_emplace(&entities);
     if (is_new) {
-      for (BuiltMesh& built : build_meshes(entities, format_.has_one_sided_faces)) {
+      for (BuiltMesh& built : build_meshes(entities, format_.has_one_sided_faces, notes_.has_normals)) {
         unsigned int const material = find_material(built.look);
         if (format_.has_nodes) {
           built.mesh->mMaterialIndex = material;
@@ -324,7 +331,7 @@ class SceneBuilder {
     std::string const wanted = clean_file_name(base_name(path));
     for (;;) {
       std::string const name = texture_files_.add(wanted, true);
-      std::string const place = folder_ + "/" + name;
+      std::string const place = notes_.folder + "/" + name;
       struct stat status = {};
       if (is_same_file(path, place)) {
         return name;
@@ -341,7 +348,7 @@ class SceneBuilder {
   }
 
   Format const& format_;
-  std::string folder_;
+  SceneNotes const& notes_;
   BuiltScene result_;
   std::vector<std::unique_ptr<aiMesh>> meshes_;
   std::vector<std::unique_ptr<aiMesh>> sources_;
@@ -359,8 +366,8 @@ class SceneBuilder {
 
 }  // namespace
 
-BuiltScene build_assimp_scene(Model const& model, Format const& format, std::string const& folder) {
-  return SceneBuilder(format, folder).build(model);
+BuiltScene build_assimp_scene(Model const& model, Format const& format, SceneNotes const& notes) {
+  return SceneBuilder(format, notes).build(model);
 }
 
 }  // namespace mirel::model

@@ -26,6 +26,6 @@ struct BuiltScene {
 
 // Meshes are per entities and material, with vertices split where normals or UVs differ; instances share them. Throws
 // std::length_error when instances of instances add up to more nodes than a file can hold.
-BuiltScene build_assimp_scene(Model const& model, Format const& format, std::string const& folder);
+BuiltScene build_assimp_scene(Model const& model, Format const& format, SceneNotes const& notes);
 
 }  // namespace mirel::model

@@ -17,6 +17,20 @@ T const* look_at(void const* pointer) {
 
 }  // namespace
 
+void mirel_model_set_scene(char const* name, double meters_per_unit, int y_up, int normals, char const* folder) {
+  SceneNotes notes;
+  if (name != nullptr && *name != '\0') {
+    notes.name = name;
+  }
+  if (meters_per_unit > 0) {
+    notes.meters_per_unit = meters_per_unit;
+  }
+  notes.is_y_up = y_up != 0;
+  notes.has_normals = normals != 0;
+  notes.folder = folder == nullptr ? "" : folder;
+  scene_notes() = std::move(notes);
+}
+
 int mirel_model_can_write(char const* path) {
   return path != nullptr && find_format(path) != nullptr ? 1 : 0;
 }

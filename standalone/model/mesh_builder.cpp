@@ -80,7 +80,9 @@ float finite(double value) {
 class VertexSplitter {
  public:
   VertexSplitter(Entities const& entities, CornerNormals const& normals)
-      : entities_(entities), normals_(normals), first_(entities.corners.size() * 2, kNoIndex) {}
+      : entities_(entities),
+        normals_(normals),
+        first_(std::max(entities.corners.size(), entities.vertices.size()) * 2, kNoIndex) {}
 
   void begin_mesh() {
     for (std::uint32_t const head : used_heads_) {
@@ -113,7 +115,7 @@ class VertexSplitter {
     std::size_t const count = vertices_.size();
     mesh.mNumVertices = static_cast<unsigned int>(count);
     mesh.mVertices = new aiVector3D[count];
-    mesh.mNormals = new aiVector3D[count];
+    mesh.mNormals = normals_.normals.empty() ? nullptr : new aiVector3D[count];
     if (with_uvs) {
       mesh.mTextureCoords[0] = new aiVector3D[count];
       mesh.mNumUVComponents[0] = 2;
@@ -122,8 +124,10 @@ class VertexSplitter {
       Vertex const& vertex = vertices_[number];
       SUPoint3D const& point = entities_.vertices[entities_.corners[vertex.corner].vertex];
       mesh.mVertices[number] = {finite(point.x), finite(point.y), finite(point.z)};
-      CornerNormals::Normal const& normal = normals_.normals[normals_.groups[vertex.corner]];
-      mesh.mNormals[number] = aiVector3D(normal.x, normal.y, normal.z) * (vertex.is_back ? -1.0F : 1.0F);
+      if (mesh.mNormals != nullptr) {
+        CornerNormals::Normal const& normal = normals_.normals[normals_.groups[vertex.corner]];
+        mesh.mNormals[number] = aiVector3D(normal.x, normal.y, normal.z) * (vertex.is_back ? -1.0F : 1.0F);
+      }
       if (with_uvs) {
         mesh.mTextureCoords[0][number] = {finite(vertex.uv.x), finite(vertex.uv.y), 0};
       }
@@ -168,14 +172,24 @@ std::unique_ptr<aiMesh> build_mesh(Entities const& entities, Part const& part, V
   return mesh;
 }
 
+// All corners at a vertex together, and no normals.
+CornerNormals one_group_per_vertex(Entities const& entities) {
+  CornerNormals result;
+  result.groups.reserve(entities.corners.size());
+  for (std::size_t corner = 0; corner < entities.corners.size(); ++corner) {
+    result.groups.push_back(entities.corners[corner].vertex);
+  }
+  return result;
+}
+
 }  // namespace
 
-std::vector<BuiltMesh> build_meshes(Entities const& entities, bool with_backs) {
+std::vector<BuiltMesh> build_meshes(Entities const& entities, bool with_backs, bool with_normals) {
   std::vector<BuiltMesh> result;
   if (entities.faces.empty()) {
     return result;
   }
-  CornerNormals const normals = compute_corner_normals(entities);
+  CornerNormals const normals = with_normals ? compute_corner_normals(entities) : one_group_per_vertex(entities);
   VertexSplitter splitter(entities, normals);
   for (Part const& part : sort_by_look(entities, with_backs)) {
     result.push_back({build_mesh(entities, part, splitter), part.look});
@@ -194,7 +208,7 @@ std::unique_ptr<aiMesh> transform_mesh(aiMesh const& mesh, double const matrix[1
   result->mPrimitiveTypes = mesh.mPrimitiveTypes;
   result->mNumVertices = mesh.mNumVertices;
   result->mVertices = new aiVector3D[mesh.mNumVertices];
-  result->mNormals = new aiVector3D[mesh.mNumVertices];
+  result->mNormals = mesh.HasNormals() ? new aiVector3D[mesh.mNumVertices] : nullptr;
   if (mesh.mTextureCoords[0] != nullptr) {
     result->mTextureCoords[0] = new aiVector3D[mesh.mNumVertices];
     std::copy_n(mesh.mTextureCoords[0], mesh.mNumVertices, result->mTextureCoords[0]);
@@ -207,6 +221,9 @@ std::unique_ptr<aiMesh> transform_mesh(aiMesh const& mesh, double const matrix[1
     result->mVertices[vertex] = {finite(m[0] * x + m[4] * y + m[8] * z + m[12]),
                                  finite(m[1] * x + m[5] * y + m[9] * z + m[13]),
                                  finite(m[2] * x + m[6] * y + m[10] * z + m[14])};
+    if (!mesh.HasNormals()) {
+      continue;
+    }
     double const u = static_cast<double>(mesh.mNormals[vertex].x);
     double const v = static_cast<double>(mesh.mNormals[vertex].y);
     double const w = static_cast<double>(mesh.mNormals[vertex].z);

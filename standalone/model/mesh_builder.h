@@ -23,8 +23,9 @@ struct BuiltMesh {
 };
 
 // One mesh per look, in order of first use. With `with_backs`, faces whose back differs from their front come a second
-// time, turned around; without it only fronts count, and nothing is marked as two-sided.
-std::vector<BuiltMesh> build_meshes(Entities const& entities, bool with_backs);
+// time, turned around; without it only fronts count, and nothing is marked as two-sided. Without normals, vertices are
+// split by UVs alone.
+std::vector<BuiltMesh> build_meshes(Entities const& entities, bool with_backs, bool with_normals);
 
 // The mesh as it stands after the transformation: turned over where that mirrors.
 std::unique_ptr<aiMesh> transform_mesh(aiMesh const& mesh, double const matrix[16]);

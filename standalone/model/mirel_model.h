@@ -13,6 +13,16 @@
 extern "C" {
 #endif
 
+// What the models saved from now on mean, until the next call:
+//   name             of the outermost node; null or "" for "Model"
+//   meters_per_unit  0 or less for the API's own inches
+//   y_up             1 where y points up in them, 0 for the API's own z
+//   normals          1 for corner normals from the soft and smooth edges, 0 for none
+//   folder           where the files are going to be, when they are written somewhere else first: side files get names
+//                    that take no other file's place there, and textures that lie in it are named, not copied. Null or
+//                    "" for the folder they are written to.
+void mirel_model_set_scene(char const* name, double meters_per_unit, int y_up, int normals, char const* folder);
+
 // Whether SUModelSaveToFile can write a file of this path's extension: 1 or 0.
 int mirel_model_can_write(char const* path);
 // The extensions that it can write, separated by blanks, without dots.

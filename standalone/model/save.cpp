@@ -20,9 +20,12 @@ namespace mirel::model {
 namespace {
 
 constexpr Format kFormats[] = {
-    {"glb", "glb2", true, true, true, true, true},       {"gltf", "gltf2", true, true, true, false, true},
-    {"dae", "collada", true, true, false, false, false}, {"obj", "obj", false, false, false, false, false},
-    {"ply", "plyb", false, false, false, false, false},  {"stl", "stlb", false, false, false, false, false},
+    {"glb", "glb2", true, true, true, true, true, false},
+    {"gltf", "gltf2", true, true, true, false, true, false},
+    {"dae", "collada", true, true, false, false, false, false},
+    {"obj", "obj", false, false, false, false, false, true},
+    {"ply", "plyb", false, false, false, false, false, false},
+    {"stl", "stlb", false, false, false, false, false, false},
 };
 
 std::string message;
@@ -202,6 +205,11 @@ bool move_into_place(TemporaryFolder const& from, std::string const& folder, std
 
 }  // namespace
 
+SceneNotes& scene_notes() {
+  static SceneNotes notes;
+  return notes;
+}
+
 Format const* find_format(std::string_view path) {
   std::size_t const dot = path.rfind('.');
   std::size_t const slash = path.rfind('/');
@@ -233,7 +241,11 @@ bool save_model(Model const& model, std::string const& path) {
   if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
     return fail(path + ": " + std::strerror(EISDIR));
   }
-  BuiltScene const built = build_assimp_scene(model, *format, folder);
+  SceneNotes notes = scene_notes();
+  if (notes.folder.empty()) {
+    notes.folder = folder;
+  }
+  BuiltScene const built = build_assimp_scene(model, *format, notes);
   TemporaryFolder const temporary(folder);
   if (temporary.error() != 0) {
     return fail(folder + ": " + std::strerror(temporary.error()));

@@ -14,11 +14,24 @@ struct Format {
   char const* extension;      // in small letters, without the dot
   char const* exporter;       // the library's name for it
   bool has_nodes;             // a tree of nodes; else all is written as it stands in the scene
-  bool turns_to_meters_y_up;  // else inches and z up
+  bool turns_to_meters_y_up;  // else as in the model
   bool has_one_sided_faces;   // and so can show another material on the back
   bool embeds_textures;       // else they are copied beside the file
   bool takes_only_png_and_jpeg;
+  bool invents_normals;  // the exporter does, for faces without
 };
+
+// What a model means, and where its files end up: see mirel_model_set_scene.
+struct SceneNotes {
+  std::string name = "Model";
+  double meters_per_unit = 0.0254;
+  bool is_y_up = false;
+  bool has_normals = true;
+  std::string folder;
+};
+
+// Those of the models saved from now on.
+SceneNotes& scene_notes();
 
 // The format of a path by its extension, in any case; null for one that cannot be written.
 Format const* find_format(std::string_view path);

@@ -12,8 +12,11 @@
 #include <assimp/LogStream.hpp>
 #include <assimp/ProgressHandler.hpp>
 #include <cctype>
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fstream>
 #include <memory>
 #include <new>
 #include <string>
@@ -86,17 +89,65 @@ void put_error(std::string text, char* error, std::size_t error_size) {
   error[length] = '\0';
 }
 
-// Coordinates as the file has them: no turning to another up axis.
-void set_options(Assimp::Importer& importer) {
-  importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
-  importer.SetPropertyBool(AI_CONFIG_IMPORT_NO_SKELETON_MESHES, true);
+bool has_suffix(std::string const& path, std::string const& suffix) {
+  return path.size() >= suffix.size() &&
+         std::equal(suffix.rbegin(), suffix.rend(), path.rbegin(),
+                    [](unsigned char a, unsigned char b) { return a == std::tolower(b); });
 }
 
-// The reader of 3DS turns its scenes from z-up to y-up by the outermost transformation and has no option against it.
-mirel::reading::UpAxis up_axis_of(std::string const& path) {
-  std::string suffix = path.substr(path.size() - std::min<std::size_t>(path.size(), 4));
-  std::transform(suffix.begin(), suffix.end(), suffix.begin(), [](unsigned char c) { return std::tolower(c); });
-  return suffix == ".3ds" ? mirel::reading::UpAxis::kTurnedFromZToY : mirel::reading::UpAxis::kAsInFile;
+// What the head of a COLLADA file says of its numbers.
+struct ColladaFrame {
+  double meters_per_unit = 1;
+  bool is_z_up = false;
+  bool is_x_up = false;
+};
+
+ColladaFrame read_collada_frame(std::string const& path) {
+  ColladaFrame frame;
+  std::string head(1 << 16, '\0');
+  std::ifstream file(path, std::ios::binary);
+  file.read(head.data(), static_cast<std::streamsize>(head.size()));
+  head.resize(static_cast<std::size_t>(file.gcount()));
+  frame.is_z_up = head.find("<up_axis>Z_UP") != std::string::npos;
+  frame.is_x_up = head.find("<up_axis>X_UP") != std::string::npos;
+  auto const unit = head.find("<unit ");
+  auto const value = unit == std::string::npos ? unit : head.find("meter=\"", unit);
+  if (value != std::string::npos && value < head.find('>', unit)) {
+    double const meters = std::strtod(head.c_str() + value + 7, nullptr);
+    if (meters > 0 && std::isfinite(meters)) frame.meters_per_unit = meters;
+  }
+  return frame;
+}
+
+// What is left of a number once rounding is taken off.
+float snap(float value) {
+  float const whole = std::round(value);
+  return std::abs(value - whole) < 1e-6F ? whole : value;
+}
+
+// The outermost transformation without what the reader has put into it: coordinates are as the file has them.
+aiMatrix4x4 outermost(aiScene const& source, std::string const& path, ColladaFrame const& collada,
+                      MirelReadScene& scene) {
+  aiMatrix4x4 root = source.mRootNode == nullptr ? aiMatrix4x4() : source.mRootNode->mTransformation;
+  if (has_suffix(path, ".3ds")) {
+    // Files are z up, and the reader has turned (x, y, z) to (x, z, -y).
+    scene.up_axis = mirel::reading::UpAxis::kZ;
+    return aiMatrix4x4(1, 0, 0, 0, 0, 0, -1, 0, 0, 1, 0, 0, 0, 0, 0, 1) * root;
+  }
+  if (has_suffix(path, ".gltf") || has_suffix(path, ".glb")) scene.meters_per_unit = 1;
+  if (has_suffix(path, ".zae")) scene.meters_per_unit = 1;  // the reader has turned and scaled it
+  if (!has_suffix(path, ".dae")) return root;
+
+  scene.up_axis = collada.is_z_up ? mirel::reading::UpAxis::kZ : mirel::reading::UpAxis::kY;
+  scene.meters_per_unit = collada.meters_per_unit;
+  // The reader has scaled it to meters.
+  aiMatrix4x4 scale;
+  aiMatrix4x4::Scaling(aiVector3D(static_cast<float>(1 / collada.meters_per_unit)), scale);
+  root = scale * root;
+  for (unsigned int row = 0; row < 3; ++row) {
+    for (unsigned int column = 0; column < 3; ++column) root[row][column] = snap(root[row][column]);
+  }
+  return root;
 }
 
 std::string read_scene(char const* path, MirelReadProgress progress, MirelReadScene& scene) {
@@ -104,7 +155,9 @@ std::string read_scene(char const* path, MirelReadProgress progress, MirelReadSc
   LogScope const log(damage);
   Assimp::Importer importer;
   importer.SetProgressHandler(new Progress(progress));  // the importer deletes it
-  set_options(importer);
+  importer.SetPropertyBool(AI_CONFIG_IMPORT_NO_SKELETON_MESHES, true);
+  ColladaFrame const collada = has_suffix(path, ".dae") ? read_collada_frame(path) : ColladaFrame();
+  importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, has_suffix(path, ".dae") && !collada.is_x_up);
   aiScene const* source = importer.ReadFile(path, 0);
   if (!source) return importer.GetErrorString();
   if (!damage.empty()) {
@@ -116,7 +169,8 @@ std::string read_scene(char const* path, MirelReadProgress progress, MirelReadSc
   if (auto problem = mirel::reading::count_source(*source, scene); !problem.empty()) return problem;
   source = importer.ApplyPostProcessing(aiProcess_Triangulate);
   if (!source) return importer.GetErrorString();
-  return mirel::reading::build_scene(*source, up_axis_of(path), scene);
+  bool const has_materials = !has_suffix(path, ".ply") && !has_suffix(path, ".stl") && !has_suffix(path, ".off");
+  return mirel::reading::build_scene(*source, outermost(*source, path, collada, scene), has_materials, scene);
 }
 
 }  // namespace
@@ -150,6 +204,7 @@ void mirel_read_mesh(MirelReadScene const* scene, uint32_t number, MirelReadMesh
   *mesh = MirelReadMesh{};
   if (number >= scene->meshes.size()) return;
   auto const& source = scene->meshes[number];
+  mesh->shape = source.shape;
   mesh->material = source.material;
   mesh->point_count = static_cast<std::uint32_t>(source.points.size() / 3);
   mesh->triangle_count = static_cast<std::uint32_t>(source.triangles.size() / 3);
@@ -167,6 +222,51 @@ void mirel_read_material(MirelReadScene const* scene, uint32_t number, MirelRead
   material->texture = source.texture.c_str();
   std::copy(source.color.begin(), source.color.end(), material->color);
   material->has_color = source.has_color ? 1 : 0;
+  material->is_one_sided = source.is_one_sided ? 1 : 0;
+}
+
+uint32_t mirel_read_shape_count(MirelReadScene const* scene) {
+  return static_cast<std::uint32_t>(scene->shapes.size());
+}
+
+void mirel_read_shape(MirelReadScene const* scene, uint32_t number, MirelReadShape* shape) {
+  *shape = MirelReadShape{"", 1};
+  if (number >= scene->shapes.size()) return;
+  *shape = MirelReadShape{scene->shapes[number].name.c_str(), scene->shapes[number].scale};
+}
+
+uint32_t mirel_read_node_count(MirelReadScene const* scene) {
+  return static_cast<std::uint32_t>(scene->nodes.size());
+}
+
+void mirel_read_node(MirelReadScene const* scene, uint32_t number, MirelReadNode* node) {
+  *node = MirelReadNode{"", mirel::reading::kNone, mirel::reading::kNone, {}};
+  if (number >= scene->nodes.size()) return;
+  auto const& source = scene->nodes[number];
+  node->name = source.name.c_str();
+  node->parent = source.parent;
+  node->shape = source.shape;
+  std::copy(source.transform.begin(), source.transform.end(), node->transform);
+}
+
+uint32_t mirel_read_texture_count(MirelReadScene const* scene) {
+  return static_cast<std::uint32_t>(scene->textures.size());
+}
+
+void mirel_read_texture(MirelReadScene const* scene, uint32_t number, MirelReadTexture* texture) {
+  *texture = MirelReadTexture{"", "", nullptr, 0};
+  if (number >= scene->textures.size()) return;
+  auto const& source = scene->textures[number];
+  *texture =
+      MirelReadTexture{source.name.c_str(), source.extension.c_str(), source.content.data(), source.content.size()};
+}
+
+double mirel_read_meters_per_unit(MirelReadScene const* scene) {
+  return scene->meters_per_unit;
+}
+
+int mirel_read_is_z_up(MirelReadScene const* scene) {
+  return scene->up_axis == mirel::reading::UpAxis::kZ ? 1 : 0;
 }
 
 uint64_t mirel_read_source_points(MirelReadScene const* scene) {
@@ -175,6 +275,10 @@ uint64_t mirel_read_source_points(MirelReadScene const* scene) {
 
 uint64_t mirel_read_source_polygons(MirelReadScene const* scene) {
   return scene->source_polygons;
+}
+
+uint64_t mirel_read_survey(MirelReadScene const* scene, double bounds[6]) {
+  return mirel::reading::survey(*scene, bounds);
 }
 
 void mirel_read_free(MirelReadScene* scene) {

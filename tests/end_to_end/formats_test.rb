@@ -41,7 +41,7 @@ class FormatsTest < ProgramTest
         result = mirel("reduce", file, "-o", output, "--ratio", "0.5", "--json")
         if result.success?
           check_result(result.json, output)
-          FileUtils.rm(output)
+          FileUtils.rm([output, *result.json["side_files"].map { |side| path("out/#{side}") }])
         else
           assert_refused(result, file, /\S/)
         end

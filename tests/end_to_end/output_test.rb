@@ -60,7 +60,7 @@ class OutputTest < ProgramTest
   end
 
   def test_a_format_that_is_not_written
-    %w[result.xyz result result.stl].each { |name| assert_output_refused(path("out/#{name}"), /format|extension|obj/i) }
+    %w[result.xyz result result.skp].each { |name| assert_output_refused(path("out/#{name}"), /format|extension|obj/i) }
   end
 
   def test_a_full_disk
@@ -72,15 +72,6 @@ class OutputTest < ProgramTest
       assert_equal "# as it was\n", File.read(output)
       assert_equal before, Dir.children(disk)
     end
-  end
-
-  # Scenes of several meshes have no form yet in which they could be written.
-  def test_several_meshes_are_refused_before_anything_is_written
-    triangle = "v 0 0 0\nv 1 0 0\nv 0 1 0\n"
-    input = write("two.obj", "o a\n#{triangle}f 1 2 3\no b\n#{triangle}f 4 5 6\n")
-    result = mirel("reduce", input, "-o", path("out/result.obj"), "--ratio", 0.5)
-    assert_refused(result, input, /mesh/i)
-    assert_empty Dir.children(path("out"))
   end
 
   def test_an_interrupt_leaves_nothing

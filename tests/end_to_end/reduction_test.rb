@@ -152,7 +152,8 @@ class ReductionTest < ProgramTest
   end
 
   def test_the_same_input_gives_the_same_bytes
-    first, second = %w[a.obj b.obj].map do |name|
+    first, second = %w[a/out.obj b/out.obj].map do |name|
+      FileUtils.mkdir(path(File.dirname(name)))
       reduce(Models::SAMPLE, path(name), "--ratio", 0.1)
       File.binread(path(name))
     end

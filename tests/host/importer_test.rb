@@ -71,6 +71,7 @@ class ImporterTest < HostTest
     assert_equal IDENTITY, @importer.instances.first.transformation
     error = assert_raises(Zu::Mirel::ExportError) { @importer.save_obj(path('out.obj')) }
     assert_match(/two\.obj: has 2 meshes/, error.message)
+    assert_equal path('brick.png'), red.texture_file
     refute_path_exists path('out.obj')
   end
 

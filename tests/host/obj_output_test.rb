@@ -8,7 +8,7 @@ class ObjOutputTest < HostTest
 
   # An importer whose export writes what the test wants.
   Fake = Struct.new(:text, :faces, :announced, :result) do
-    def instances
+    def placements
       [:one]
     end
 

@@ -66,7 +66,7 @@ class RemappedModelsTest < HostTest
   def test_horse_captured_from_polygon_meshes
     skip 'the reader of other formats was not built' unless File.exist?(File.join(Zu::Mirel::Native.library_dir, 'libmirelread.so'))
     scene = Zu::Mirel::SceneReader.read(shared_model('horse.ply'))
-    @importer.capture(scene.meshes, name: 'horse')
+    @importer.capture(scene.shapes.first.meshes, name: 'horse')
     assert_equal 96_966, @importer.faces_before
     at_several_steps do
       assert_remapped(0)

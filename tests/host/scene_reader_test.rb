@@ -9,13 +9,18 @@ class SceneReaderTest < HostTest
     Reader.read(file)
   end
 
+  # Of every node's shape.
   def triangles(scene)
-    scene.meshes.values.flatten.sum(&:count_polygons)
+    scene.nodes.filter_map(&:shape).sum { |shape| meshes(scene, shape).sum(&:count_polygons) }
+  end
+
+  def meshes(scene, shape = 0)
+    scene.shapes[shape].meshes.values.flatten
   end
 
   def extent(scene)
     box = Geom::BoundingBox.new
-    scene.meshes.each_value { |list| list.each { |mesh| box.add(*mesh.extent) } }
+    meshes(scene).each { |mesh| box.add(*mesh.extent) }
     box
   end
 
@@ -23,7 +28,7 @@ class SceneReaderTest < HostTest
     scene = read(write('two.stl', binary_stl([[[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 0, 0], [0, 1, 0], [-1, 0, 2]]])))
     assert_equal [2, 2, 6], [triangles(scene), scene.source_polygons, scene.source_points]
     assert_equal [[-1.0, 0.0, 0.0], [1.0, 1.0, 2.0]], [extent(scene).min.to_a, extent(scene).max.to_a]
-    mesh = scene.meshes.values.first.first
+    mesh = meshes(scene).first
     refute mesh.uvs_given?
     # The file's normals are zero.
     refute mesh.normals_given?
@@ -33,16 +38,16 @@ class SceneReaderTest < HostTest
   def test_quads_are_cut_and_counted_once
     scene = read(write('quad.off', "OFF\n5 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n0 0 1\n4 0 1 2 3\n3 0 1 4\n"))
     assert_equal [3, 2], [triangles(scene), scene.source_polygons]
-    refute scene.meshes.values.first.first.normals_given?
+    refute meshes(scene).first.normals_given?
   end
 
-  # Two placings of one triangle: one moved, one mirrored, which must still face the same way.
+  # Two nodes with one triangle: one moved, one mirrored.
   def test_nodes_place_meshes
     points = [0, 0, 0, 1, 0, 0, 0, 1, 0].pack('e*')
     buffer = points + [0, 1, 2].pack('S<*') + "\0\0"
     gltf = { asset: { version: '2.0' }, scene: 0, scenes: [{ nodes: [0, 1] }],
-             nodes: [{ mesh: 0, translation: [10, 0, 0] }, { mesh: 0, scale: [-1, 1, 1] }],
-             meshes: [{ primitives: [{ attributes: { POSITION: 0 }, indices: 1, material: 0 }] }],
+             nodes: [{ name: 'moved', mesh: 0, translation: [10, 0, 0] }, { mesh: 0, scale: [-1, 1, 1] }],
+             meshes: [{ name: 'tile', primitives: [{ attributes: { POSITION: 0 }, indices: 1, material: 0 }] }],
              materials: [{ name: 'paint', pbrMetallicRoughness: { baseColorFactor: [1, 0.5, 0, 1] } }],
              buffers: [{ uri: "data:application/octet-stream;base64,#{[buffer].pack('m0')}", byteLength: buffer.bytesize }],
              bufferViews: [{ buffer: 0, byteOffset: 0, byteLength: 36 }, { buffer: 0, byteOffset: 36, byteLength: 6 }],
@@ -50,10 +55,19 @@ class SceneReaderTest < HostTest
                          { bufferView: 1, componentType: 5123, count: 3, type: 'SCALAR' }] }
     scene = read(write('placed.gltf', gltf.to_json))
     assert_equal [2, 1], [triangles(scene), scene.source_polygons]
-    material, meshes = scene.meshes.first
-    assert_equal ['paint', [255, 128, 0, 255]], [material.name, material.color.to_a]
-    assert_equal [[-1.0, 0.0, 0.0], [11.0, 1.0, 0.0]], [extent(scene).min.to_a, extent(scene).max.to_a]
-    meshes.first.polygons.each { |corners| corners.each { |corner| assert_operator meshes.first.normal_at(corner).z, :>, 0.9 } }
+    assert_equal ['tile', 1.0], [scene.shapes.first.name, scene.shapes.first.scale]
+    assert_equal [nil, 0, 0], scene.nodes.map(&:shape)
+    assert_equal [nil, 0, 0], scene.nodes.map(&:parent)
+    assert_equal 'moved', scene.nodes[1].name
+    assert_triple [10, 0, 0], scene.nodes[1].transform * Geom::Point3d.new(0, 0, 0)
+    assert_triple [-1, 0, 0], scene.nodes[2].transform * Geom::Point3d.new(1, 0, 0)
+    look = scene.shapes.first.meshes.keys.first
+    assert_equal ['paint', [255, 128, 0, 255]], [look.name, look.color.to_a]
+    assert look.one_sided
+    assert_equal [1.0, false], [scene.meters_per_unit, scene.z_up]
+    assert_equal [[0.0, 0.0, 0.0], [1.0, 1.0, 0.0]], [extent(scene).min.to_a, extent(scene).max.to_a]
+    survey = Reader.survey(path('placed.gltf'))
+    assert_equal [2, [-1.0, 0.0, 0.0], [11.0, 1.0, 0.0]], [survey.faces, survey.bounds.min.to_a, survey.bounds.max.to_a]
   end
 
   def test_formats_of_the_collection
@@ -65,12 +79,13 @@ class SceneReaderTest < HostTest
 
   def test_uvs_textures_and_normals
     scene = read(assimp_model('glTF2/BoxTextured-glTF/BoxTextured.gltf'))
-    material, meshes = scene.meshes.first
-    assert material.textured?
-    refute_nil material.texture
-    assert meshes.first.uvs_given?
-    assert meshes.first.normals_given?
-    us = meshes.first.uvs(true).map(&:x)
+    look = scene.shapes.first.meshes.keys.first
+    assert look.uvs
+    refute_nil look.texture
+    mesh = meshes(scene).first
+    assert mesh.uvs_given?
+    assert mesh.normals_given?
+    us = mesh.uvs(true).map(&:x)
     assert_operator us.max - us.min, :>, 0.5
   end
 

@@ -48,6 +48,27 @@ MeshDepot* enlist(std::unique_ptr<MeshDepot> depot) {
   return depot.release();
 }
 
+// Calls visit with the three positions of each face whose corners are three different, finite places.
+template <typename Visit>
+void visit_usable_faces(uint32_t mesh, Visit visit) {
+  Mesh const* const m = mesh_of_newest_depot(mesh);
+  float const* const vertices = m == nullptr ? nullptr : m->getVertices();
+  uint32_t const* const faces = m == nullptr ? nullptr : m->getFaces();
+  if (vertices == nullptr || faces == nullptr) {
+    return;
+  }
+  auto const finite = [](float const* p) { return std::all_of(p, p + 3, [](float x) { return std::isfinite(x); }); };
+  auto const same = [](float const* a, float const* b) { return std::equal(a, a + 3, b); };
+  for (std::size_t face = 0; face < m->getNumFaces(); ++face) {
+    float const* const a = vertices + std::size_t{faces[face * 3]} * 3;
+    float const* const b = vertices + std::size_t{faces[face * 3 + 1]} * 3;
+    float const* const c = vertices + std::size_t{faces[face * 3 + 2]} * 3;
+    if (finite(a) && finite(b) && finite(c) && !same(a, b) && !same(b, c) && !same(c, a)) {
+      visit(a, b, c);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace mirel::engine
 
@@ -140,21 +161,8 @@ uint32_t mirel_engine_vertex_count(uint32_t mesh) {
 }
 
 uint32_t mirel_engine_usable_face_count(uint32_t mesh) {
-  Mesh const* const m = mesh_of_newest_depot(mesh);
-  float const* const vertices = m == nullptr ? nullptr : m->getVertices();
-  uint32_t const* const faces = m == nullptr ? nullptr : m->getFaces();
-  if (vertices == nullptr || faces == nullptr) {
-    return 0;
-  }
-  auto const same = [](float const* a, float const* b) { return std::equal(a, a + 3, b); };
   uint32_t usable = 0;
-  for (std::size_t face = 0; face < m->getNumFaces(); ++face) {
-    float const* const a = vertices + std::size_t{faces[face * 3]} * 3;
-    float const* const b = vertices + std::size_t{faces[face * 3 + 1]} * 3;
-    float const* const c = vertices + std::size_t{faces[face * 3 + 2]} * 3;
-    auto const finite = [](float const* p) { return std::all_of(p, p + 3, [](float x) { return std::isfinite(x); }); };
-    usable += finite(a) && finite(b) && finite(c) && !same(a, b) && !same(b, c) && !same(c, a) ? 1U : 0U;
-  }
+  visit_usable_faces(mesh, [&](float const*, float const*, float const*) { ++usable; });
   return usable;
 }
 
@@ -162,6 +170,34 @@ int mirel_engine_bounds(uint32_t mesh, float bounds[6]) {
   Mesh const* const m = mesh_of_newest_depot(mesh);
   float box[6];
   if (m == nullptr || bounds == nullptr || !m->getBoundingBox(box[0], box[1], box[2], box[3], box[4], box[5])) {
+    return 0;
+  }
+  std::copy_n(box, 6, bounds);
+  return 1;
+}
+
+int mirel_engine_placed_bounds(uint32_t mesh, double const transform[16], double bounds[6]) {
+  if (transform == nullptr || bounds == nullptr) {
+    return 0;
+  }
+  constexpr double kFar = std::numeric_limits<double>::infinity();
+  double box[6] = {kFar, kFar, kFar, -kFar, -kFar, -kFar};
+  auto const add = [&](float const* point) {
+    for (int axis = 0; axis < 3; ++axis) {
+      double place = transform[12 + axis];
+      for (int column = 0; column < 3; ++column) {
+        place += transform[column * 4 + axis] * static_cast<double>(point[column]);
+      }
+      box[axis] = std::min(box[axis], place);
+      box[3 + axis] = std::max(box[3 + axis], place);
+    }
+  };
+  visit_usable_faces(mesh, [&](float const* a, float const* b, float const* c) {
+    add(a);
+    add(b);
+    add(c);
+  });
+  if (box[0] > box[3]) {
     return 0;
   }
   std::copy_n(box, 6, bounds);

@@ -79,10 +79,19 @@ TEST_F(ReadTest, NumbersThatDoNotExistGiveNothing) {
   mirel_read_material(scene.get(), 99, &material);
   EXPECT_STREQ(material.name, "");
   EXPECT_EQ(material.has_color, 0U);
+  MirelReadShape shape;
+  mirel_read_shape(scene.get(), 99, &shape);
+  EXPECT_STREQ(shape.name, "");
+  MirelReadNode node;
+  mirel_read_node(scene.get(), 99, &node);
+  EXPECT_EQ(node.parent, MIREL_READ_NONE);
+  MirelReadTexture texture;
+  mirel_read_texture(scene.get(), 0, &texture);
+  EXPECT_EQ(texture.bytes, nullptr);
 }
 
 // Two solids of one triangle each, with normals.
-TEST_F(ReadTest, MergesMeshesOfOneMaterial) {
+TEST_F(ReadTest, KeepsNodesAndShapesApart) {
   std::string text;
   for (char const* name : {"a", "b"}) {
     text += std::string("solid ") + name +
@@ -91,16 +100,80 @@ TEST_F(ReadTest, MergesMeshesOfOneMaterial) {
   }
   Scene const scene = read(write("two.stl", text));
   ASSERT_TRUE(scene) << error;
-  ASSERT_EQ(mirel_read_mesh_count(scene.get()), 1U);
+  ASSERT_EQ(mirel_read_mesh_count(scene.get()), 2U);
+  ASSERT_EQ(mirel_read_shape_count(scene.get()), 2U);
+  ASSERT_EQ(mirel_read_node_count(scene.get()), 3U);
+  for (std::uint32_t number = 0; number < 2; ++number) {
+    MirelReadMesh mesh;
+    mirel_read_mesh(scene.get(), number, &mesh);
+    EXPECT_EQ(mesh.shape, number);
+    EXPECT_EQ(mesh.triangle_count, 1U);
+    ASSERT_EQ(mesh.point_count, 3U);
+    ASSERT_NE(mesh.normals, nullptr);
+    for (std::uint32_t i = 0; i < 3; ++i) EXPECT_FLOAT_EQ(mesh.normals[i * 3 + 2], 1);
+    MirelReadShape shape;
+    mirel_read_shape(scene.get(), number, &shape);
+    EXPECT_STREQ(shape.name, number == 0 ? "a" : "b");
+    EXPECT_EQ(shape.scale, 1);
+    MirelReadNode node;
+    mirel_read_node(scene.get(), number + 1, &node);
+    EXPECT_EQ(node.parent, 0U);
+    EXPECT_EQ(node.shape, number);
+  }
+  MirelReadNode root;
+  mirel_read_node(scene.get(), 0, &root);
+  EXPECT_EQ(root.parent, MIREL_READ_NONE);
+  EXPECT_EQ(root.shape, MIREL_READ_NONE);
+  double bounds[6];
+  EXPECT_EQ(mirel_read_survey(scene.get(), bounds), 2U);
+  EXPECT_EQ(std::vector<double>(bounds, bounds + 6), (std::vector<double>{0, 0, 0, 1, 1, 0}));
+}
+
+// One triangle under a node that makes it 1/100 and one inside that moves it; and again in full size.
+constexpr char kScaledCollada[] = R"(<?xml version="1.0"?>
+<COLLADA xmlns="http://www.collada.org/2005/11/COLLADASchema" version="1.4.1">
+<asset><unit name="inch" meter="0.0254"/><up_axis>Z_UP</up_axis></asset>
+<library_geometries><geometry id="tile" name="tile"><mesh>
+<source id="p"><float_array id="pa" count="9">0 0 0 100 0 0 0 200 0</float_array><technique_common>
+<accessor source="#pa" count="3" stride="3"><param name="X" type="float"/><param name="Y" type="float"/>
+<param name="Z" type="float"/></accessor></technique_common></source>
+<vertices id="v"><input semantic="POSITION" source="#p"/></vertices>
+<triangles count="1"><input semantic="VERTEX" source="#v" offset="0"/><p>0 1 2</p></triangles></mesh></geometry>
+</library_geometries>
+<library_visual_scenes><visual_scene id="scene" name="scene">
+<node id="small" name="small"><scale>0.01 0.01 0.01</scale>
+<node id="moved" name="moved"><translate>0 0 500</translate><instance_geometry url="#tile"/></node></node>
+<node id="second" name="second"><scale>0.002 0.002 0.002</scale><instance_geometry url="#tile"/></node>
+</visual_scene></library_visual_scenes><scene><instance_visual_scene url="#scene"/></scene></COLLADA>)";
+
+TEST_F(ReadTest, GivesPointsInTheSizeTheyHaveInTheScene) {
+  Scene const scene = read(write("scaled.dae", kScaledCollada));
+  ASSERT_TRUE(scene) << error;
+  EXPECT_DOUBLE_EQ(mirel_read_meters_per_unit(scene.get()), 0.0254);
+  EXPECT_EQ(mirel_read_is_z_up(scene.get()), 1);
+  ASSERT_EQ(mirel_read_shape_count(scene.get()), 1U);
+  MirelReadShape shape;
+  mirel_read_shape(scene.get(), 0, &shape);
+  EXPECT_STREQ(shape.name, "tile");
+  EXPECT_EQ(shape.scale, 64);  // 1/64 is the power of two above 1/100
   MirelReadMesh mesh;
   mirel_read_mesh(scene.get(), 0, &mesh);
-  EXPECT_EQ(mesh.triangle_count, 2U);
-  ASSERT_EQ(mesh.point_count, 6U);
-  ASSERT_NE(mesh.normals, nullptr);
-  for (std::uint32_t i = 0; i < 6; ++i) EXPECT_FLOAT_EQ(mesh.normals[i * 3 + 2], 1);
-  // Those of the second come after those of the first.
-  EXPECT_EQ(std::vector<std::uint32_t>(mesh.triangles, mesh.triangles + 6),
-            (std::vector<std::uint32_t>{0, 1, 2, 3, 4, 5}));
+  ASSERT_EQ(mesh.point_count, 3U);
+  EXPECT_EQ(mesh.points[3], 100.0F / 64);
+  ASSERT_EQ(mirel_read_node_count(scene.get()), 4U);
+  MirelReadNode root;
+  mirel_read_node(scene.get(), 0, &root);
+  for (int place = 0; place < 16; ++place) EXPECT_EQ(root.transform[place], place % 5 == 0 ? 1 : 0) << place;
+  MirelReadNode moved;
+  mirel_read_node(scene.get(), 2, &moved);
+  EXPECT_STREQ(moved.name, "moved");
+  EXPECT_EQ(moved.parent, 1U);
+  EXPECT_EQ(moved.shape, 0U);
+  EXPECT_EQ(moved.transform[14], 500);
+  double bounds[6];
+  EXPECT_EQ(mirel_read_survey(scene.get(), bounds), 2U);
+  double const expected[6] = {0, 0, 0, 1, 2, 5};
+  for (int k = 0; k < 6; ++k) EXPECT_NEAR(bounds[k], expected[k], 1e-5) << k;
 }
 
 TEST_F(ReadTest, FilesThatCannotBeReadGiveOneLine) {

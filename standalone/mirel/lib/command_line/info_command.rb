@@ -44,14 +44,14 @@ module CommandLine
       box = importer.bounds
       { command: NAME, version: Zu::Mirel::VERSION, input: @input, faces: importer.faces_before,
         vertices: importer.points_before, bounds: corners(box), diagonal: box&.diagonal,
-        meshes: importer.instances.map { |instance| mesh_of(instance) },
+        meshes: importer.definitions.map { |definition| mesh_of(definition) },
         materials: importer.materials.map { |material| material_of(material) },
         seconds: @phases.seconds.round(6), peak_bytes: @phases.peak_bytes, reader_peak_bytes: importer.reader_bytes }
     end
 
-    def mesh_of(instance)
-      { name: instance.name, vertices: Zu::Mirel::Engine.vertex_count(instance.definition.balancer_mesh_index),
-        materials: instance.definition.material_names }
+    def mesh_of(definition)
+      { name: definition.name, vertices: Zu::Mirel::Engine.vertex_count(definition.balancer_mesh_index),
+        materials: definition.materials.map { |material| material&.name } }
     end
 
     def material_of(material)

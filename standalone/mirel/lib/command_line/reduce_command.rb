@@ -9,8 +9,6 @@ module CommandLine
     NAME = 'reduce'
     SUMMARY = 'reduce a model to fewer faces'
 
-    OUTPUT_EXTENSIONS = %w[.obj].freeze
-
     def initialize(console)
       super
       @settings = {}
@@ -33,8 +31,9 @@ module CommandLine
         options.banner = 'usage: mirel reduce INPUT -o OUTPUT (--faces N | --ratio R | --tolerance D) [options]'
         options.separator ''
         options.separator 'Reads a model (OBJ, PLY, STL, glTF, GLB, DAE, 3DS, OFF and others), reduces the number of'
-        options.separator 'its faces and writes it as OBJ. OUTPUT is replaced only by a complete result. Where the count'
-        options.separator 'cannot be reached, the coarsest result is written and the reason is told.'
+        options.separator 'its faces and writes the whole scene: names, groups, instances, materials and textures. The'
+        options.separator 'extension of OUTPUT chooses the format. OUTPUT is replaced only by a complete result. Where'
+        options.separator 'the count cannot be reached, the coarsest result is written and the reason is told.'
         add_target_options(options)
         add_keeping_options(options)
         add_joining_options(options)
@@ -54,7 +53,8 @@ module CommandLine
       options.on('-t', '--tolerance D', 'stay within this distance of the original, both ways: above 0,',
                  'model units, or a percentage of the diagonal of the bounding box',
                  'as 0.1% (default: no bound)') { |text| @tolerance = Quantity.length_or_share(text) }
-      options.on('-o', '--output OUTPUT', 'the file to write: .obj (no default)') { |text| @output = as_name(text) }
+      options.on('-o', '--output OUTPUT', 'the file to write: .glb, .gltf, .dae, .obj, .ply or .stl',
+                 '(no default)') { |text| @output = as_name(text) }
     end
 
     def add_keeping_options(options)
@@ -106,19 +106,15 @@ module CommandLine
       raise Failure, 'where to? Name the output with -o OUTPUT' unless @output
       raise Failure, 'how far? Give --faces, --ratio or --tolerance' unless @faces || @ratio || @tolerance
       raise Failure, 'give --faces or --ratio, not both' if @faces && @ratio
-      return if OUTPUT_EXTENSIONS.include?(File.extname(@output).downcase(:ascii))
-
-      known = OUTPUT_EXTENSIONS.join(', ')
-      raise Failure, "#{@output}: this format cannot be written; the extensions known are #{known}"
     end
 
     def reduce(importer)
       @settings.each { |name, value| importer.public_send(:"#{name}=", value) }
       Zu::Mirel::Importer.check_readable(@input)
-      Zu::Mirel::ObjOutput.check_target(@output)
+      Zu::Mirel::SceneOutput.check_target(@output)
       @phases.run('read', "read #{@input}") { importer.import(@input) }
-      output = Zu::Mirel::ObjOutput.new(importer)
-      output.check_scene
+      output = Zu::Mirel::SceneOutput.new(importer)
+      output.check_scene(@output)
       report = before(importer)
       @phases.run('build', 'built the hierarchy') { build(importer) }
       report.update(prepared(importer))
@@ -126,6 +122,7 @@ module CommandLine
       report.update(reached(importer))
       written = @phases.run('write', "wrote #{@output}") { signals_raise { output.write(@output) } }
       report.update(after(importer, written), timing(importer))
+      written.remarks.each { |remark| console.say("mirel: #{@output}: #{remark}") }
       print_report(report)
     end
 
@@ -178,7 +175,8 @@ module CommandLine
 
     def after(importer, written)
       { faces_after: importer.count_faces, vertices_after: written.vertices, normals_after: written.normals,
-        uvs_after: written.uvs, bounds_after: corners(written.bounds), bytes: written.bytes }
+        uvs_after: written.uvs, bounds_after: corners(written.bounds), bytes: written.bytes,
+        side_files: written.side_files, remarks: written.remarks }
     end
 
     def timing(importer)

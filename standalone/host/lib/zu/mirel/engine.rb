@@ -54,6 +54,18 @@ module Zu
           triples('mirel_engine_faces', mesh)
         end
 
+        # @param transformation [Geom::Transformation]
+        # @return [Geom::BoundingBox, nil] of the mesh's usable faces at the current step, where it is put
+        def placed_bounds(mesh, transformation)
+          corners = "\0".b * (6 * Fiddle::SIZEOF_DOUBLE)
+          found = call('mirel_engine_placed_bounds', [mesh, transformation.to_a.pack('d16'), corners], Fiddle::TYPE_INT)
+          return if found.nil?
+
+          box = Geom::BoundingBox.new
+          box.add(*corners.unpack('d6').each_slice(3)) unless found.zero?
+          box
+        end
+
         # @return [Float, nil] bound on the deviation at a step, model units; nil where it was not measured
         def deviation_bound(step)
           value = call('mirel_engine_deviation_bound', [step], Fiddle::TYPE_DOUBLE)

@@ -2,7 +2,7 @@
 
 module Zu
   module Mirel
-    # What the scene is made of: definitions hold a mesh, instances place definitions.
+    # What the scene is made of: definitions hold a mesh and placed definitions, instances place them.
     class Definition
       # @return [String]
       attr_reader :name
@@ -10,25 +10,33 @@ module Zu
       attr_reader :entities
       # @return [Integer, nil] the number of its mesh in the native half; nil without a mesh of its own
       attr_reader :balancer_mesh_index
-      # @return [Array<Material>] one per face set of the mesh
+      # @return [Array<Material, nil>] one per face set of the mesh
       attr_reader :materials
 
-      def initialize(name, balancer_mesh_index = nil, materials = [])
+      # @param group [Boolean] whether it is placed once only, and its name may be another definition's too
+      def initialize(name, balancer_mesh_index = nil, materials = [], group: false)
         @name = name
         @balancer_mesh_index = balancer_mesh_index
         @materials = materials
+        @group = group
         @entities = []
       end
 
-      # @return [Array<String, nil>] one per face set of the mesh
+      # @return [Array<String, nil>] one per face set of the mesh; nil for what looks as without a material
       def material_names
-        materials.map { |material| material&.name }
+        materials.map { |material| material.name unless material.nil? || (material.plain? && default_name?(material)) }
       end
 
       def group?
-        false
+        @group
       end
       alias is_group? group?
+
+      private
+
+      def default_name?(material)
+        material.name.empty? || material.name.casecmp?('default')
+      end
     end
 
     # A definition at a place.

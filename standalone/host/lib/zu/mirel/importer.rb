@@ -1,11 +1,16 @@
 # frozen_string_literal: true
 
+require 'fileutils'
+require 'tmpdir'
+require 'zu/mirel/captured_scene'
 require 'zu/mirel/engine'
 require 'zu/mirel/errors'
 require 'zu/mirel/no_faces_error'
 require 'zu/mirel/ply_header'
 require 'zu/mirel/preview'
 require 'zu/mirel/scene_callbacks'
+require 'zu/mirel/scene_export'
+require 'zu/mirel/scene_frame'
 require 'zu/mirel/scene_reader'
 require 'zu/mirel/settings'
 
@@ -14,12 +19,14 @@ module Zu
     # One model on its way from a file, or from polygon meshes, to fewer faces and back to a file.
     #
     # The native half adds the methods that do the work (import_obj, init_simplify, go_to_faces, count_faces, ...);
-    # this class holds the settings, receives the scene and wraps the common road in #import, #reduce and #save_obj.
+    # this class holds the settings, receives the scene and wraps the common road in #import, #reduce and #save.
     # The native half has one state per process, so only one Importer may have a model at a time: making another one
     # load takes the model of the first away.
     class Importer
       include Settings
       include SceneCallbacks
+      include SceneFrame
+      include SceneExport
       include Preview
 
       # @return [String, nil] the file that was imported
@@ -133,7 +140,7 @@ module Zu
       # @return [self]
       # @raise [NoFacesError]
       def check_usable
-        counts = instances.map { |instance| Engine.usable_face_count(instance.definition.balancer_mesh_index) }
+        counts = definitions.map { |definition| Engine.usable_face_count(definition.balancer_mesh_index) }
         refuse_unusable if counts.all? { |count| count&.zero? }
         self
       end
@@ -152,7 +159,17 @@ module Zu
         reasons.empty? ? 'no edge is left to collapse' : "the edges left are held by #{reasons.join(', ')}"
       end
 
-      # Writes the mesh as it is now. A file that exists is replaced only by a complete one.
+      # Writes the scene as it is now, in the format of the file's extension: see SceneOutput.formats. A file that exists
+      # is replaced only by a complete one.
+      # @param path [String]
+      # @return [self]
+      # @raise [ExportError] with one line that names the file and the reason
+      def save(path)
+        SceneOutput.write(self, path)
+        self
+      end
+
+      # Writes the mesh alone, without materials, as it is now. A file that exists is replaced only by a complete one.
       # @param path [String]
       # @return [self]
       # @raise [ExportError] with one line that names the file and the reason
@@ -161,17 +178,18 @@ module Zu
         self
       end
 
-      # @return [Geom::BoundingBox, nil] of all meshes at the current step; nil where it is not known
+      # @return [Geom::BoundingBox, nil] of all meshes where the scene puts them, at the current step; nil where it is
+      #   not known
       def bounds
-        boxes = instances.map { |instance| mesh_bounds(instance.definition.balancer_mesh_index) }
+        boxes = placements.map { |definition, place| placed_bounds(definition.balancer_mesh_index, place) }
         return if boxes.any?(&:nil?)
 
-        boxes.each_with_object(Geom::BoundingBox.new) { |box, all| all.add(box) }
+        boxes.reject(&:empty?).each_with_object(Geom::BoundingBox.new) { |box, all| all.add(box) }
       end
 
-      # @return [Integer, nil] vertices of all meshes at the current step; nil where it is not known
+      # @return [Integer, nil] vertices of all meshes at the current step, each mesh once; nil where it is not known
       def count_vertices
-        counts = instances.map { |instance| Engine.vertex_count(instance.definition.balancer_mesh_index) }
+        counts = definitions.map { |definition| Engine.vertex_count(definition.balancer_mesh_index) }
         counts.sum unless counts.any?(&:nil?)
       end
 
@@ -187,11 +205,28 @@ module Zu
         hide
         clear_balancer
         @mesh_depot_in_memory = false
+        remove_textures
       end
 
       def inspect
-        "#<#{self.class} #{path || 'without a file'}, #{instances.size} meshes>"
+        "#<#{self.class} #{path || 'without a file'}, #{definitions.size} meshes>"
       end
+
+      # @!group Called by CapturedScene
+
+      # @param meshes [Hash{Material, Object => Array<Geom::PolygonMesh>}]
+      # @return [Integer] the number of the mesh in the native half
+      def capture_shape(meshes)
+        @source_has_normals ||= meshes.each_value.any? { |list| list.any?(&:normals_given?) }
+        get_balancer_mesh(meshes)
+      end
+
+      # @return [String] a folder that goes with the model
+      def texture_folder
+        @texture_folder ||= Dir.mktmpdir('mirel-textures-').tap { |folder| at_exit { FileUtils.rm_rf(folder) } }
+      end
+
+      # @!endgroup
 
       # Whether the model brought normals that say more than its faces do.
       def source_has_normals?
@@ -199,6 +234,11 @@ module Zu
       end
 
       private
+
+      def remove_textures
+        FileUtils.rm_rf(@texture_folder) if @texture_folder
+        @texture_folder = nil
+      end
 
       def refuse_unusable
         close
@@ -212,7 +252,9 @@ module Zu
       def begin_load(path, name)
         close
         @path = path
+        @importing_external_file = !path.nil?
         @source_has_normals = true
+        reset_frame
         @faces_before = 0
         @points_before = nil
         @total_original_faces = nil
@@ -263,29 +305,38 @@ module Zu
         ply_header&.check(scene)
         @points_before = scene.source_points
         @reader_bytes = scene.reader_bytes
-        raise NoFacesError, 'it has no faces' if scene.meshes.empty?
+        raise NoFacesError, 'it has no faces' if scene.shapes.empty?
 
-        # A normal per facet is all that STL can say.
-        facets_only = File.extname(path).casecmp?('.stl')
         StatusProgressBar.instance.update_message('Mireling Model...')
-        capture_meshes(scene.meshes, facets_only)
+        begin_capture
+        self.meters_per_unit = scene.meters_per_unit
+        self.up_axis = scene.z_up ? :z : :y
+        @root = CapturedScene.new(scene, self, File.dirname(path)).build(@scene_name)
+        # A normal per facet is all that STL can say.
+        @source_has_normals = false if File.extname(path).casecmp?('.stl')
       end
 
-      def capture_meshes(meshes, facets_only = false)
-        raise Error, 'the mesh library does not start' unless init_mesh_depot
-
-        @source_has_normals = !facets_only && meshes.each_value.any? { |list| list.any?(&:normals_given?) }
-        index = get_balancer_mesh(meshes)
-        used = meshes.keys.map { |key| key.is_a?(Material) ? key : Material.new(key.to_s) }
-        materials.concat(used)
+      def capture_meshes(meshes)
+        begin_capture
+        index = capture_shape(meshes)
+        used = meshes.keys.map { |key| key.is_a?(Material) ? key : new_material(key.to_s, nil, nil) }
+        materials.concat(used - materials)
         add_instance(get_mesh_name(nil, 0), IDENTITY, index, used, root)
       end
 
-      def mesh_bounds(mesh)
+      def begin_capture
+        raise Error, 'the mesh library does not start' unless init_mesh_depot
+
+        @source_has_normals = false
+      end
+
+      def placed_bounds(mesh, place)
+        return Engine.placed_bounds(mesh, place) unless place == IDENTITY
+
         respond_to?(:get_mesh_bounds) ? get_mesh_bounds(mesh) : Engine.bounds(mesh)
       end
     end
   end
 end
 
-require 'zu/mirel/obj_output'
+require 'zu/mirel/scene_output'

@@ -51,6 +51,33 @@ module Zu
         raise ExportError, "#{path}: cannot be written: #{reason}"
       end
 
+      # @param file [String] an OBJ file
+      # @return [Hash] how many vertices, normals, uvs and faces are in it
+      def self.counts_of(file)
+        counts = KIND_OF_LINE.values.to_h { |kind| [kind, 0] }
+        File.foreach(file, mode: 'rb') do |line|
+          kind = KIND_OF_LINE[line.getbyte(0) << 8 | line.getbyte(1).to_i]
+          counts[kind] += 1 if kind
+        end
+        counts
+      end
+
+      # Gives a file that is complete its place, with the rights of the one that it replaces.
+      def self.put_in_place(file, target)
+        File.chmod(File.stat(target).mode & 0o7777, file) if File.exist?(target)
+        File.open(file, 'rb', &:fsync)
+        File.rename(file, target)
+        sync_folder(File.dirname(target))
+      end
+
+      # The file is in place by now; a file system that cannot do this is no failure.
+      def self.sync_folder(folder)
+        File.open(folder, &:fsync)
+      rescue SystemCallError
+        nil
+      end
+      private_class_method :sync_folder
+
       def self.resolved(path)
         File.exist?(path) ? File.realpath(path) : File.expand_path(File.readlink(path), File.dirname(path))
       end
@@ -58,7 +85,7 @@ module Zu
 
       # @raise [ExportError] where the scene does not fit into the file
       def check_scene
-        count = @importer.instances.size
+        count = @importer.placements.size
         return if count == 1
 
         raise ExportError, "#{@importer.path || 'the scene'}: has #{count} meshes, but an OBJ file is written from one"
@@ -74,7 +101,7 @@ module Zu
         file = File.join(@folder, File.basename(target))
         expected = export(file, path)
         result = inspect_file(file, path, expected)
-        finish(file, target)
+        self.class.put_in_place(file, target)
         result
       rescue SystemCallError => e
         self.class.fail_for(path, Errors.reason(e))
@@ -145,20 +172,6 @@ module Zu
         'the file came out incomplete'
       rescue SystemCallError => e
         Errors.reason(e)
-      end
-
-      def finish(file, target)
-        File.chmod(File.stat(target).mode & 0o7777, file) if File.exist?(target)
-        File.open(file, 'rb', &:fsync)
-        File.rename(file, target)
-        sync_folder(File.dirname(target))
-      end
-
-      # The file is in place by now; a file system that cannot do this is no failure.
-      def sync_folder(folder)
-        File.open(folder, &:fsync)
-      rescue SystemCallError
-        nil
       end
     end
   end

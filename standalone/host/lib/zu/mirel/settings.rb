@@ -16,12 +16,16 @@ module Zu
     # | prevent_uv_foldovers       | false   | true or false                                                |
     # | error_tolerance            | nil     | above 0, model units; nil for none                           |
     # | face_limit                 | 0       | 0 to 4294967295; 0 for none                                  |
+    # | soften_edges               | false   | true or false: in model files, edges by smooth_angle         |
+    # | smooth_angle               | 30.0    | 0 to 180, degrees between two faces that look round          |
+    # | materials_both_sides       | :auto   | true, false, or :auto: unless the file shows fronts only     |
+    # | write_textures             | true    | true or false                                                |
     module Settings
       LARGEST_FACE_LIMIT = 0xffffffff
 
       attr_reader :maintain_uvs, :maintain_normals, :join_vertices_threshold, :join_normals_threshold,
                   :join_uvs_threshold, :lock_surface_boundaries, :prevent_xy_foldovers, :prevent_uv_foldovers,
-                  :error_tolerance, :face_limit
+                  :error_tolerance, :face_limit, :soften_edges, :materials_both_sides, :write_textures
 
       # Puts every setting back to its default.
       def reset_settings
@@ -35,11 +39,16 @@ module Zu
         @prevent_uv_foldovers = false
         @error_tolerance = nil
         @face_limit = 0
+        @soften_edges = false
+        @smooth_angle = 30.0
+        @materials_both_sides = :auto
+        @write_textures = true
       end
 
       # @!group Flags
 
-      %i[maintain_uvs lock_surface_boundaries prevent_xy_foldovers prevent_uv_foldovers].each do |name|
+      %i[maintain_uvs lock_surface_boundaries prevent_xy_foldovers prevent_uv_foldovers soften_edges
+         write_textures].each do |name|
         define_method(:"#{name}=") { |value| instance_variable_set(:"@#{name}", value ? true : false) }
         define_method(:"#{name}?") { instance_variable_get(:"@#{name}") }
       end
@@ -52,6 +61,11 @@ module Zu
       # @return [Boolean]
       def maintain_normals?
         @maintain_normals == :auto ? source_has_normals? : @maintain_normals
+      end
+
+      # @param value [Boolean, :auto]
+      def materials_both_sides=(value)
+        @materials_both_sides = value == :auto ? :auto : !!value
       end
 
       # @return [Boolean]
@@ -77,6 +91,19 @@ module Zu
       # @raise [ArgumentError] outside the range
       def join_uvs_threshold=(value)
         @join_uvs_threshold = number_within(value, 0..Float::MAX, 'join_uvs_threshold')
+      end
+
+      # Up to this angle between two faces their edge is softened.
+      # @param radians [Boolean] or else degrees
+      # @return [Float]
+      def smooth_angle(radians = false)
+        radians ? @smooth_angle * Math::PI / 180 : @smooth_angle
+      end
+
+      # @param value [Numeric] degrees
+      # @raise [ArgumentError] outside the range
+      def smooth_angle=(value)
+        @smooth_angle = number_within(value, 0..180, 'smooth_angle')
       end
 
       # @param value [Numeric, nil] model units
