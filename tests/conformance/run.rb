@@ -17,7 +17,7 @@ recording = File.join(build, "tests", "conformance", "recording")
 libraries = File.join(build, "lib")
 path_variable = RUBY_PLATFORM.include?("darwin") ? "DYLD_LIBRARY_PATH" : "LD_LIBRARY_PATH"
 # These use the library that is built beside the extension.
-real_sdk = %w[leak road whole_export]
+real_sdk = %w[fbx_models leak road whole_export]
 
 files = Dir[File.join(folder, "*_test.rb")].sort
 files.select! { |file| names.include?(File.basename(file, "_test.rb")) } unless names.empty?
@@ -28,7 +28,8 @@ failed = []
 files.each do |file|
   name = File.basename(file, "_test.rb")
   environment = { "MIREL_BUILD" => build }
-  environment[path_variable] = [recording, libraries, ENV[path_variable]].compact.join(":") unless real_sdk.include?(name)
+  folders = real_sdk.include?(name) ? [libraries] : [recording, libraries]
+  environment[path_variable] = [*folders, *ENV[path_variable]].join(":")
   output, status = Open3.capture2e(environment, RbConfig.ruby, "-W", "-I", File.join(folder, "support"), file)
   summary = output[/^\d+ runs, .*$/]
   failed << name unless status.success? && summary

@@ -10,7 +10,7 @@
 #   File.write(path, file.text)
 class FbxFile
   # Right, up and front, each as axis number and sign.
-  AXES = { z_up: { up: [2, 1], front: [1, -1], right: [0, 1] }, y_up: { up: [1, 1], front: [2, 1], right: [0, 1] } }.freeze
+  AXES = { z_up: { up: [2, 1], front: [1, -1], coord: [0, 1] }, y_up: { up: [1, 1], front: [2, 1], coord: [0, 1] } }.freeze
 
   Item = Struct.new(:kind, :name, :subclass, :id, :body)
   # A layer element: how values map to the mesh, what refers to them, the values, and their indices.
@@ -21,8 +21,11 @@ class FbxFile
   # How each type of property is declared.
   TYPES = {
     "Lcl Translation" => ["Lcl Translation", "", "A"], "Lcl Rotation" => ["Lcl Rotation", "", "A"],
-    "Lcl Scaling" => ["Lcl Scaling", "", "A"], "DiffuseColor" => ["Color", "", "A"]
+    "Lcl Scaling" => ["Lcl Scaling", "", "A"]
   }.freeze
+
+  # Colours or other vectors.
+  TRIPLES = { true => ["Color", ""], false => ["Vector3D", "Vector"] }.freeze
 
   attr_accessor :version, :axes, :unit
   # Connections of the file's own, as written: kind, child, parent, property.
@@ -163,17 +166,17 @@ class FbxFile
   end
 
   def property(name, values)
-    type, second, flags = TYPES.fetch(name) { declared(values) }
+    type, second, flags = TYPES.fetch(name) { declared(name, values) }
     return ["P", name, type, second, flags, *values] unless old?
 
     ["Property", name, type, flags, *values]
   end
 
-  def declared(values)
+  def declared(name, values)
     case values.first
     when String then ["KString", "", ""]
     when Integer then ["int", "Integer", ""]
-    else values.size == 3 ? ["Vector3D", "Vector", ""] : ["double", "Number", ""]
+    else values.size == 3 ? [*TRIPLES.fetch(name.end_with?("Color")), "A"] : ["double", "Number", ""]
     end
   end
 

@@ -38,6 +38,9 @@ module Recorder
     def throw_error(key, text) = THROW.call(key, text)
     def throw_out_of_memory(key) = THROW.call(key, nil)
 
+    # The text that a line of the log shows as `inspect` does.
+    def unquote(shown) = shown.start_with?('"') ? shown.undump : shown
+
     # A whole remap table: `entries` per mesh vertex (nil for none).
     def remap(key, entries)
       indices(key, entries.map { |entry| entry || NULL_INDEX })

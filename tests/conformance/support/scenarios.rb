@@ -1,5 +1,7 @@
 # frozen_string_literal: true
 
+require "fbx_file"
+
 # Runs of every method that calls back into Ruby, for tests that step in at each callback in turn.
 module Scenarios
   PLY = <<~TEXT
@@ -64,11 +66,14 @@ module Scenarios
       ply = File.join(folder, "one.ply")
       File.write(ply, PLY)
       cloud = File.join(folder, "cloud.ply")
+      fbx = File.join(folder, "scene.fbx")
+      File.write(fbx, fbx_scene.text)
       File.write(cloud, PLY.lines.reject { |line| line.start_with?("element face", "property list", "3 ") }.join)
       {
         "import_obj" => ->(importer) { importer.import_obj("any.obj") },
         "import_ply" => ->(importer) { importer.import_ply(ply) },
         "import_ply of a point cloud" => ->(importer) { import_cloud(importer, cloud) },
+        "import_fbx" => ->(importer) { import_fbx(importer, fbx) },
         "get_balancer_mesh" => ->(importer) { importer.get_balancer_mesh(host_meshes) },
         "init_simplify" => ->(importer) { importer.init_simplify },
         "go_to_step" => ->(importer) { importer.go_to_step(Number.new(3)) },
@@ -98,6 +103,7 @@ module Scenarios
     def prepare(importer)
       Events.reset
       Recorder.reset
+      importer.forget_imported
       importer.settings = Zu::Mirel::Importer::DEFAULTS.merge(
         maintain_uvs?: false, maintain_normals?: false, lock_surface_boundaries?: true, use_tolerance?: true,
         get_scaled_error_tolerance: ShownFloat.new, face_limit: Number.new(2), join_vertices_threshold: 1
@@ -132,6 +138,21 @@ module Scenarios
       { red: [Geom::PolygonMesh.new([[1, -2, 3], [1, 3, 4]])], blue: [Geom::PolygonMesh.new([[1, 2, 3]])] }
     end
 
+    # Two nodes, one below the other, of every kind of callback: a unit of its own, a texture, an offset, and a mesh that
+    # both have.
+    def fbx_scene
+      FbxFile.new(unit: 7.0).tap do |file|
+        plain = file.material("plain", shading: "unknown", diffuse: nil)
+        painted = file.material("painted")
+        file.texture("paint", on: painted)
+        corners = [[0, 0], [1, 0], [0, 1]]
+        triangle = file.mesh("triangle", points: corners.map { |corner| [*corner, 0] }, polygons: [[0, 1, 2]],
+                                         uvs: ["ByControlPoint", "IndexToDirect", corners, [0, 1, 2]])
+        parent = file.node("parent", mesh: triangle, materials: [plain, painted])
+        file.node("child", parent: parent, mesh: triangle)
+      end
+    end
+
     private
 
     # A callback that clears the state leaves nothing to draw: the view is then given nil.
@@ -150,6 +171,11 @@ module Scenarios
       Recorder.text("getTexturePath", "texture.png")
       Recorder.answer("getNumVertices", 3)
       Recorder.answer("getNumFaces", 1)
+    end
+
+    def import_fbx(importer, path)
+      importer.settings = importer.settings.merge(maintain_uvs?: true, maintain_normals?: true)
+      importer.import_fbx(path)
     end
 
     def import_cloud(importer, path)

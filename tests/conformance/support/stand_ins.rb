@@ -139,6 +139,8 @@ class View
   def inspect = "view"
 end
 
+require_relative "fbx_stand_ins"
+
 module Zu
   module Mirel
     class NoFacesError < StandardError; end
@@ -169,9 +171,12 @@ module Zu
 
       attr_accessor :settings, :textured
 
+      include FbxStandIns
+
       def initialize(**settings)
         @settings = DEFAULTS.merge(settings)
         @textured = true
+        forget_imported
       end
 
       DEFAULTS.each_key do |name|
@@ -191,13 +196,17 @@ module Zu
         :root
       end
 
-      def get_mesh_name(node, index)
-        Events.emit("importer.get_mesh_name", node, index)
-        "mesh #{index}"
+      # The FBX import gives a name and an identifier, the others nil and an index.
+      def get_mesh_name(name, number)
+        number = shown(number, name) if name
+        Events.emit("importer.get_mesh_name", name, number)
+        name ? "K-#{number.label}" : "mesh #{number}"
       end
 
-      def add_material(name, color, texture)
-        Events.emit("importer.add_material", name, color, texture)
+      # The FBX import adds the identifier and the texture's scale.
+      def add_material(name, color, texture, identifier = nil, *scale)
+        identifier = [shown(identifier, name)] if identifier
+        Events.emit("importer.add_material", name, color, texture, *identifier, *scale)
         "handle of #{name}"
       end
 
@@ -206,7 +215,11 @@ module Zu
         "relative #{path}"
       end
 
-      def add_instance(*arguments) = Events.emit("importer.add_instance", *arguments)
+      def add_instance(*arguments)
+        Events.emit("importer.add_instance", *arguments)
+        :"definition of #{arguments.first}"
+      end
+
 
       def get_triangle_color_at(index)
         Events.emit("importer.get_triangle_color_at", index)

@@ -2,8 +2,12 @@
 
 #include <fbxsdk.h>
 
+#include <cstdint>
 #include <cstring>
+#include <limits>
+#include <vector>
 
+#include "src/balancer/balancer_state.h"
 #include "src/frame/boundary.h"
 #include "src/frame/ruby_value.h"
 #include "src/import/fbx/material_conversion.h"
@@ -96,11 +100,69 @@ VALUE displayTextureInfo(VALUE, VALUE node, VALUE blendMode) {
   return DisplayTextureInfo(property.GetSrcObject<fbxsdk::FbxTexture>(0), NUM2INT(blendMode)), Qnil;
 }
 
+VALUE packed(std::vector<float> const& values) {
+  return rb_str_new(reinterpret_cast<char const*>(values.data()), static_cast<long>(values.size() * sizeof(float)));
+}
+
+VALUE packed(std::vector<std::uint32_t> const& values) {
+  return rb_str_new(reinterpret_cast<char const*>(values.data()), static_cast<long>(values.size() * sizeof values[0]));
+}
+
+// Two floats per corner, NaN for the corners of a face without UVs.
+std::vector<float> readCornerUVs(ab::IMesh const* from) {
+  std::vector<float> uvs;
+  float const* const perVertex = from->hasVertexUVs() ? from->getVertexUVs() : nullptr;
+  for (std::uint32_t face = 0; face < from->getNumFaces(); ++face) {
+    std::uint32_t indices[3] = {};
+    bool const isIndexed = from->getFaceUVIndices(face, indices[0], indices[1], indices[2]);
+    if (perVertex != nullptr) {
+      from->getFace(face, indices[0], indices[1], indices[2]);
+    }
+    for (std::uint32_t const index : indices) {
+      float u = std::numeric_limits<float>::quiet_NaN();
+      float v = u;
+      if (perVertex != nullptr) {
+        u = perVertex[index * 2];
+        v = perVertex[index * 2 + 1];
+      } else if (isIndexed) {
+        from->getUV(index, u, v);
+      }
+      uvs.insert(uvs.end(), {u, v});
+    }
+  }
+  return uvs;
+}
+
+// What a mesh of the depot holds, as packed arrays: positions, three vertices per face, the face's set, corner UVs.
+VALUE depotMesh(VALUE, VALUE index) {
+  ab::IMesh const* const from = meshDepot->getMesh(NUM2UINT(index));
+  return boundary([&]() -> VALUE {
+    std::vector<float> positions;
+    if (from->getNumVertices() > 0) {
+      positions.assign(from->getVertices(), from->getVertices() + from->getNumVertices() * 3);
+    }
+    std::vector<std::uint32_t> faces;
+    std::vector<std::uint32_t> sets;
+    for (std::uint32_t face = 0; face < from->getNumFaces(); ++face) {
+      std::uint32_t corners[3] = {};
+      from->getFace(face, corners[0], corners[1], corners[2]);
+      faces.insert(faces.end(), {corners[0], corners[1], corners[2]});
+      from->getFaceSetOfFace(face, sets.emplace_back());
+    }
+    std::vector<float> const uvs = readCornerUVs(from);
+    return protect([&]() -> VALUE {
+      VALUE const parts[] = {packed(positions), packed(faces), packed(sets), packed(uvs)};
+      return rb_ary_new_from_values(4, parts);
+    });
+  });
+}
+
 }  // namespace
 
 void defineFbxBindings(VALUE module) {
   rb_define_singleton_method(module, "open_fbx", openFbx, 1);
   rb_define_singleton_method(module, "add_mesh_of", addMeshOf, 2);
+  rb_define_singleton_method(module, "depot_mesh", depotMesh, 1);
   rb_define_singleton_method(module, "diffuse_texture", diffuseTexture, 1);
   rb_define_singleton_method(module, "color_from_fbx", colorFromFbx, 1);
   rb_define_singleton_method(module, "display_texture", displayTexture, 1);
