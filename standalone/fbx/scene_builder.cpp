@@ -83,6 +83,45 @@ int whole(double value) {
   return std::abs(value) < 2e9 ? static_cast<int>(value) : 0;
 }
 
+// What the two shading models have by themselves, given by the file or not: textures can be connected to all of it.
+struct ClassProperty {
+  char const* name;
+  int components;
+  double value;
+  bool is_phong_only;
+};
+
+constexpr ClassProperty kClassProperties[] = {{"DiffuseColor", 3, 0.8, false},
+                                              {"DiffuseFactor", 1, 1, false},
+                                              {"EmissiveColor", 3, 0, false},
+                                              {"EmissiveFactor", 1, 1, false},
+                                              {"AmbientColor", 3, 0.2, false},
+                                              {"AmbientFactor", 1, 1, false},
+                                              {"NormalMap", 3, 0, false},
+                                              {"Bump", 3, 0, false},
+                                              {"BumpFactor", 1, 1, false},
+                                              {"TransparentColor", 3, 0, false},
+                                              {"TransparencyFactor", 1, 0, false},
+                                              {"DisplacementColor", 3, 0, false},
+                                              {"DisplacementFactor", 1, 1, false},
+                                              {"VectorDisplacementColor", 3, 0, false},
+                                              {"VectorDisplacementFactor", 1, 1, false},
+                                              {"SpecularColor", 3, 0.2, true},
+                                              {"SpecularFactor", 1, 1, true},
+                                              {"ShininessExponent", 1, 20, true},
+                                              {"ReflectionColor", 3, 0, true},
+                                              {"ReflectionFactor", 1, 1, true}};
+
+void add_class_property(ClassProperty const& own, PropertyTable& table) {
+  bool const is_given =
+      std::any_of(table.begin(), table.end(), [&](PropertyValue const& value) { return value.name == own.name; });
+  if (is_given) return;
+  PropertyValue& value = table.emplace_back();
+  value.name = own.name;
+  value.type = own.components == 3 ? eFbxDouble3 : eFbxDouble;
+  std::fill_n(value.numbers, own.components, own.value);
+}
+
 class SceneBuilder {
  public:
   SceneBuilder(Document const& document, FbxManager* manager, FbxScene* scene)
@@ -253,21 +292,17 @@ class SceneBuilder {
   }
 
   // Values that materials of that shading model have where the file gives none.
-  std::shared_ptr<PropertyTable const> material_defaults(std::string_view class_name, bool shaded) {
+  std::shared_ptr<PropertyTable const> material_defaults(std::string_view class_name) {
     std::shared_ptr<PropertyTable const>& known = material_defaults_[std::string(class_name)];
     if (known != nullptr) return known;
     auto table = std::make_shared<PropertyTable>();
     for (PropertyEntry const& entry : Document::list_properties(document_.find_template("Material", class_name))) {
       table->push_back(read_value(document_, entry));
     }
-    bool const has_diffuse = std::any_of(table->begin(), table->end(), [](PropertyValue const& value) {
-      return value.name == FbxSurfaceMaterial::sDiffuse;
-    });
-    if (shaded && !has_diffuse) {
-      PropertyValue& diffuse = table->emplace_back();
-      diffuse.name = FbxSurfaceMaterial::sDiffuse;
-      diffuse.type = eFbxDouble3;
-      diffuse.numbers[0] = diffuse.numbers[1] = diffuse.numbers[2] = 0.8;
+    for (ClassProperty const& own : kClassProperties) {
+      if (class_name == "FbxSurfacePhong" || (class_name == "FbxSurfaceLambert" && !own.is_phong_only)) {
+        add_class_property(own, *table);
+      }
     }
     known = std::move(table);
     return known;
@@ -307,10 +342,7 @@ class SceneBuilder {
       data.properties.push_back(read_value(document_, older_diffuse));
       data.properties.back().name = FbxSurfaceMaterial::sDiffuse;
     }
-    data.defaults = material_defaults(phong     ? "FbxSurfacePhong"
-                                      : lambert ? "FbxSurfaceLambert"
-                                                : "FbxSurfaceMaterial",
-                                      phong || lambert);
+    data.defaults = material_defaults(phong ? "FbxSurfacePhong" : lambert ? "FbxSurfaceLambert" : "FbxSurfaceMaterial");
     if (FbxSurfaceLambert* const shaded = FbxCast<FbxSurfaceLambert>(material)) {
       shaded->Diffuse = FbxPropertyT<FbxDouble3>(shaded->FindProperty(FbxSurfaceMaterial::sDiffuse));
     }

@@ -5,6 +5,7 @@
 
 #include "standalone/fbx/document.h"
 #include "standalone/fbx/file_bytes.h"
+#include "standalone/fbx/last_file.h"
 #include "standalone/fbx/scene_builder.h"
 
 namespace fbxsdk {
@@ -79,6 +80,7 @@ bool FbxImporter::Import(FbxDocument* pDocument, bool) {
     std::unique_ptr<mirel::fbx::ElementTree> const tree = mirel::fbx::read_elements(bytes.view());
     mirel::fbx::Document const document(*tree);
     mirel::fbx::build_scene(document, importer.manager, scene);
+    mirel::fbx::note_last_file(document, *scene);
     return true;
   } catch (std::bad_alloc const&) {
     Internals::set_status(importer.status, FbxStatus::eInsufficientMemory, "There is not enough memory for the file");

@@ -104,7 +104,7 @@ struct Internals {
     FbxTexture::EAlphaSource alpha_source = FbxTexture::eNone;
     // Left, top, right, bottom.
     int cropping[4] = {0, 0, 0, 0};
-    FbxTexture::EMappingType mapping = FbxTexture::eNull;
+    FbxTexture::EMappingType mapping = FbxTexture::eUV;
     FbxTexture::EPlanarMappingNormal planar_normal = FbxTexture::ePlanarNormalX;
     double alpha = 1;
     FbxTexture::ETextureUse use = FbxTexture::eStandard;

@@ -1,0 +1,29 @@
+// What the standalone host wants to know of an FBX file beyond the FBX SDK's contract, as plain C.
+//
+// Every function speaks of the file that FbxImporter::Import of this process last read with success, as the file has it;
+// before the first, numbers are 0 and texts "". Texts are UTF-8 and stay until the next file is read. No function
+// throws.
+#ifndef MIREL_FBX_H
+#define MIREL_FBX_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// 7400 for 7.4.
+int mirel_fbx_version(void);
+// 1 for text, 0 for binary.
+int mirel_fbx_is_ascii(void);
+// The library or tool that wrote the file, and the application that it was written from; "" where it does not say.
+char const* mirel_fbx_creator(void);
+char const* mirel_fbx_application(void);
+// Which axis points to the right (0), up (1), to the front (2): 1 X, 2 Y, 3 Z, negative for the other way.
+int mirel_fbx_axis(int direction);
+// The length of a unit in centimeters.
+double mirel_fbx_unit(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
