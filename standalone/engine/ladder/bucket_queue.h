@@ -59,6 +59,12 @@ class BucketQueue {
   }
   // Takes the oldest entries of a bucket out.
   void drop(Bucket bucket, std::size_t count) { buckets_[bucket].head += count; }
+  // Puts what another queue holds behind what this one does, bucket by bucket.
+  void append(BucketQueue const& other) {
+    for (std::uint32_t bucket = other.lowest_; bucket < kBucketCount; ++bucket) {
+      for (Entry const& entry : other.rest(static_cast<Bucket>(bucket))) push(entry, static_cast<Bucket>(bucket));
+    }
+  }
 
  private:
   struct Fifo {
@@ -67,6 +73,71 @@ class BucketQueue {
   };
   std::vector<Fifo> buckets_ = std::vector<Fifo>(kBucketCount);
   std::uint32_t lowest_ = kBucketCount;
+};
+
+// One queue for each stretch of vertices in memory order, so that the work on a mesh beyond the cache stays within it
+// for a while: in each round every stretch, one after the other, is taken through the same few buckets. Between two
+// rounds no stretch is ahead of another; a mesh that fits into the cache is one stretch, in the order of its keys
+// alone.
+class BlockedQueue {
+ public:
+  using Bucket = BucketQueue::Bucket;
+  using Entry = BucketQueue::Entry;
+  // Buckets of a round: half an octave of keys, which costs no error; an octave in meshes of many stretches, where the
+  // way through memory counts for more.
+  static constexpr std::uint32_t kRound = 2;
+  static constexpr std::uint32_t kLongRound = 4;
+  static constexpr std::size_t kManyStretches = 32;
+  // Vertices of a stretch: about a megabyte with their stars.
+  static constexpr std::uint32_t kStretchBits = 13;
+
+  void start(std::uint32_t vertex_count) {
+    shift_ = kStretchBits;
+    std::uint32_t const count = vertex_count <= 2U << kStretchBits ? 1 : ((vertex_count - 1) >> kStretchBits) + 1;
+    while (count == 1 && (vertex_count >> shift_) > 0) ++shift_;
+    queues_.resize(count);
+  }
+  // An item is a vertex, or above them all.
+  void push(Entry entry, Bucket bucket) {
+    queues_[std::min<std::size_t>(entry.item >> shift_, queues_.size() - 1)].push(entry, bucket);
+  }
+
+  // Goes to the bucket that is next; false when all are empty. Stretches become longer as their vertices become fewer.
+  bool find_next(Bucket& bucket, std::uint32_t live_vertices) {
+    for (;;) {
+      for (; current_ < queues_.size(); ++current_) {
+        if (queues_[current_].find_lowest(bucket) && bucket < ceiling_) return true;
+      }
+      current_ = 0;
+      while (queues_.size() > 1 && live_vertices >> kStretchBits < queues_.size() / 2) merge_pairs();
+      ceiling_ = 0;
+      std::uint32_t lowest = BucketQueue::kBucketCount;
+      for (BucketQueue& queue : queues_) {
+        if (queue.find_lowest(bucket)) lowest = std::min<std::uint32_t>(lowest, bucket);
+      }
+      if (lowest == BucketQueue::kBucketCount) return false;
+      std::uint32_t const round = queues_.size() < kManyStretches ? kRound : kLongRound;
+      ceiling_ = lowest / round * round + round;
+    }
+  }
+  // Of the stretch at hand.
+  std::span<Entry const> rest(Bucket bucket) const { return queues_[current_].rest(bucket); }
+  void drop(Bucket bucket, std::size_t count) { queues_[current_].drop(bucket, count); }
+
+ private:
+  void merge_pairs() {
+    for (std::size_t i = 0; i < queues_.size(); i += 2) {
+      if (i + 1 < queues_.size()) queues_[i].append(queues_[i + 1]);
+      if (i > 0) queues_[i / 2] = std::move(queues_[i]);
+    }
+    queues_.resize((queues_.size() + 1) / 2);
+    ++shift_;
+  }
+
+  std::vector<BucketQueue> queues_ = std::vector<BucketQueue>(1);
+  std::uint32_t shift_ = 31;
+  std::size_t current_ = 0;
+  std::uint32_t ceiling_ = 0;
 };
 
 }  // namespace mirel::engine

@@ -46,8 +46,8 @@ Records LadderBuilder::build() {
     if (records_.attributed) attributes_.build(records_, scale_);
     stars_.build(vertex_base_.back(), triangles);
     sum_stars(triangles);
-    mark_flat_faces(triangles);
   }
+  queue_.start(stars_.vertex_count());
   if (options_.lock_boundaries) lock_boundaries();
   if (options_.tolerance > 0) start_guards();
 
@@ -59,7 +59,7 @@ Records LadderBuilder::build() {
     }
   }
   BucketQueue::Bucket bucket = 0;
-  while (queue_.find_lowest(bucket)) take_batch(bucket);
+  while (queue_.find_next(bucket, live_faces_ / 2)) take_batch(bucket);
 
   std::array<std::uint64_t, kObstacles> ends{};
   if (!obstacles_.empty()) {
@@ -243,11 +243,13 @@ void LadderBuilder::retire(std::uint32_t v) {
 // queue has moved since the last call.
 void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std::size_t stride,
                                BucketQueue::Bucket bucket) const {
-  constexpr std::size_t kDistances[] = {0, 8, 16, 28};
+  constexpr std::size_t kDistances[] = {16, 24, 36, 52};
   constexpr std::size_t kMostFaces = 12;
+  // What has come nearer than the distance since.
   auto const window = [&](std::size_t distance) {
-    return distance >= entries.size() ? entries.subspan(0, 0)
-                                      : entries.subspan(distance, std::min(stride, entries.size() - distance));
+    std::size_t const end = std::min(distance, entries.size());
+    std::size_t const begin = std::min(distance - std::min(stride, distance), end);
+    return entries.subspan(begin, end - begin);
   };
   for (BucketQueue::Entry const entry : window(kDistances[3])) {
     if ((entry.item & kComponentMark) != 0) continue;

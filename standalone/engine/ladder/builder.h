@@ -58,11 +58,12 @@ class LadderBuilder {
   void scale_to_unit();
   void sum_stars(std::span<std::uint32_t const> triangles);
   void lock_boundaries();
-  void mark_flat_faces(std::span<std::uint32_t const> triangles);
+  void add_face_terms(std::span<std::uint32_t const> triangles);
   void start_guards();
 
   // Stars.
   bool is_regular(std::uint32_t v) const;
+  bool shows_no_feature(std::span<StarEntry const> star) const;
   void refresh(std::uint32_t v);
   AttributeSums attribute_terms(StarEntry const& entry, Vec3 place) const;
   void set_attribute_values(std::uint32_t v);
@@ -122,7 +123,7 @@ class LadderBuilder {
   LadderOptions options_;
   Records records_;
   Stars stars_;
-  BucketQueue queue_;
+  BlockedQueue queue_;
   MetricKernels const& kernels_ = metric_kernels();
   WedgeAttributes attributes_;
   std::vector<AttributeSums> attribute_sums_;            // per vertex; empty where no mesh has UVs or normals
@@ -149,7 +150,8 @@ class LadderBuilder {
   std::uint32_t live_faces_ = 0;
   std::uint32_t next_level_faces_ = 0;
   std::uint32_t next_position_id_ = 0;
-  std::vector<std::uint32_t> live_vertices_;  // as of the last level
+  std::unique_ptr<std::uint32_t[]> level_rank_;  // per face: place among those of the level at hand
+  std::vector<std::uint32_t> live_vertices_;     // as of the last level
 
   // Scratch of the collapse at hand.
   Candidates candidates_;

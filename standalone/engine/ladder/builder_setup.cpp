@@ -59,12 +59,6 @@ std::vector<std::uint32_t> morton_order(std::span<float const> positions) {
   return order;
 }
 
-// 4 sqrt(3) area / sum of squared edges: 1 for an equilateral triangle, 0 for one without area.
-float quality(Vec3 normal, Vec3 e1, Vec3 e2) {
-  float const edges = squared_length(e1) + squared_length(e2) + squared_length(e2 - e1);
-  return edges > 0 ? 3.4641016F * std::sqrt(squared_length(normal)) / edges : 0;
-}
-
 }  // namespace
 
 void LadderBuilder::scale_to_unit() {
@@ -133,16 +127,7 @@ void LadderBuilder::sum_stars(std::span<std::uint32_t const> triangles) {
       stars_.vertex(v).set_position({local(0), local(1), local(2)});
     }
   }
-  for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
-    Vertex& a = stars_.vertex(triangles[corner]);
-    Vertex& b = stars_.vertex(triangles[corner + 1]);
-    Vertex& c = stars_.vertex(triangles[corner + 2]);
-    StarSums sums;
-    sums.add_triangle(cross(b.position() - a.position(), c.position() - a.position()), 1);
-    add(sums, a);
-    add(sums, b);
-    add(sums, c);
-  }
+  add_face_terms(triangles);
   if (records_.layout.stride > 0) attribute_sums_.resize(stars_.vertex_count());
   for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
     if (!is_regular(v)) {
@@ -161,14 +146,26 @@ void LadderBuilder::lock_boundaries() {
   }
 }
 
-// Corners of faces without area come first: no cost is needed to see that they can go.
-void LadderBuilder::mark_flat_faces(std::span<std::uint32_t const> triangles) {
-  for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
-    Vec3 const a = stars_.vertex(triangles[corner]).position();
-    Vec3 const e1 = stars_.vertex(triangles[corner + 1]).position() - a;
-    Vec3 const e2 = stars_.vertex(triangles[corner + 2]).position() - a;
-    if (quality(cross(e1, e2), e1, e2) > 1e-6F) continue;
-    for (std::size_t k = 0; k < 3; ++k) stars_.vertex(triangles[corner + k]).flags |= kUrgent;
+// Adds every face to the sums of its corners. Those of faces without area come first in the queue: no cost is needed to
+// see that they can go.
+void LadderBuilder::add_face_terms(std::span<std::uint32_t const> triangles) {
+  FaceRow terms[kFaceBlock];
+  std::uint32_t last[3 * kFaceBlock];
+  for (std::size_t corner = 0; corner < triangles.size(); corner += std::size_t{3} * kFaceBlock) {
+    std::size_t const rest = (triangles.size() - corner) / 3;
+    std::uint32_t const* block = triangles.data() + corner;
+    if (rest < kFaceBlock) {
+      for (std::size_t k = 0; k < 3 * kFaceBlock; ++k) last[k] = block[k % (3 * rest)];
+      block = last;
+    }
+    std::uint32_t const flat_faces = kernels_.face_terms(stars_.vertices(), block, terms);
+    for (std::size_t face = 0; face < std::min<std::size_t>(rest, kFaceBlock); ++face) {
+      for (std::size_t k = 0; k < 3; ++k) {
+        Vertex& vertex = stars_.vertex(block[3 * face + k]);
+        add(terms[face], vertex);
+        if ((flat_faces >> face & 1U) != 0) vertex.flags |= kUrgent;
+      }
+    }
   }
 }
 

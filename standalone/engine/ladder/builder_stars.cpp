@@ -1,8 +1,10 @@
 // Sums and feature edges of one star.
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "standalone/engine/ladder/builder.h"
+#include "standalone/engine/ladder/lanes.h"
 
 namespace mirel::engine {
 
@@ -24,27 +26,42 @@ Vec3 LadderBuilder::triangle_normal(std::uint32_t v, StarEntry const& entry) con
 
 // Whether the star is closed fans of consistent orientation without any feature edge: the quick test before `refresh`.
 bool LadderBuilder::is_regular(std::uint32_t v) const {
+  constexpr std::size_t kMostFaces = 24;
   std::span<StarEntry const> const star = stars_.star(v);
-  if (star.size() > 24) return false;
-  for (StarEntry const& entry : star) {
-    StarEntry const* partner = nullptr;
-    int partners = 0;
-    int same = 0;
-    for (StarEntry const& other : star) {
-      if (other.next == entry.previous) {
-        partner = &other;
-        ++partners;
-      }
-      same += other.previous == entry.previous ? 1 : 0;
+  std::size_t const count = star.size();
+  if (count > kMostFaces) return false;
+  // Every previous corner must be there once as such, and once as a next corner.
+  alignas(LaneMask) std::int32_t previous[kMostFaces];
+  for (std::size_t i = 0; i < count; ++i) previous[i] = static_cast<std::int32_t>(star[i].previous);
+  std::size_t const padded = (count + 3) & ~std::size_t{3};
+  for (std::size_t i = count; i < padded; ++i) previous[i] = -1;
+  LaneMask wrong = {};
+  for (std::size_t first = 0; first < padded; first += 4) {
+    LaneMask four;
+    std::memcpy(&four, previous + first, sizeof(four));
+    LaneMask partners = {};
+    LaneMask same = {};
+    for (StarEntry const& entry : star) {
+      partners -= four == static_cast<std::int32_t>(entry.next);
+      same -= four == static_cast<std::int32_t>(entry.previous);
     }
-    if (partners != 1 || same != 1) return false;
-    if (!records_.attributed) continue;
+    wrong |= (four >= 0) & ((partners != 1) | (same != 1));
+  }
+  if (any(wrong)) return false;
+  return !records_.attributed || shows_no_feature(star);
+}
+
+// Whether the wedges and sets of a closed fan's faces agree along all its edges, and one wedge serves all.
+bool LadderBuilder::shows_no_feature(std::span<StarEntry const> star) const {
+  for (StarEntry const& entry : star) {
+    StarEntry const& partner =
+        *std::find_if(star.begin(), star.end(), [&](StarEntry const& other) { return other.next == entry.previous; });
     std::uint32_t const face = entry.face();
-    std::uint32_t const other = partner->face();
+    std::uint32_t const other = partner.face();
     if (attributes_.wedge(face, entry.corner()) != attributes_.wedge(star[0].face(), star[0].corner()) ||
         attributes_.set_of(face) != attributes_.set_of(other) ||
-        attributes_.wedge(face, entry.corner()) != attributes_.wedge(other, partner->corner()) ||
-        attributes_.wedge(face, (entry.corner() + 2) % 3) != attributes_.wedge(other, (partner->corner() + 1) % 3)) {
+        attributes_.wedge(face, entry.corner()) != attributes_.wedge(other, partner.corner()) ||
+        attributes_.wedge(face, (entry.corner() + 2) % 3) != attributes_.wedge(other, (partner.corner() + 1) % 3)) {
       return false;
     }
   }

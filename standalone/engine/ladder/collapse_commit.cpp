@@ -16,21 +16,6 @@ namespace {
 // Below this number of faces no level is taken: any step there is read from the last one.
 constexpr std::uint32_t kSmallestLevel = 256;
 
-// Adds a row to sums that are laid out alike.
-void add(FaceRow const& row, Lanes sums[3]) {
-  for (std::size_t part = 0; part < 3; ++part) {
-    Lanes lanes;
-    std::memcpy(&lanes, row.values + 4 * part, sizeof(lanes));
-    sums[part] += lanes;
-  }
-}
-void add(FaceRow const& row, Vertex& vertex) {
-  Lanes sums[3];
-  std::memcpy(sums, &vertex, sizeof(sums));
-  add(row, sums);
-  std::memcpy(static_cast<void*>(&vertex), sums, sizeof(sums));
-}
-
 }  // namespace
 
 std::uint32_t LadderBuilder::new_node(std::uint32_t lowest) {
@@ -216,8 +201,8 @@ void LadderBuilder::take_level() {
     }
   } else {
     // Without attributes the corners of faces stand in the stars alone.
-    std::vector<std::uint32_t> rank(records_.face_count());
-    for (std::uint32_t i = 0; i < level.faces.size(); ++i) rank[level.faces[i]] = i;
+    if (level_rank_ == nullptr) level_rank_ = std::make_unique_for_overwrite<std::uint32_t[]>(records_.face_count());
+    for (std::uint32_t i = 0; i < level.faces.size(); ++i) level_rank_[level.faces[i]] = i;
     if (live_vertices_.empty()) {
       live_vertices_.resize(stars_.vertex_count());
       std::iota(live_vertices_.begin(), live_vertices_.end(), 0U);
@@ -225,7 +210,7 @@ void LadderBuilder::take_level() {
     std::erase_if(live_vertices_, [this](std::uint32_t v) { return (stars_.vertex(v).flags & kDead) != 0; });
     for (std::uint32_t const v : live_vertices_) {
       for (StarEntry const& entry : std::as_const(stars_).star(v)) {
-        level.corners[std::size_t{rank[entry.face()]} * 3 + entry.corner()] = origins_[v].node;
+        level.corners[std::size_t{level_rank_[entry.face()]} * 3 + entry.corner()] = origins_[v].node;
       }
     }
   }

@@ -50,7 +50,12 @@ enum FanVerdict : std::uint32_t {
   kFanTouches = 2  // the place may round to that of a corner
 };
 
+// Faces of which one call works out the terms.
+inline constexpr std::uint32_t kFaceBlock = 8;
+
 struct MetricKernels {
+  // The terms of kFaceBlock triangles, each three vertices. Returns a bit for each that is all but without area.
+  std::uint32_t (*face_terms)(Vertex const* vertices, std::uint32_t const* triangles, FaceRow* terms);
   // Keys and places of the edges from v to `count` neighbours.
   void (*evaluate_star)(Vertex const* vertices, std::uint32_t v, std::uint32_t const* neighbours, std::uint32_t count,
                         EdgeArrays const& out);

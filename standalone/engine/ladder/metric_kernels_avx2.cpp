@@ -10,7 +10,8 @@ namespace mirel::engine {
 MetricKernels const& wide_metric_kernels();
 
 MetricKernels const& wide_metric_kernels() {
-  static constexpr MetricKernels kWide = {kernels::evaluate_star<8>, kernels::evaluate_edges<8>, kernels::test_fan<8>};
+  static constexpr MetricKernels kWide = {kernels::face_terms<8>, kernels::evaluate_star<8>, kernels::evaluate_edges<8>,
+                                          kernels::test_fan<8>};
   return kWide;
 }
 

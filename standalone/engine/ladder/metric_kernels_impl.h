@@ -220,6 +220,43 @@ inline __attribute__((always_inline)) FloatLanes<width> plane_weight(FloatLanes<
   return select(counts, one / (length * square_root(length)), zero);
 }
 
+// Below this quality a face has no area to speak of.
+inline constexpr float kFlatQuality = 1e-6F;
+
+template <int width>
+std::uint32_t face_terms(Vertex const* vertices, std::uint32_t const* triangles, FaceRow* terms) {
+  using F = FloatLanes<width>;
+  using M = MaskLanes<width>;
+  F const zero = all<width>(0);
+  std::uint32_t flat_faces = 0;
+  for (std::uint32_t first = 0; first < kFaceBlock; first += width) {
+    VectorLanes<width> corners[3];
+    for (std::uint32_t corner = 0; corner < 3; ++corner) {
+      Vertex const* points[width];
+      for (std::uint32_t k = 0; k < width; ++k) points[k] = vertices + triangles[3 * (first + k) + corner];
+      corners[corner] = load_points<width>(points);
+    }
+    VectorLanes<width> const e1 = minus<width>(corners[1], corners[0]);
+    VectorLanes<width> const e2 = minus<width>(corners[2], corners[0]);
+    VectorLanes<width> const across = minus<width>(e2, e1);
+    VectorLanes<width> const n = cross<width>(e1, e2);
+    F const n2 = dot<width>(n, n);
+    F const size = dot<width>(e1, e1) + dot<width>(e2, e2) + dot<width>(across, across);
+    F const limit = all<width>(kFlatQuality / 3.4641016F) * size;
+    M const flat = ~(n2 > limit * limit);
+    for (int k = 0; k < width; ++k) flat_faces |= flat[k] != 0 ? 1U << (first + static_cast<std::uint32_t>(k)) : 0U;
+    M const counts = n2 > all<width>(1e-36F);
+    F const weight = plane_weight<width>(n2, counts);
+    F const x = weight * n.x, y = weight * n.y, z = weight * n.z;
+    float* const row = terms[first].values;
+    store_columns<width>(zero, zero, zero, x * n.x, row, 12);
+    store_columns<width>(x * n.y, x * n.z, y * n.y, y * n.z, row + 4, 12);
+    store_columns<width>(z * n.z, select(counts, n.x, zero), select(counts, n.y, zero), select(counts, n.z, zero),
+                         row + 8, 12);
+  }
+  return flat_faces;
+}
+
 template <int width>
 std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow* after) {
   using F = FloatLanes<width>;

@@ -47,13 +47,6 @@ void store(StarSums const& sums, Vertex& vertex) {
   vertex.normal[2] = sums.normal.z;
 }
 
-void add(StarSums const& sums, Vertex& vertex) {
-  for (int i = 0; i < 6; ++i) vertex.quadric[i] += sums.quadric[i];
-  vertex.normal[0] += sums.normal.x;
-  vertex.normal[1] += sums.normal.y;
-  vertex.normal[2] += sums.normal.z;
-}
-
 void Neighbours::reserve(std::size_t size) {
   if (ids.size() < size + kMaxLanes) ids.resize(2 * size + kMaxLanes);
 }

@@ -11,9 +11,11 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <vector>
 
+#include "standalone/engine/ladder/lanes.h"
 #include "standalone/engine/ladder/metric_kernels.h"
 #include "standalone/engine/ladder/stars.h"
 
@@ -31,7 +33,21 @@ struct StarSums {
 };
 
 void store(StarSums const& sums, Vertex& vertex);
-void add(StarSums const& sums, Vertex& vertex);
+
+// Adds a row to sums that are laid out alike.
+inline void add(FaceRow const& row, Lanes sums[3]) {
+  for (std::size_t part = 0; part < 3; ++part) {
+    Lanes lanes;
+    std::memcpy(&lanes, row.values + 4 * part, sizeof(lanes));
+    sums[part] += lanes;
+  }
+}
+inline void add(FaceRow const& row, Vertex& vertex) {
+  Lanes sums[3];
+  std::memcpy(sums, &vertex, sizeof(sums));
+  add(row, sums);
+  std::memcpy(static_cast<void*>(&vertex), sums, sizeof(sums));
+}
 
 // What a face of this cross product weighs in the metric.
 float face_weight(Vec3 n);

@@ -1,6 +1,7 @@
 #include "standalone/engine/ladder/stars.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace mirel::engine {
 
@@ -21,7 +22,8 @@ void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> tri
     vertex.star_count = 0;
   }
   used_ = begin;
-  entries_.resize(used_ + used_ / 4 + 64);
+  capacity_ = used_ + used_ / 4 + 64;
+  entries_ = std::make_unique_for_overwrite<StarEntry[]>(capacity_);
   for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
     std::uint32_t const v[3] = {triangles[corner], triangles[corner + 1], triangles[corner + 2]};
     auto const face = static_cast<std::uint32_t>(corner / 3);
@@ -56,12 +58,11 @@ void Stars::assign(std::uint32_t v, std::span<StarEntry const> entries) {
   auto const count = static_cast<std::uint32_t>(entries.size());
   std::uint32_t const capacity = vertex.star_count + vertex.slack;
   if (count > capacity) {
-    if (used_ + count > entries_.size()) {
+    if (used_ + count > capacity_) {
       vertex.star_count = 0;
       compact();
       // A store that stays nearly full would be compacted at every step.
-      if (used_ + count + entries_.size() / 16 > entries_.size())
-        entries_.resize(entries_.size() + entries_.size() / 4 + count);
+      if (used_ + count + capacity_ / 16 > capacity_) grow(capacity_ + capacity_ / 4 + count);
     }
     vertex.star_begin = static_cast<std::uint32_t>(used_);
     used_ += count;
@@ -70,7 +71,14 @@ void Stars::assign(std::uint32_t v, std::span<StarEntry const> entries) {
     vertex.slack = static_cast<std::uint8_t>(std::min<std::uint32_t>(capacity - count, 255));
   }
   vertex.star_count = count;
-  std::copy(entries.begin(), entries.end(), entries_.begin() + vertex.star_begin);
+  std::copy(entries.begin(), entries.end(), entries_.get() + vertex.star_begin);
+}
+
+void Stars::grow(std::size_t capacity) {
+  std::unique_ptr<StarEntry[]> larger = std::make_unique_for_overwrite<StarEntry[]>(capacity);
+  std::copy_n(entries_.get(), used_, larger.get());
+  entries_ = std::move(larger);
+  capacity_ = capacity;
 }
 
 // Slides the live stars together in place. Each live star's first entry is made to name its owner while the
@@ -93,8 +101,8 @@ void Stars::compact() {
     entries_[from].face_corner = vertex.star_begin;
     vertex.star_begin = static_cast<std::uint32_t>(to);
     vertex.slack = 0;
-    std::copy_n(entries_.begin() + static_cast<std::ptrdiff_t>(from), vertex.star_count,
-                entries_.begin() + static_cast<std::ptrdiff_t>(to));
+    std::copy_n(entries_.get() + static_cast<std::ptrdiff_t>(from), vertex.star_count,
+                entries_.get() + static_cast<std::ptrdiff_t>(to));
     to += vertex.star_count;
     from += vertex.star_count;
   }

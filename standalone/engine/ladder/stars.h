@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -64,13 +65,13 @@ class Stars {
   Vertex& vertex(std::uint32_t v) { return vertices_[v]; }
   Vertex const& vertex(std::uint32_t v) const { return vertices_[v]; }
   std::span<StarEntry> star(std::uint32_t v) {
-    return {entries_.data() + vertices_[v].star_begin, vertices_[v].star_count};
+    return {entries_.get() + vertices_[v].star_begin, vertices_[v].star_count};
   }
   std::span<StarEntry const> star(std::uint32_t v) const {
-    return {entries_.data() + vertices_[v].star_begin, vertices_[v].star_count};
+    return {entries_.get() + vertices_[v].star_begin, vertices_[v].star_count};
   }
   Vertex const* vertices() const { return vertices_.data(); }
-  StarEntry const* entries() const { return entries_.data(); }
+  StarEntry const* entries() const { return entries_.get(); }
 
   // Removes the entry of `face` from the star of v.
   void remove(std::uint32_t v, std::uint32_t face);
@@ -86,9 +87,11 @@ class Stars {
 
  private:
   void compact();
+  void grow(std::size_t capacity);
 
   std::vector<Vertex> vertices_;
-  std::vector<StarEntry> entries_;
+  std::unique_ptr<StarEntry[]> entries_;
+  std::size_t capacity_ = 0;
   std::size_t used_ = 0;  // entries before this place are or were in use
 };
 
