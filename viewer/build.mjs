@@ -1,11 +1,11 @@
 // Bundles the page into a folder: node build.mjs FOLDER. Nothing in it is fetched from anywhere when it runs.
 import { copyFileSync, mkdirSync } from 'node:fs';
-import { dirname, join } from 'node:path';
+import { dirname, join, resolve } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { build } from 'esbuild';
 
 const source = dirname(fileURLToPath(import.meta.url));
-const target = process.argv[2];
+const target = process.argv[2] && resolve(process.argv[2]);
 if (!target) {
   console.error('usage: node build.mjs FOLDER');
   process.exit(1);

@@ -1,11 +1,11 @@
-// A frame's bytes taken apart without copying: a head in JSON, then buffers that go to the graphics card as they are.
+// Answers in bytes, taken apart without copying: a head in JSON, then buffers that go to the graphics card as they are.
 
 const MAGIC = 0x464c524d; // 'MRLF', little-endian
 
-export class Frame {
+class Package {
   constructor(bytes) {
     const words = new DataView(bytes);
-    if (bytes.byteLength < 8 || words.getUint32(0, true) !== MAGIC) throw new Error('not a frame');
+    if (bytes.byteLength < 8 || words.getUint32(0, true) !== MAGIC) throw new Error('not an answer of the viewer');
     const length = words.getUint32(4, true);
     this.head = JSON.parse(new TextDecoder().decode(new Uint8Array(bytes, 8, length)));
     this.bytes = bytes;
@@ -16,10 +16,25 @@ export class Frame {
     return new Float32Array(this.bytes, this.base + offset, count);
   }
 
+  numbers(offset, count) {
+    return new Uint32Array(this.bytes, this.base + offset, count);
+  }
+
   octets(offset, count) {
     return new Uint8Array(this.bytes, this.base + offset, count);
   }
+}
 
+// Distances from the original, given for each vertex: one for each corner, in the order in which corners are drawn.
+export function cornerDistances(bytes) {
+  const answer = new Package(bytes);
+  const distances = answer.floats(answer.head.distances, answer.head.vertices);
+  const corners = answer.numbers(answer.head.corners, answer.head.faces * 3);
+  return Float32Array.from(corners, (vertex) => distances[vertex]);
+}
+
+// What was drawn.
+export class Frame extends Package {
   // The batches with a role: 'faces', 'edges', 'points' or 'bounds'.
   batches(role) {
     return this.head.batches.filter((batch) => batch.role === role);

@@ -1,12 +1,13 @@
 // The page: what is shown, and what the controls do. The model itself is the server's.
 import * as THREE from 'three';
-import { Frame } from './frame.js';
+import { cornerDistances, Frame } from './frame.js';
 import { colorsOf, cssGradient, largest } from './heat.js';
 import { ModelGroup } from './model_group.js';
 import { Moves } from './moves.js';
 import { FaceScale } from './scale.js';
 import { server } from './server.js';
 import { SettingsForm } from './settings_form.js';
+import { takeSnapshot } from './snapshot.js';
 import { Stage } from './stage.js';
 
 const SLIDER_LENGTH = 1000;
@@ -22,6 +23,7 @@ const page = {
   scale: new FaceScale(0, 1, SLIDER_LENGTH),
   dragging: false,
   textures: new Map(),
+  arriving: 0, // textures on their way
   distances: null,
   // When the last move was sent, its frame received, and its buffers handed to the graphics card, in ms.
   timing: null,
@@ -52,7 +54,13 @@ function textureOf(material) {
   if (!page.state.materials[material]?.texture) return null;
   const known = page.textures.get(material);
   if (known) return known;
-  const texture = new THREE.TextureLoader().load(`texture/${material}?${page.state.loads}`, () => stage.invalidate());
+  page.arriving += 1;
+  const arrived = () => {
+    page.arriving -= 1;
+    stage.invalidate();
+  };
+  const address = `texture/${material}?${page.state.loads}`;
+  const texture = new THREE.TextureLoader().load(address, arrived, undefined, arrived);
   texture.colorSpace = THREE.SRGBColorSpace;
   texture.wrapS = THREE.RepeatWrapping;
   texture.wrapT = THREE.RepeatWrapping;
@@ -208,7 +216,7 @@ async function updateHeat() {
   }
   if (model.frame.head.points_only) return;
   try {
-    const distances = new Float32Array(await server.distances());
+    const distances = cornerDistances(await server.distances());
     // A move may have come between.
     if (page.model !== model || distances.length !== model.frame.cornerCount) return;
     page.distances = distances;
@@ -325,7 +333,7 @@ async function begin() {
   });
   const frame = new Frame(await server.frame(layers()));
   page.bounds = frame.head.bounds;
-  stage.setBounds(frame.head.bounds);
+  stage.setBounds(frame.head.bounds, frame.batches('faces').map((batch) => frame.positions(batch)));
   setUp(defaultUp(page.state.name));
   showFrame(frame);
   element('smooth-switch').hidden = !page.model.hasNormals;
@@ -457,4 +465,12 @@ function turnByKey(event) {
 }
 
 bindControls();
-begin().catch(complain);
+const wanted = new URLSearchParams(location.search);
+if (wanted.has('snapshot')) {
+  document.body.classList.add('snapshot');
+  begin()
+    .then(() => takeSnapshot(wanted, { page, stage, element, refetch, setComparing, updateHeat, applySwitches }))
+    .catch((error) => server.failure(error.message));
+} else {
+  begin().catch(complain);
+}

@@ -44,7 +44,6 @@ export const server = {
   async original(layers) {
     return (await answered(fetch(`original${query(layers)}`))).arrayBuffer();
   },
-  // One 32-bit float for each corner of the frame's triangles.
   async distances() {
     return (await answered(fetch('distances'))).arrayBuffer();
   },
@@ -53,6 +52,9 @@ export const server = {
   },
   async picture(blob) {
     return answered(fetch('picture', { method: 'POST', headers: { 'content-type': 'image/png' }, body: blob }));
+  },
+  async failure(reason) {
+    return answered(fetch('failure', { method: 'POST', headers: { 'content-type': 'text/plain' }, body: reason }));
   },
   async download(extension) {
     const response = await answered(fetch(`download/${extension}`));

@@ -3,11 +3,13 @@ import * as THREE from 'three';
 import { OrbitControls } from 'three/addons/controls/OrbitControls.js';
 
 const FIELD_OF_VIEW = 35;
+// How many points of the model decide how near the camera goes.
+const FITTED_POINTS = 4000;
 
 export class Stage {
-  constructor(canvas, { onDrawn = () => {} } = {}) {
+  constructor(canvas) {
     this.canvas = canvas;
-    this.onDrawn = onDrawn;
+    this.outline = [];
     this.renderer = new THREE.WebGLRenderer({ canvas, antialias: true, alpha: true });
     this.renderer.setPixelRatio(Math.min(window.devicePixelRatio, 2));
     this.renderer.setClearColor(0x000000, 0);
@@ -55,9 +57,19 @@ export class Stage {
     if (!this.touched) this.fit();
   }
 
-  // bounds: [[x, y, z], [x, y, z]]
-  setBounds(bounds) {
+  // bounds: [[x, y, z], [x, y, z]]; positions: arrays of x, y, z, some of which are taken to fit the picture closely
+  setBounds(bounds, positions = []) {
     this.bounds = bounds && new THREE.Box3(new THREE.Vector3(...bounds[0]), new THREE.Vector3(...bounds[1]));
+    const count = positions.reduce((sum, array) => sum + array.length / 3, 0);
+    const every = Math.max(1, Math.floor(count / FITTED_POINTS));
+    this.outline = [];
+    for (const array of positions) {
+      for (let i = 0; i < array.length / 3; i += every) this.outline.push(new THREE.Vector3().fromArray(array, i * 3));
+    }
+    for (let corner = 0; this.bounds && this.outline.length === 0 && corner < 8; corner += 1) {
+      const pick = (bit) => (corner & bit ? bounds[1] : bounds[0]);
+      this.outline.push(new THREE.Vector3(pick(1)[0], pick(2)[1], pick(4)[2]));
+    }
   }
 
   setUp(axis) {
@@ -86,8 +98,9 @@ export class Stage {
     if (!keepDirection || direction.lengthSq() === 0) {
       direction.set(0.55, this.up === 'y' ? 0.42 : -0.85, this.up === 'y' ? 0.85 : 0.42).normalize();
     }
-    this.controls.target.copy(sphere.center);
-    this.camera.position.copy(sphere.center).addScaledVector(direction, this.fittingDistance(direction, radius));
+    const { center, distance } = this.fittingPlace(direction, sphere.center, radius);
+    this.controls.target.copy(center);
+    this.camera.position.copy(center).addScaledVector(direction, distance);
     this.camera.near = radius / 500;
     this.camera.far = radius * 60;
     this.controls.minDistance = radius / 200;
@@ -97,24 +110,35 @@ export class Stage {
     this.invalidate();
   }
 
-  // The nearest that a camera in this direction can be with all corners of the box in its picture.
-  fittingDistance(direction, radius) {
+  // Where to look, and from how far, so that the model fills the picture: its outline is put in the middle across the
+  // view, and the camera as near as all of it can be seen from.
+  fittingPlace(direction, middle, radius) {
     const right = new THREE.Vector3().crossVectors(this.camera.up, direction).normalize();
     const top = new THREE.Vector3().crossVectors(direction, right);
     const tangent = Math.tan((FIELD_OF_VIEW * Math.PI) / 360);
-    const center = this.bounds.getCenter(new THREE.Vector3());
-    let distance = radius * 0.2;
-    for (let corner = 0; corner < 8; corner += 1) {
-      const point = new THREE.Vector3(
-        corner & 1 ? this.bounds.max.x : this.bounds.min.x,
-        corner & 2 ? this.bounds.max.y : this.bounds.min.y,
-        corner & 4 ? this.bounds.max.z : this.bounds.min.z,
-      ).sub(center);
-      const wide = Math.abs(point.dot(right)) / (tangent * this.camera.aspect);
-      const high = Math.abs(point.dot(top)) / tangent;
-      distance = Math.max(distance, Math.max(wide, high) + point.dot(direction));
+    const center = middle.clone();
+    let distance = radius;
+    // The nearer side looks larger, so the middle of the picture is found by looking again.
+    for (let round = 0; round < 4; round += 1) {
+      const seen = { left: Infinity, right: -Infinity, bottom: Infinity, top: -Infinity };
+      distance = radius * 0.2;
+      for (const point of this.outline) {
+        const offset = point.clone().sub(center);
+        const depth = offset.dot(direction);
+        distance = Math.max(distance, Math.abs(offset.dot(right)) / (tangent * this.camera.aspect) + depth);
+        distance = Math.max(distance, Math.abs(offset.dot(top)) / tangent + depth);
+      }
+      for (const point of this.outline) {
+        const offset = point.clone().sub(center);
+        const scale = distance / Math.max(distance - offset.dot(direction), distance * 0.05);
+        seen.left = Math.min(seen.left, offset.dot(right) * scale);
+        seen.right = Math.max(seen.right, offset.dot(right) * scale);
+        seen.bottom = Math.min(seen.bottom, offset.dot(top) * scale);
+        seen.top = Math.max(seen.top, offset.dot(top) * scale);
+      }
+      center.addScaledVector(right, (seen.left + seen.right) / 2).addScaledVector(top, (seen.bottom + seen.top) / 2);
     }
-    return distance * 1.08;
+    return { center, distance: distance * 1.12 };
   }
 
   turn(horizontal, vertical) {
@@ -139,8 +163,15 @@ export class Stage {
     this.invalidate();
   }
 
+  // Makes the picture that large, whatever the window is.
+  setFixedSize(width, height) {
+    this.fixedSize = { clientWidth: width, clientHeight: height };
+    this.renderer.setPixelRatio(1);
+    this.resize();
+  }
+
   resize() {
-    const { clientWidth, clientHeight } = this.canvas.parentElement;
+    const { clientWidth, clientHeight } = this.fixedSize ?? this.canvas.parentElement;
     if (clientWidth === 0 || clientHeight === 0) return;
     this.renderer.setSize(clientWidth, clientHeight, false);
     const before = this.camera.aspect;
@@ -172,7 +203,6 @@ export class Stage {
     } else {
       this.drawScene(this.scenes.reduced, 0, size.x, size.y);
     }
-    this.onDrawn();
   }
 
   drawScene(scene, left, width, height) {

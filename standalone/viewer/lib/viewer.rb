@@ -11,6 +11,8 @@
 #   host.run                                            # until host.stop
 #   server.stop
 require 'viewer/browser'
+require 'viewer/build_news'
+require 'viewer/chromium'
 require 'viewer/events'
 require 'viewer/host_thread'
 require 'viewer/page'

@@ -5,13 +5,14 @@ require 'command_line/console'
 require 'command_line/failure'
 require 'command_line/info_command'
 require 'command_line/reduce_command'
+require 'command_line/snapshot_command'
 require 'command_line/view_command'
 require 'zu/mirel/version'
 
 module CommandLine
   # The program as a whole: chooses the command, turns everything that goes wrong into one line and a status.
   class Program
-    COMMANDS = [ReduceCommand, InfoCommand, CompareCommand, ViewCommand].freeze
+    COMMANDS = [ReduceCommand, InfoCommand, CompareCommand, ViewCommand, SnapshotCommand].freeze
 
     HELP = <<~TEXT
       usage: mirel COMMAND [options]
@@ -29,6 +30,7 @@ module CommandLine
           mirel info model.stl
           mirel compare model.obj small.obj
           mirel view model.obj
+          mirel snapshot model.obj -o model.png
 
       The exit status is 0 when the command has done its work, else 1.
     TEXT

@@ -2,10 +2,13 @@
 
 require 'command_line/command'
 require 'command_line/quantity'
+require 'command_line/viewer_library'
 
 module CommandLine
   # mirel view: shows a model in the browser, with everything that moves it.
   class ViewCommand < Command
+    include ViewerLibrary
+
     NAME = 'view'
     SUMMARY = 'look at a model in the browser and reduce it there'
 
@@ -45,28 +48,18 @@ module CommandLine
 
     def view(importer)
       load_viewer
-      page = Viewer::Page.new
+      page = viewer_page
       Zu::Mirel::Importer.check_readable(@input)
       @phases.run('read', "read #{@input}") { importer.import(@input) }
       @phases.run('build', 'built the hierarchy') { importer.build_hierarchy }
       importer.go_to_faces(@faces) if @faces
-      serve(importer, page)
-    rescue Viewer::Page::Missing, Viewer::Server::PortError => e
-      raise Failure, e.message
-    end
-
-    def serve(importer, page)
-      host = Viewer::HostThread.new(UI.timers)
-      events = Viewer::Events.new
-      session = Viewer::Session.new(importer, events)
-      server = Viewer::Server.new(page: page, host: host, session: session, events: events, port: @port).start
-      announce(server.address)
-      run_until_signal(host)
-      server.stop
+      serving(importer, page, port: @port) do |server, host|
+        announce(server.address)
+        run_until_signal(host)
+      end
     end
 
     def announce(address)
-      console.display&.clear
       if @json
         print_json(command: NAME, version: Zu::Mirel::VERSION, input: @input, address: address)
       else
@@ -86,13 +79,6 @@ module CommandLine
       host.run
     ensure
       signals_end_the_process
-    end
-
-    def load_viewer
-      $LOAD_PATH.unshift(File.expand_path('../../../viewer/lib', __dir__))
-      require 'viewer'
-    rescue LoadError => e
-      raise Failure, "the viewer needs the Ruby library webrick; run scripts/setup (#{e.message.lines.first&.chomp})"
     end
   end
 end

@@ -34,16 +34,29 @@ module Viewer
     end
 
     # @param request [WEBrick::HTTPRequest]
-    # @param limit [Integer, nil] the most bytes of a message; nil where the request brings none
     # @return [String] the path below the secret
     # @raise [Refusal]
-    def admit(request, limit)
+    def admit(request)
       raise Refusal.new(403, 'this host is not served') unless hosts.include?(request['host'])
       raise Refusal.new(403, 'another origin') unless own_origin?(request)
 
-      path = below_token(request.path)
-      check_size(request, limit)
-      path
+      below_token(request.path)
+    end
+
+    # Before anything of the message is read.
+    # @param request [WEBrick::HTTPRequest]
+    # @param limit [Integer, nil] the most bytes of a message; nil where the request brings none
+    # @raise [Refusal]
+    def check_size(request, limit)
+      raise Refusal.new(411, 'a message tells its length') if request['transfer-encoding']
+
+      size = request['content-length']
+      if limit.nil?
+        raise Refusal.new(413, 'this request takes no message') unless [nil, '0'].include?(size)
+      else
+        raise Refusal.new(411, 'a message tells its length') unless size&.match?(/\A\d{1,15}\z/)
+        raise Refusal.new(413, "a message is #{limit} bytes at most") if size.to_i > limit
+      end
     end
 
     private
@@ -68,18 +81,6 @@ module Viewer
       raise Refusal.new(404, 'no such address') unless known && rest
 
       rest
-    end
-
-    def check_size(request, limit)
-      raise Refusal.new(411, 'a message tells its length') if request['transfer-encoding']
-
-      size = request['content-length']
-      if limit.nil?
-        raise Refusal.new(413, 'this request takes no message') unless [nil, '0'].include?(size)
-      else
-        raise Refusal.new(411, 'a message tells its length') unless size&.match?(/\A\d{1,15}\z/)
-        raise Refusal.new(413, "a message is #{limit} bytes at most") if size.to_i > limit
-      end
     end
   end
 end

@@ -9,6 +9,16 @@ module Viewer
     TARGETS = %w[faces step coarser finer lowest highest].freeze
     NEED_VALUE = %w[faces step].freeze
 
+    FLAG = ->(value) { [true, false].include?(value) }
+    NUMBER = ->(value) { value.is_a?(Numeric) && value.finite? }
+    # The settings of a build, and what each may be; their ranges are the importer's to know.
+    SETTINGS = {
+      maintain_uvs: FLAG, maintain_normals: ->(value) { FLAG.call(value) || value == 'auto' },
+      lock_surface_boundaries: FLAG, prevent_xy_foldovers: FLAG, prevent_uv_foldovers: FLAG,
+      join_vertices_threshold: NUMBER, join_normals_threshold: NUMBER, join_uvs_threshold: NUMBER,
+      error_tolerance: ->(value) { value.nil? || NUMBER.call(value) }
+    }.freeze
+
     # Not a message, with the reason.
     class Malformed < StandardError; end
 
@@ -30,6 +40,18 @@ module Viewer
       raise Malformed, "#{target} needs a value" if value.nil? && NEED_VALUE.include?(target)
 
       Move.new(target, value, flag(message, 'live'), { edges: flag(message, 'edges'), marks: flag(message, 'marks') })
+    end
+
+    # @param text [String] as {"maintain_uvs": true, "error_tolerance": null}; what is left out stays as it is
+    # @return [Hash{Symbol => Object}]
+    # @raise [Malformed]
+    def settings(text)
+      message = object(text, SETTINGS.keys.map(&:to_s)).transform_keys(&:to_sym)
+      message.each do |name, value|
+        raise Malformed, "#{name} cannot be #{value.inspect[0, 40]}" unless SETTINGS[name].call(value)
+      end
+      message[:maintain_normals] = :auto if message[:maintain_normals] == 'auto'
+      message
     end
 
     # @param text [String] JSON

@@ -1,5 +1,6 @@
 # frozen_string_literal: true
 
+require 'erb'
 require 'json'
 require 'webrick'
 require 'viewer/gate'
@@ -16,10 +17,16 @@ module Viewer
   # | GET events           | server-sent events: frame, build                               |
   # | GET frame            | the last frame (see Frame); ?edges and ?marks ask for those    |
   # | GET original         | the frame at step 0                                            |
+  # | GET distances        | distances from the original (see Distances)                    |
   # | GET texture/N        | the texture of material N                                      |
+  # | GET download/FORMAT  | the model in that format, as a file to save                    |
   # | POST move            | a move (see Messages), answered with its frame                 |
+  # | POST rebuild         | settings (see Messages), answered with the new state           |
+  # | POST picture         | a picture that was asked for with the page's address           |
+  # | POST failure         | why there will be none                                         |
   class Server
     MESSAGE_LIMIT = 16 << 10
+    PICTURE_LIMIT = 256 << 20
     SECONDS_FOR_A_REQUEST = 30
     HEADERS = {
       'cache-control' => 'no-store',
@@ -38,7 +45,9 @@ module Viewer
     # @param session [Session]
     # @param events [Events]
     # @param port [Integer] 0 takes any that is free
-    def initialize(page:, host:, session:, events:, port: 0)
+    # @param pictures [#<<, nil] gets [:picture, bytes] or [:failure, reason] from a page that makes a picture
+    def initialize(page:, host:, session:, events:, port: 0, pictures: nil)
+      @pictures = pictures
       @page = page
       @host = host
       @session = session
@@ -71,7 +80,8 @@ module Viewer
     # @param response [WEBrick::HTTPResponse]
     def answer(request, response)
       HEADERS.each { |name, value| response[name] = value }
-      path = @gate.admit(request, request.request_method == 'POST' ? MESSAGE_LIMIT : nil)
+      path = @gate.admit(request)
+      @gate.check_size(request, limit(request, path))
       route(request, response, path)
     rescue Gate::Refusal => e
       # What was sent is not read.
@@ -104,6 +114,12 @@ module Viewer
 
     private
 
+    def limit(request, path)
+      return unless request.request_method == 'POST'
+
+      path == 'picture' && @pictures ? PICTURE_LIMIT : MESSAGE_LIMIT
+    end
+
     def listen(port)
       # Without this, the system would hold the end of each answer back until the page has confirmed what went before.
       at_once = ->(socket) { socket.setsockopt(Socket::IPPROTO_TCP, Socket::TCP_NODELAY, true) }
@@ -120,10 +136,39 @@ module Viewer
       when ['GET', 'events'] then stream_events(response)
       when ['GET', 'frame'] then frame(request, response)
       when ['GET', 'original'] then original(request, response)
+      when ['GET', 'distances'] then body(response, BINARY, @host.call { @session.distances })
       when ['POST', 'move'] then move(request, response)
-      else
-        request.request_method == 'GET' ? file(response, path) : refuse(response, 404, 'no such address')
+      when ['POST', 'rebuild'] then rebuild(request, response)
+      when ['POST', 'picture'], ['POST', 'failure'] then picture(request, response, path.to_sym)
+      else other(request, response, path)
       end
+    end
+
+    def other(request, response, path)
+      return refuse(response, 404, 'no such address') unless request.request_method == 'GET'
+
+      extension = path[%r{\Adownload/(\w+)\z}, 1]
+      return download(response, extension) if extension && Downloads.formats.key?(extension)
+
+      file(response, path)
+    end
+
+    def download(response, extension)
+      file = @host.call { @session.download(extension) }
+      response['content-disposition'] = "attachment; filename*=UTF-8''#{ERB::Util.url_encode(file.name)}"
+      body(response, BINARY, file.content)
+    end
+
+    def rebuild(request, response)
+      settings = Messages.settings(request.body.to_s)
+      json(response, @host.call { @session.rebuild(settings) })
+    end
+
+    def picture(request, response, kind)
+      return refuse(response, 404, 'no picture was asked for') unless @pictures
+
+      @pictures << [kind, request.body.to_s.b]
+      json(response, {})
     end
 
     def file(response, path)

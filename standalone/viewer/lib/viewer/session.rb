@@ -1,6 +1,9 @@
 # frozen_string_literal: true
 
+require 'viewer/distances'
+require 'viewer/downloads'
 require 'viewer/frame'
+require 'viewer/messages'
 require 'viewer/textures'
 
 module Viewer
@@ -20,9 +23,12 @@ module Viewer
 
     # @param importer [Zu::Mirel::Importer] with a hierarchy
     # @param events [Events] told of every frame
-    def initialize(importer, events)
+    # @param build_seconds [Float, nil] what reading the model and building its hierarchy took
+    def initialize(importer, events, build_seconds: nil)
       @importer = importer
       @events = events
+      @build_seconds = build_seconds
+      @path = importer.path
       @number = 0
       @view = Sketchup::View.new
       @view.on_invalidate { draw }
@@ -62,9 +68,44 @@ module Viewer
       end
     end
 
+    # @return [Array<String>] see Distances#encode
+    def distances
+      alive
+      @distances ||= at_step(0) { Distances.new(importer) }
+      @distances.encode(importer)
+    end
+
+    # Reads the model again and builds another hierarchy: what an earlier preparation has joined or left out would not
+    # come back otherwise. The mesh is then about as fine as it was.
+    # @param settings [Hash{Symbol => Object}] see Zu::Mirel::Settings
+    # @return [Hash] the state
+    # @raise [Refused] for a value out of range: nothing has changed
+    # @raise [Zu::Mirel::Error] where the model cannot be read or built any more: it is gone then
+    def rebuild(settings)
+      faces = importer.count_faces if importer.loaded? && importer.get_current_step.positive?
+      change(settings)
+      started = now
+      importer.import(@path)
+      importer.build_hierarchy
+      @build_seconds = now - started
+      importer.go_to_faces(faces) if faces
+      scene_changed
+      importer.show(@view)
+      state
+    end
+
+    # @param extension [String] one of Downloads.formats
+    # @return [Downloads::File]
+    def download(extension)
+      alive
+      Downloads.new(importer).make(extension)
+    end
+
     # @return [Hash] what the page shows of the model beyond the frame
     def state
-      { name: name, path: importer.path, version: Zu::Mirel::VERSION, loaded: importer.loaded?,
+      { name: name, path: @path, version: Zu::Mirel::VERSION, loaded: importer.loaded?, loads: @loads,
+        build_seconds: @build_seconds, settings: settings, distances: Distances.available?,
+        formats: Downloads.formats.map { |extension, format| { extension: extension, name: format } },
         faces_before: importer.faces_before, vertices_before: importer.points_before,
         faces_prepared: importer.total_original_faces, fewest_faces: fewest_faces,
         materials: importer.materials.each_index.map { |index| material(index) },
@@ -101,15 +142,39 @@ module Viewer
 
     # Draws another step into a view of its own, and comes back.
     def aside(step)
+      at_step(step) do
+        view = Sketchup::View.new
+        importer.show(view)
+        view.render { importer.draw(view) }
+        yield view
+      end
+    ensure
+      importer.show(@view)
+    end
+
+    def at_step(step)
       before = importer.get_current_step
       importer.go_to_step(step)
-      view = Sketchup::View.new
-      importer.show(view)
-      view.render { importer.draw(view) }
-      yield view
+      yield
     ensure
       importer.go_to_step(before)
-      importer.show(@view)
+    end
+
+    def settings
+      Messages::SETTINGS.to_h { |name, _| [name, importer.public_send(name)] }
+    end
+
+    # All of them or none.
+    def change(settings)
+      before = settings.to_h { |name, _| [name, importer.public_send(name)] }
+      settings.each { |name, value| importer.public_send(:"#{name}=", value) }
+    rescue ArgumentError => e
+      before.each { |name, value| importer.public_send(:"#{name}=", value) }
+      raise Refused, e.message
+    end
+
+    def now
+      Process.clock_gettime(Process::CLOCK_MONOTONIC)
     end
 
     def head
@@ -136,11 +201,13 @@ module Viewer
     end
 
     def name
-      importer.path ? File.basename(importer.path).scrub : importer.root.name
+      @path ? File.basename(@path).scrub : importer.root.name
     end
 
     def scene_changed
+      @loads = (@loads || 0) + 1
       @originals = {}
+      @distances = nil
       @textures = Textures.new(importer)
     end
   end
