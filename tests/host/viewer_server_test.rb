@@ -125,6 +125,31 @@ class ViewerServerTest < ViewerTest
     end
   end
 
+  def test_pictures_are_taken_only_where_one_was_asked_for
+    start
+    assert_status 404, post('picture', 'PNG')
+    assert_status 404, post('failure', 'no')
+    stop
+    pictures = Thread::Queue.new
+    start(pictures: pictures)
+    assert_status 200, post('picture', "\x89PNG".b.ljust(Viewer::Server::MESSAGE_LIMIT * 2, '.'))
+    assert_status 200, post('failure', 'why')
+    kind, bytes = pictures.pop
+    assert_equal [:picture, Viewer::Server::MESSAGE_LIMIT * 2], [kind, bytes.bytesize]
+    assert_equal [:failure, 'why'], pictures.pop
+    assert_match(/\AHTTP\/1\.1 413 /, raw("POST #{@address.path}picture HTTP/1.1\r\nHost: 127.0.0.1:#{@address.port}\r\n" \
+                                          "Origin: #{origin}\r\nContent-Length: #{Viewer::Server::PICTURE_LIMIT + 1}\r\n\r\n"))
+  end
+
+  def test_a_page_that_is_missing_says_why
+    Dir.mkdir(path('empty'))
+    error = assert_raises(Viewer::Page::Missing) { Viewer::Page.new(path('empty')) }
+    assert_match(/it has not been built; build it with scripts\/build-viewer/, error.message)
+    write('empty/error.txt', "npm could not fetch three.js\n")
+    error = assert_raises(Viewer::Page::Missing) { Viewer::Page.new(path('empty')) }
+    assert_match(/npm could not fetch three\.js; build/, error.message)
+  end
+
   def test_after_the_end_requests_are_turned_away
     start
     @host.stop

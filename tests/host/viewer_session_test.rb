@@ -126,10 +126,143 @@ class ViewerSessionTest < ViewerTest
     assert_equal corners.reject(&:zero?), drawn
   end
 
+  def test_distances_are_those_of_the_vertices_from_the_original
+    start
+    head, body = parse_frame(get('distances').body)
+    assert_equal [169, 288], head.values_at('vertices', 'faces')
+    assert_equal [0.0], floats(body, head['distances'], 169).uniq
+    drawn, = parse_frame(post('move', { to: 'faces', value: 40 }).body)
+    head, body = parse_frame(get('distances').body)
+    assert_equal [drawn['vertices'], drawn['faces']], head.values_at('vertices', 'faces')
+    distances = floats(body, head['distances'], head['vertices'])
+    assert_operator distances.max, :>, 0.0
+    assert_operator distances.max, :<, 3.0
+    corners = body[head['corners'], head['faces'] * 12].unpack('L<*')
+    positions = Zu::Mirel::Engine.positions(0).unpack('e*').each_slice(3).to_a
+    # In the order in which the corners were drawn.
+    assert_equal @importer.triangles.flatten(1).map { |corner| corner.pack('e3').unpack('e3') }, corners.map { |v| positions[v] }
+    assert_equal drawn['step'], @importer.get_current_step
+  end
+
+  def test_a_rebuild_changes_the_settings_and_keeps_the_count
+    start
+    post('move', { to: 'faces', value: 60 })
+    state = JSON.parse(get('state').body)
+    assert_equal({ 'maintain_uvs' => true, 'maintain_normals' => 'auto', 'lock_surface_boundaries' => false,
+                   'prevent_xy_foldovers' => false, 'prevent_uv_foldovers' => false, 'join_vertices_threshold' => 0.0,
+                   'join_normals_threshold' => 5.0, 'join_uvs_threshold' => 0.0001, 'error_tolerance' => nil },
+                 state['settings'])
+    answer = post('rebuild', { lock_surface_boundaries: true, error_tolerance: 0.5, maintain_normals: false })
+    assert_status 200, answer
+    state = JSON.parse(answer.body)
+    assert_equal [true, 0.5, false, 5.0], state['settings'].values_at('lock_surface_boundaries', 'error_tolerance',
+                                                                      'maintain_normals', 'join_normals_threshold')
+    assert_equal 2, state['loads']
+    assert_operator state['build_seconds'], :>, 0
+    head, = parse_frame(get('frame').body)
+    assert_operator head['deviation'], :<=, 0.5
+    assert_operator head['faces'], :>=, 60, 'the locked boundary alone needs more'
+    assert_operator parse_frame(get('frame?marks=1').body)[0]['faces'], :<, 288
+  end
+
+  def test_joining_less_than_before_brings_back_what_was_joined
+    start
+    post('rebuild', { join_vertices_threshold: 3 })
+    assert_operator JSON.parse(get('state').body)['faces_prepared'], :<, 288
+    post('rebuild', { join_vertices_threshold: 0 })
+    assert_equal 288, JSON.parse(get('state').body)['faces_prepared']
+  end
+
+  def test_settings_out_of_range_change_nothing
+    start
+    before = get('state').body
+    { { join_normals_threshold: 181 } => 409, { error_tolerance: 0 } => 409, { error_tolerance: -1 } => 409,
+      { maintain_uvs: false, join_uvs_threshold: -1 } => 409, { error_tolerance: '1' } => 400, { maintain_uvs: nil } => 400,
+      { face_limit: 5 } => 400, { maintain_normals: 'some' } => 400 }.each do |settings, status|
+      answer = post('rebuild', settings)
+      assert_status status, answer, settings.inspect
+      refute_empty JSON.parse(answer.body)['error']
+      assert_equal before, get('state').body
+    end
+    assert_status 400, post('rebuild', '{"error_tolerance":1e999}')
+  end
+
+  def test_a_model_that_has_gone_is_told_and_can_come_back
+    start(file = write('waves.obj', terrain(12)))
+    File.rename(file, path('away.obj'))
+    assert_status 409, (answer = post('rebuild', {}))
+    assert_match(/waves\.obj: no such file/, JSON.parse(answer.body)['error'])
+    %w[frame original distances download/obj].each { |below| assert_status 409, get(below), below }
+    assert_status 409, post('move', { to: 'lowest' })
+    refute JSON.parse(get('state').body)['loaded']
+    File.rename(path('away.obj'), file)
+    assert_status 200, post('rebuild', {})
+    assert_equal 288, parse_frame(get('frame').body)[0]['faces']
+  end
+
+  def test_events_tell_of_a_builds_phases
+    start
+    received = Thread::Queue.new
+    out = Object.new.tap { |stream| stream.define_singleton_method(:write) { |text| received << text } }
+    reader = Thread.new { @events.stream_to(out) }
+    received.pop # the stream is open
+    Zu::Mirel::StatusProgressBar.instance.display = Viewer::BuildNews.new(@events)
+    post('rebuild', {})
+    @events.close
+    reader.join
+    told = Array.new(received.size) { received.pop }.grep(/event: build/).join
+    assert_includes told, '"text":"Building Simplification Hierarchy..."'
+  ensure
+    Zu::Mirel::StatusProgressBar.instance.display = nil
+  end
+
+  def test_downloads_are_what_the_program_writes
+    start
+    head, = parse_frame(post('move', { to: 'faces', value: 100 }).body)
+    formats = JSON.parse(get('state').body)['formats'].map { |format| format['extension'] }
+    assert_equal Zu::Mirel::SceneOutput.formats.keys.map { |extension| extension.delete('.') }, formats
+    assert_includes formats, 'glb'
+    formats.each do |extension|
+      answer = get("download/#{extension}")
+      assert_status 200, answer, extension
+      assert_match(/\Aattachment; filename\*=UTF-8''waves-#{head['faces']}\.(#{extension}|zip)\z/, answer['content-disposition'])
+      refute_empty answer.body
+    end
+    assert_equal head['faces'], get('download/obj').body.scan(/^f /).size
+    %w[download/exe download/ download/../obj download/obj/x].each { |below| assert_status 404, get(below), below }
+  end
+
+  def test_several_files_come_as_an_archive
+    start(textured(real_png))
+    answer = get('download/obj')
+    assert_status 200, answer
+    assert_match(/square-2\.zip\z/, answer['content-disposition'])
+    names = []
+    Zip::InputStream.open(StringIO.new(answer.body)) do |zip|
+      while (entry = zip.get_next_entry)
+        names << entry.name
+      end
+    end
+    assert_includes names, 'square-2.obj'
+    assert_operator names.size, :>, 1
+  end
+
+  def test_names_that_are_no_file_names_are_sent_as_they_are
+    start(write("ü \"1\".obj", terrain(4)))
+    assert_equal "attachment; filename*=UTF-8''#{ERB::Util.url_encode('ü "1"-32.obj')}", get('download/obj')['content-disposition']
+  end
+
   private
 
-  def textured
-    write('paint.png', 'PNG')
+  # 1 x 1, grey.
+  def real_png
+    chunk = ->(kind, data) { [data.bytesize].pack('N') + kind + data + [Zlib.crc32(kind + data)].pack('N') }
+    "\x89PNG\r\n\x1a\n".b + chunk.call('IHDR', [1, 1, 8, 0, 0, 0, 0].pack('N2C5')) +
+      chunk.call('IDAT', Zlib.deflate("\0\x80".b)) + chunk.call('IEND', '')
+  end
+
+  def textured(picture = 'PNG')
+    write('paint.png', picture)
     write('paint.mtl', "newmtl a\nKd 1 0 0\nmap_Kd paint.png\nnewmtl b\nKd 0 0 1\nd 0.5\n")
     write('square.obj', "mtllib paint.mtl\n" + [[0, 0], [1, 0], [1, 1], [0, 1]].map { |x, y| "v #{x} #{y} 0\nvt #{x} #{y}\n" }.join +
                         "vn 0 0 1\nusemtl a\nf 1/1/1 2/2/1 3/3/1\nusemtl b\nf 1/1/1 3/3/1 4/4/1\n")

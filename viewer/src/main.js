@@ -312,11 +312,6 @@ function takeState(state) {
   element('slider').disabled = false;
 }
 
-function defaultUp(name) {
-  // Scanners and printers have their models lie on the XY plane.
-  return /\.(stl|3mf)$/i.test(name) ? 'z' : 'y';
-}
-
 function setUp(axis) {
   stage.setUp(axis);
   element('up-axis').textContent = `${axis.toUpperCase()} up`;
@@ -334,7 +329,7 @@ async function begin() {
   const frame = new Frame(await server.frame(layers()));
   page.bounds = frame.head.bounds;
   stage.setBounds(frame.head.bounds, frame.batches('faces').map((batch) => frame.positions(batch)));
-  setUp(defaultUp(page.state.name));
+  setUp(page.state.y_up ? 'y' : 'z');
   showFrame(frame);
   element('smooth-switch').hidden = !page.model.hasNormals;
   stage.draw();

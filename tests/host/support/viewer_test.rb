@@ -24,13 +24,13 @@ class ViewerTest < HostTest
   end
 
   # @param model [String] a file
-  def start(model = write('waves.obj', terrain(12)))
+  def start(model = write('waves.obj', terrain(12)), **options)
     @importer.import(model).build_hierarchy
     @host = Viewer::HostThread.new(UI.timers)
     @events = Viewer::Events.new
     @session = Viewer::Session.new(@importer, @events)
     @server = Viewer::Server.new(page: Viewer::Page.new(@page_folder), host: @host, session: @session,
-                                 events: @events).start
+                                 events: @events, **options).start
     @thread = Thread.new { @host.run }
     @address = URI(@server.address)
   end

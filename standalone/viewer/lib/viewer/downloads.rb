@@ -2,7 +2,7 @@
 
 require 'tmpdir'
 require 'zip'
-require 'zu/mirel/obj_output'
+require 'zu/mirel/scene_output'
 
 module Viewer
   # The model as files that a browser can save: one as it is, several in a ZIP archive.
@@ -12,7 +12,7 @@ module Viewer
 
     # @return [Hash{String => String}] what each extension, without its dot, stands for
     def self.formats
-      { 'obj' => 'Wavefront OBJ' }
+      Zu::Mirel::SceneOutput.formats.transform_keys { |extension| extension.delete_prefix('.') }
     end
 
     # @param importer [Zu::Mirel::Importer]
@@ -26,16 +26,12 @@ module Viewer
     def make(extension)
       Dir.mktmpdir('mirel-download') do |folder|
         name = "#{base_name}-#{@importer.count_faces}"
-        write(::File.join(folder, "#{name}.#{extension}"))
+        Zu::Mirel::SceneOutput.write(@importer, ::File.join(folder, "#{name}.#{extension}"))
         pack(name, Dir.children(folder).sort, folder)
       end
     end
 
     private
-
-    def write(path)
-      Zu::Mirel::ObjOutput.new(@importer).write(path)
-    end
 
     def pack(name, files, folder)
       contents = files.to_h { |file| [file, ::File.binread(::File.join(folder, file))] }

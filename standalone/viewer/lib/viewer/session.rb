@@ -104,6 +104,7 @@ module Viewer
     # @return [Hash] what the page shows of the model beyond the frame
     def state
       { name: name, path: @path, version: Zu::Mirel::VERSION, loaded: importer.loaded?, loads: @loads,
+        y_up: importer.y_up?,
         build_seconds: @build_seconds, settings: settings, distances: Distances.available?,
         formats: Downloads.formats.map { |extension, format| { extension: extension, name: format } },
         faces_before: importer.faces_before, vertices_before: importer.points_before,

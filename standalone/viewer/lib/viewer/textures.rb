@@ -10,8 +10,7 @@ module Viewer
 
     # @param importer [Zu::Mirel::Importer]
     def initialize(importer)
-      @folder = importer.path ? File.dirname(importer.path) : '.'
-      @files = importer.materials.map { |material| material.texture && find(material.texture) }
+      @files = importer.materials.map { |material| shown(material.texture_file) }
     end
 
     # @param material [Integer]
@@ -30,17 +29,8 @@ module Viewer
 
     private
 
-    # A path may be relative to the model's folder, or to where that folder was named from.
-    def find(path)
-      candidates = [File.expand_path(path, @folder), File.expand_path(File.join(@folder, path).sub(%r{\A\./}, '')),
-                    File.expand_path(cleaned(File.join(@folder, path)), @folder)]
-      candidates.find do |file|
-        TYPES.key?(File.extname(file).downcase) && File.file?(file) && File.size(file) <= LARGEST_BYTES
-      end
-    end
-
-    def cleaned(path)
-      Pathname.new(path).cleanpath.to_s
+    def shown(file)
+      file if file && TYPES.key?(File.extname(file).downcase) && File.file?(file) && File.size(file) <= LARGEST_BYTES
     end
   end
 end
