@@ -118,32 +118,6 @@ void add_to_layer(Document const& document, Element const& element, MeshLayer& l
   }
 }
 
-void read_layers(Document const& document, Element const& geometry, MeshData& mesh) {
-  bool has_layers = false;
-  for (Element const* layer = geometry.first_child; layer != nullptr; layer = layer->next) {
-    if (layer->name() != "Layer") continue;
-    has_layers = true;
-    document.tree().budget.take(sizeof(MeshLayer));
-    MeshLayer& read = mesh.layers.emplace_back();
-    for (Element const* entry = layer->first_child; entry != nullptr; entry = entry->next) {
-      if (entry->name() != "LayerElement") continue;
-      std::string_view const type = raw_text(entry->child("Type"));
-      Element const* const element = find_layer_element(geometry, type, number_of(entry->child("TypedIndex")));
-      if (element != nullptr) add_to_layer(document, *element, read);
-    }
-  }
-  if (has_layers) return;
-  // Lean writers leave the layers out: elements of one number belong together then.
-  for (Element const* element = geometry.first_child; element != nullptr; element = element->next) {
-    if (element->name().substr(0, 12) != "LayerElement") continue;
-    std::int64_t const number = number_of(*element);
-    if (number < 0 || number > 63) continue;
-    if (mesh.layers.size() <= static_cast<std::size_t>(number))
-      mesh.layers.resize(static_cast<std::size_t>(number) + 1);
-    add_to_layer(document, *element, mesh.layers[static_cast<std::size_t>(number)]);
-  }
-}
-
 // A negative number is the polygon's last corner: minus one minus its point.
 void read_polygons(Document const& document, Element const& geometry, MeshData& mesh) {
   read_array(document.tree(), geometry.child("PolygonVertexIndex"), mesh.corners);
@@ -177,14 +151,36 @@ void read_polygons(Document const& document, Element const& geometry, MeshData& 
 
 }  // namespace
 
-void read_points(Document const& document, Element const& geometry, MeshData& mesh) {
-  read_array(document.tree(), geometry.child("Vertices"), mesh.points);
-  read_layers(document, geometry, mesh);
+void read_layers(Document const& document, Element const& geometry, MeshData& mesh) {
+  bool has_layers = false;
+  for (Element const* layer = geometry.first_child; layer != nullptr; layer = layer->next) {
+    if (layer->name() != "Layer") continue;
+    has_layers = true;
+    document.tree().budget.take(sizeof(MeshLayer));
+    MeshLayer& read = mesh.layers.emplace_back();
+    for (Element const* entry = layer->first_child; entry != nullptr; entry = entry->next) {
+      if (entry->name() != "LayerElement") continue;
+      std::string_view const type = raw_text(entry->child("Type"));
+      Element const* const element = find_layer_element(geometry, type, number_of(entry->child("TypedIndex")));
+      if (element != nullptr) add_to_layer(document, *element, read);
+    }
+  }
+  if (has_layers) return;
+  // Lean writers leave the layers out: elements of one number belong together then.
+  for (Element const* element = geometry.first_child; element != nullptr; element = element->next) {
+    if (element->name().substr(0, 12) != "LayerElement") continue;
+    std::int64_t const number = number_of(*element);
+    if (number < 0 || number > 63) continue;
+    if (mesh.layers.size() <= static_cast<std::size_t>(number))
+      mesh.layers.resize(static_cast<std::size_t>(number) + 1);
+    add_to_layer(document, *element, mesh.layers[static_cast<std::size_t>(number)]);
+  }
 }
 
 MeshData read_mesh(Document const& document, Element const& geometry) {
   MeshData mesh;
-  read_points(document, geometry, mesh);
+  read_array(document.tree(), geometry.child("Vertices"), mesh.points);
+  read_layers(document, geometry, mesh);
   read_polygons(document, geometry, mesh);
   return mesh;
 }

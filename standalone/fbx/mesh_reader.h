@@ -9,8 +9,8 @@ namespace mirel::fbx {
 // Throws ReadError. Corners whose point does not exist are -1.
 MeshData read_mesh(Document const& document, Element const& geometry);
 
-// Points and the material element of a surface that is no mesh.
-void read_points(Document const& document, Element const& geometry, MeshData& mesh);
+// The layers of any geometry.
+void read_layers(Document const& document, Element const& geometry, MeshData& mesh);
 
 // Which of a node's textures the mesh puts where, as version 6 stores it: one pair for every combination that occurs.
 struct TextureUse {

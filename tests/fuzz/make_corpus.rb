@@ -1,10 +1,12 @@
 #!/usr/bin/env ruby
 # frozen_string_literal: true
 
-# Writes seed files for the fuzzers: make_corpus.rb FOLDER makes FOLDER/obj, FOLDER/mtl and FOLDER/ply.
+# Writes seed files for the fuzzers: make_corpus.rb FOLDER makes FOLDER/obj, FOLDER/mtl, FOLDER/ply and
+# FOLDER/fbx.
 # Each seed shows a form that a mutation would hardly hit by itself.
 
 require "fileutils"
+require_relative "../support/fbx_writer"
 
 SQUARE = "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\n"
 GRID = Array.new(81) { |k| "v #{k % 9} #{k / 9} 0\n" }.join
@@ -56,8 +58,109 @@ PLY = {
   **binary_seeds("binary_big_endian", "l>", "S>", "g", "G")
 }.freeze
 
+# A scene with everything that is read, in the two object models.
+module FbxSeeds
+  module_function
+
+  def property(name, type, *values) = ["P", [name, type, "", "", *values]]
+  def old_property(name, type, *values) = ["Property", [name, type, "", *values]]
+
+  def layers
+    [["LayerElementNormal", [0], [["MappingInformationType", ["ByPolygonVertex"]],
+                                  ["ReferenceInformationType", ["IndexToDirect"]],
+                                  ["Normals", [[0.0, 0.0, 1.0]]], ["NormalsIndex", [[0] * 9]]]],
+     ["LayerElementUV", [0], [["Name", ["map1"]], ["MappingInformationType", ["ByPolygonVertex"]],
+                              ["ReferenceInformationType", ["IndexToDirect"]],
+                              ["UV", [[0.0, 0.0, 1.0, 0.0, 1.0, 1.0]]], ["UVIndex", [[0, 1, 2, 0, 1, 2, 0, 1, 2]]]]],
+     ["LayerElementMaterial", [0], [["MappingInformationType", ["ByPolygon"]],
+                                    ["ReferenceInformationType", ["IndexToDirect"]], ["Materials", [[0, 1, 0]]]]],
+     ["LayerElementTexture", [0], [["MappingInformationType", ["ByPolygon"]], ["TextureId", [[0, 0, 1]]]]],
+     ["Layer", [0], %w[Normal UV Material].map do |kind|
+       ["LayerElement", [], [["Type", ["LayerElement#{kind}"]], ["TypedIndex", [0]]]]
+     end]]
+  end
+
+  # A concave polygon, a quad with a point that is not there, and a line.
+  def mesh
+    [["Vertices", [[0.0, 0.0, 0.0, 3.0, 0.0, 0.0, 3.0, 3.0, 0.0, 1.0, 1.0, 0.0, 0.0, 3.0, 0.0]]],
+     ["PolygonVertexIndex", [[0, 1, 2, 3, -5, 0, 1, 9, -3, 0, -2]]], *layers]
+  end
+
+  def surface
+    [["NurbsSurfaceOrder", [3, 2]], ["Dimensions", [3, 2]], ["Step", [2, 2]], ["Form", %w[Open Periodic]],
+     ["Points", [[0.0, 0.0, 0.0, 1.0, 1.0, 0.0, 1.0, 0.5, 2.0, 0.0, 0.0, 1.0,
+                  0.0, 1.0, 0.0, 1.0, 1.0, 1.0, 1.0, 0.5, 2.0, 1.0, 0.0, 1.0]]],
+     ["KnotVectorU", [[0.0, 0.0, 0.0, 1.0, 1.0, 1.0]]], ["KnotVectorV", [[0.0, 1.0, 2.0, 3.0, 4.0]]], *layers]
+  end
+
+  def transform
+    [["Lcl Translation", 1.0, 2.0, 3.0], ["Lcl Rotation", 30.0, 40.0, 50.0], ["Lcl Scaling", 1.0, -2.0, 0.5],
+     ["PreRotation", 90.0, 0.0, 0.0], ["PostRotation", 0.0, 10.0, 0.0], ["RotationPivot", 1.0, 0.0, 0.0],
+     ["ScalingOffset", 0.0, 1.0, 0.0], ["GeometricTranslation", 0.0, 0.0, 1.0]]
+  end
+
+  def settings
+    [["UpAxis", 2], ["UpAxisSign", -1], ["FrontAxis", 0], ["FrontAxisSign", 1], ["CoordAxis", 1], ["CoordAxisSign", 1]]
+  end
+
+  def new_scene
+    moved = transform.map { |name, *values| property(name, "Vector3D", *values) }
+    [["GlobalSettings", [], [["Properties70", [], settings.map { |name, value| property(name, "int", value) } +
+                                                  [property("UnitScaleFactor", "double", 2.54)]]]],
+     ["Definitions", [], [["ObjectType", ["Material"], [["PropertyTemplate", ["FbxSurfacePhong"], [
+       ["Properties70", [], [property("DiffuseColor", "Color", 0.1, 0.2, 0.3)]]
+     ]]]]]],
+     ["Objects", [], [
+       ["Geometry", [10, "Geometry::g", "Mesh"], mesh], ["Geometry", [11, "Geometry::n", "NurbsSurface"], surface],
+       ["Geometry", [12, "Geometry::p", "Patch"], surface],
+       ["Model", [20, "Model::a \"b\"", "Mesh"],
+        [["Properties70", [], [property("RotationOrder", "enum", 3), property("RotationActive", "bool", 1), *moved]]]],
+       ["Model", [21, "Model::c", "Null"], []], ["NodeAttribute", [13, "NodeAttribute::l", "Light"], []],
+       ["Material", [30, "Material::m", ""], [["ShadingModel", ["phong"]]]],
+       ["Material", [31, "Material::u", ""], [["ShadingModel", ["unknown"]]]],
+       ["Texture", [40, "Texture::t", ""], [
+         ["Properties70", [], [property("CurrentMappingType", "enum", 1), property("Scaling", "Vector", 2.0, 3.0, 1.0)]],
+         ["FileName", ["C:\\x\\y.png"]], ["Cropping", [0, 1, 2, 3]], ["Texture_Alpha_Source", ["None"]]
+       ]],
+       ["LayeredTexture", [41, "LayeredTexture::l", ""], [["BlendModes", [[4, 99]]]]],
+       ["Implementation", [50, "Implementation::i", ""],
+        [["Properties70", [], [property("ShaderLanguage", "KString", "HLSL")]]]]
+     ]],
+     ["Connections", [], [
+       ["OO", 20, 0], ["OO", 21, 20], ["OO", 10, 20], ["OO", 10, 21], ["OO", 11, 21], ["OO", 12, 21], ["OO", 13, 21],
+       ["OO", 30, 20], ["OO", 31, 20], ["OP", 41, 30, "DiffuseColor"], ["OO", 40, 41], ["OO", 31, 50], ["OO", 20, 21]
+     ].map { |values| ["C", values] }]]
+  end
+
+  def old_scene
+    moved = transform.map { |name, *values| old_property(name, "Vector3D", *values) }
+    [["Objects", [], [
+      ["Model", ["Model::a", "Mesh"], [["Properties60", [], moved], *mesh]],
+      ["Model", ["Model::n", "NurbsSurface"], surface],
+      ["Model", ["Model::c", "Camera"], []],
+      ["Material", ["Material::m", ""], [["ShadingModel", ["lambert"]],
+                                         ["Properties60", [], [old_property("Diffuse", "Vector3D", 1.0, 0.5, 0.0)]]]],
+      ["Texture", ["Texture::t", ""], [["FileName", ["t.png"]], ["ModelUVScaling", [2, 3]]]],
+      ["GlobalSettings", [], [["Properties60", [], settings.map { |name, value| old_property(name, "int", value) }]]]
+    ]],
+     ["Connections", [], [
+       ["OO", "Model::a", "Model::Scene"], ["OO", "Model::n", "Model::a"], ["OO", "Model::c", "Model::n"],
+       ["OO", "Material::m", "Model::a"], ["OO", "Texture::t", "Model::a"]
+     ].map { |values| ["Connect", values] }]]
+  end
+
+  def all
+    { "text" => FbxWriter.text(new_scene), "text_old" => FbxWriter.text(old_scene, version: 6100),
+      "text_odd" => "; FBX 7.4.0\nA: , 1, nan, -1.#IND ,2,3,\n4,5\nB: *3 {\n a: 1,2\n}\nC: T, \"&lf;\", -x { D: }\n",
+      "binary" => FbxWriter.binary(new_scene), "binary_deflated" => FbxWriter.binary(new_scene, deflate: true),
+      "binary_wide" => FbxWriter.binary(new_scene, version: 7700, deflate: true),
+      "binary_big_endian" => FbxWriter.binary(new_scene, version: 7500, big_endian: true),
+      "binary_old" => FbxWriter.binary(old_scene, version: 6100) }
+  end
+end
+
 folder = ARGV.fetch(0)
-{ "obj" => OBJ, "mtl" => MTL, "ply" => PLY }.each do |kind, seeds|
+{ "obj" => OBJ, "mtl" => MTL, "ply" => PLY, "fbx" => FbxSeeds.all }.each do |kind, seeds|
   FileUtils.mkdir_p(File.join(folder, kind))
   seeds.each { |name, text| File.binwrite(File.join(folder, kind, name), text) }
 end

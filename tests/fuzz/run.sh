@@ -12,15 +12,18 @@ build=$2
 here=$(cd "$(dirname "$0")" && pwd)
 cmake -S "$here/../.." -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DMIREL_FUZZ=ON \
   -DMIREL_TESTS=OFF >"$build.log" 2>&1 || { cat "$build.log" >&2; exit 1; }
-ninja -C "$build" fuzz_obj fuzz_mtl fuzz_ply
+ninja -C "$build" fuzz_obj fuzz_mtl fuzz_ply fuzz_fbx
 ruby "$here/make_corpus.rb" "$build/seeds"
 mkdir -p "$build/findings"
 status=0
 running=
-for target in obj mtl ply; do
+for target in obj mtl ply fbx; do
   mkdir -p "$build/corpus/$target"
+  # A whole FBX scene does not fit into what is plenty for the others.
+  longest=4096
+  if [ "$target" = fbx ]; then longest=16384; fi
   echo "fuzz_$target: $seconds s"
-  "$build/bin/fuzz_$target" "$build/corpus/$target" "$build/seeds/$target" -max_total_time="$seconds" -max_len=4096 \
+  "$build/bin/fuzz_$target" "$build/corpus/$target" "$build/seeds/$target" -max_total_time="$seconds" -max_len="$longest" \
     -timeout=10 -rss_limit_mb=1024 -artifact_prefix="$build/findings/$target-" >"$build/fuzz_$target.log" 2>&1 &
   running="$running $target=$!"
 done
