@@ -10,6 +10,7 @@
 #   --runs N         at most so often (default: 7)
 #   --samples N      points on each surface when errors are measured (default: 500000)
 #   --reuse FILE     take error figures from earlier results wherever a simplifier's result is the same
+#   --keep FILE      take the rows of simplifiers that are not run from earlier results, times and all
 #   --out FILE       the results as JSON (default: BUILD_DIR/peers/results.json)
 #
 # BUILD_DIR is a build with -DMIREL_BENCHMARKS=ON; scripts/setup --bench installs the peers. A MODEL is a file, or the
@@ -30,6 +31,7 @@ parser.on('--seconds S', Float) { |number| options[:seconds] = number }
 parser.on('--runs N', Integer) { |number| options[:runs] = number }
 parser.on('--samples N', Integer) { |number| options[:samples] = number }
 parser.on('--reuse FILE') { |file| options[:reuse] = file }
+parser.on('--keep FILE') { |file| options[:keep] = file }
 parser.on('--out FILE') { |file| options[:out] = file }
 build, *wanted = parser.parse(ARGV)
 abort 'usage: ruby benchmarks/peers/peers.rb BUILD_DIR [options] [MODEL...]' unless build
@@ -77,6 +79,12 @@ rows = models.flat_map do |model, make|
   end
 end
 $stdout.reopen(console)
+if options[:keep]
+  kept = JSON.parse(File.read(options[:keep]))['rows'].select { |row| models.key?(row['model']) }
+  rows += kept.reject { |row| chosen.include?(row['peer']) }
+  order = [models.keys, Drivers::NAMES]
+  rows.sort_by! { |row| [order[0].index(row['model']), -row['share'], order[1].index(row['peer'])] }
+end
 
 report = { 'machine' => Machine.facts(ENV['MIREL_BUILD']), 'load_before' => load_before, 'load_after' => Machine.load,
            'seconds' => (Process.clock_gettime(Process::CLOCK_MONOTONIC) - begun).round, 'absent' => absent,

@@ -205,7 +205,7 @@ TEST(Comparison, RefusesOptionsOutOfRange) {
 }
 
 TEST(Comparison, ScalesFromTinyToHuge) {
-  for (double const scale : {1e-6, 1.0, 1e6, 1e15}) {
+  for (double const scale : {1e-30, 1e-6, 1.0, 1e6, 1e30}) {
     Mesh a = plane(5, 0);
     Mesh b = plane(4, 0.25);
     for (Mesh* mesh : {&a, &b}) {

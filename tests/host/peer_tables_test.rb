@@ -1,0 +1,54 @@
+# frozen_string_literal: true
+
+require 'host_test'
+require_relative '../../benchmarks/peers/tables'
+
+# How results of the benchmark beside other simplifiers become ratios and means.
+class PeerTablesTest < HostTest
+  def row(peer, rms, model: 'ball', share: 0.1, faces: 100, **more)
+    { 'model' => model, 'peer' => peer, 'share' => share, 'input_faces' => 1000, 'target_faces' => 100,
+      'faces' => faces, 'rms' => rms, 'max' => 4 * rms, 'normal_degrees' => 5.0, 'ms' => 2.0, 'peak_bytes' => 3e6,
+      'million_faces_per_second' => 0.5, 'new_non_manifold_edges' => 0 }.merge(more.transform_keys(&:to_s))
+  end
+
+  def test_a_ratio_is_to_the_best_of_the_others
+    rows = [row('Mirel', 0.003), row('one', 0.002), row('two', 0.004)]
+    assert_in_delta 1.5, Tables.ratio(rows, rows[0], 'rms')
+    assert_in_delta 1.0, Tables.ratio(rows, rows[1], 'rms')
+    assert_in_delta 2.0, Tables.ratio(rows, rows[2], 'rms')
+  end
+
+  def test_other_targets_other_models_failures_and_early_ends_do_not_count
+    rows = [row('Mirel', 0.003), row('one', 0.002), row('two', 0.001, faces: 105), row('three', 0.001, share: 0.5),
+            row('four', 0.001, model: 'box'), { 'model' => 'ball', 'peer' => 'five', 'share' => 0.1, 'failed' => 'no' }]
+    assert_in_delta 1.5, Tables.ratio(rows, rows[0], 'rms')
+    assert_nil Tables.ratio(rows, rows[2], 'rms')
+    assert_nil Tables.ratio(rows, rows[5], 'rms')
+  end
+
+  def test_figures_that_are_rounding_have_no_ratio
+    rows = [row('Mirel', 2e-8), row('one', 1e-9)]
+    assert_nil Tables.ratio(rows, rows[0], 'rms')
+    # One of them is more than rounding: the other counts as the least figure.
+    assert_in_delta 3, Tables.ratio([row('Mirel', 3e-7), row('one', 1e-9)], row('Mirel', 3e-7), 'rms')
+  end
+
+  def test_losses
+    rows = [row('Mirel', 0.0022), row('one', 0.002), row('Mirel', 0.002, model: 'box'), row('one', 0.002, model: 'box')]
+    losses = Tables.losses(rows)
+    assert_equal([['ball', 'rms', 'one']], losses.map { |loss| loss.values_at('model', 'metric', 'best') })
+    assert_in_delta 1.1, losses[0]['ratio']
+  end
+
+  def test_summary_and_runs
+    rows = [row('Mirel', 0.004), row('one', 0.002), row('Mirel', 0.001, model: 'box'), row('one', 0.002, model: 'box'),
+            { 'model' => 'box', 'peer' => 'two', 'share' => 0.1, 'input_faces' => 1000, 'target_faces' => 100,
+              'failed' => 'crashed' }]
+    summary = Tables.summary(rows)
+    assert_includes summary, '| Mirel | 0.50 | 1.00 | 1.00 | 1.00 | 0 of 2 |'
+    assert_includes summary, '| two | – | – | – | – | 0 of 0 |'
+    assert_includes Tables.runs(rows)[2], '| ball | 1,000 | 100 | Mirel | 100 | 2.0 | 0.50 | 3 | 0.4 | 1.6 | 5 | 0 |'
+    assert_includes Tables.runs(rows).last, 'crashed'
+    assert_equal [12], Tables.runs(rows).map { |line| line.count('|') - 1 }.uniq
+  end
+end
