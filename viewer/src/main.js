@@ -33,6 +33,7 @@ const page = {
 window.mirel = page;
 
 const stage = new Stage(element('canvas'));
+page.stage = stage;
 const moves = new Moves(makeMove);
 const settings = new SettingsForm(element('settings-form'), rebuild);
 

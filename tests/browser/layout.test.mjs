@@ -1,0 +1,106 @@
+// The page in narrow windows, dark, on other models, and when its server goes.
+import assert from 'node:assert/strict';
+import { existsSync } from 'node:fs';
+import { join } from 'node:path';
+import { after, before, test } from 'node:test';
+import { covered, head, keep, launch, lighthouse, open, picture, shared, terrain, until, Viewer } from './support/viewer.mjs';
+
+let browser;
+
+before(async () => {
+  browser = await launch();
+});
+
+after(() => browser?.close());
+
+async function withViewer(model, work, options, ...words) {
+  const viewer = await Viewer.start(model, ...words);
+  try {
+    const page = await open(browser, viewer, options);
+    await work(page, viewer);
+    await page.context().close();
+  } finally {
+    await viewer.stop('SIGTERM');
+  }
+}
+
+test('a narrow window has everything, and nothing sticks out', async () => {
+  await withViewer(lighthouse, async (page) => {
+    const { overflow, panel } = await page.evaluate(() => ({
+      overflow: document.documentElement.scrollWidth - innerWidth,
+      panel: document.getElementById('panel').getBoundingClientRect().width,
+    }));
+    assert.ok(overflow <= 0, `${overflow} pixels too wide`);
+    assert.equal(panel, 390);
+    assert.ok(covered(await picture(page)) > 0.1);
+    await page.locator('#compare').scrollIntoViewIfNeeded();
+    await page.locator('#compare').setChecked(true);
+    await until(page, () => window.mirel.original !== null);
+    await keep(page, 'narrow-compare');
+    await page.evaluate(() => document.getElementById('panel').scrollTo(0, 0));
+    await page.locator('#compare').setChecked(false);
+    await page.evaluate(() => document.getElementById('panel').scrollTo(0, 0));
+    await keep(page, 'narrow');
+  }, { viewport: { width: 390, height: 780 }, hasTouch: true, isMobile: true }, '--faces', '20000');
+});
+
+test('it is dark where the system is', async () => {
+  await withViewer(lighthouse, async (page) => {
+    const brightness = await page.evaluate(() => {
+      const [red, green, blue] = getComputedStyle(document.getElementById('panel')).backgroundColor.match(/\d+/g).map(Number);
+      return red + green + blue;
+    });
+    assert.ok(brightness < 150, `${brightness}`);
+    await page.locator('#show-edges').setChecked(true);
+    await until(page, () => window.mirel.model.edges.children.length > 0);
+    await keep(page, 'dark');
+    await page.locator('#show-faces').setChecked(false);
+    await page.locator('#settings summary').click();
+    await keep(page, 'dark-edges-alone');
+    await page.emulateMedia({ colorScheme: 'light' });
+    await until(page, () => getComputedStyle(document.body).color === 'rgb(28, 35, 33)');
+  }, { colorScheme: 'dark' }, '--faces', '6000');
+});
+
+test('a plain model of 125,000 faces', async () => {
+  await withViewer(terrain(250), async (page) => {
+    assert.equal((await head(page)).faces, 125000);
+    assert.equal(await page.isVisible('#textures-switch'), false);
+    assert.equal(await page.isVisible('#smooth-switch'), false);
+    await page.fill('#faces', '3000');
+    await page.press('#faces', 'Enter');
+    await until(page, () => window.mirel.frame.head.faces <= 3000);
+    await page.locator('#show-marks').setChecked(true);
+    await until(page, () => window.mirel.model.marks.children.length === 3);
+    await keep(page, 'terrain');
+  });
+});
+
+for (const name of ['spot.obj', 'stanford-bunny.obj', 'fandisk.obj', 'horse.ply']) {
+  const file = join(shared, name);
+  test(`${name} is shown whole and reduced`, { skip: existsSync(file) ? false : `${name} is not here` }, async () => {
+    await withViewer(file, async (page) => {
+      const whole = await picture(page);
+      assert.ok(covered(whole) > 0.1, `${covered(whole)}`);
+      await keep(page, `model-${name}`);
+      await page.locator('#compare').setChecked(true);
+      await page.locator('#show-edges').setChecked(true);
+      await page.fill('#faces', '1000');
+      await page.press('#faces', 'Enter');
+      await until(page, () => window.mirel.frame.head.faces <= 1000 && window.mirel.original !== null);
+      await keep(page, `model-${name}-reduced`);
+      assert.deepEqual(page.complaints, []);
+    });
+  });
+}
+
+test('a page whose server has gone says so', async () => {
+  const viewer = await Viewer.start(terrain(10));
+  const page = await open(browser, viewer);
+  assert.deepEqual(await viewer.stop(), { status: 0, signal: null });
+  await page.click('[data-move=lowest]');
+  await until(page, () => !document.getElementById('message').hidden);
+  assert.match(await page.textContent('#message'), /has ended/);
+  await keep(page, 'server-gone');
+  await page.context().close();
+});
