@@ -2,7 +2,9 @@
 
 # Reads results of peers.rb and prints, as Markdown, geometric means, each run, and where the engine is behind:
 #
-#   ruby benchmarks/peers/summary.rb RESULTS.json [--runs]
+#   ruby benchmarks/peers/summary.rb RESULTS.json [--figures] [--runs]
+#
+# --figures adds a table for each figure of error, --runs one of all runs.
 
 require 'json'
 
@@ -10,7 +12,7 @@ $LOAD_PATH.unshift(__dir__)
 require 'tables'
 
 file = ARGV.find { |word| !word.start_with?('--') }
-abort 'usage: ruby benchmarks/peers/summary.rb RESULTS.json [--runs]' unless file
+abort 'usage: ruby benchmarks/peers/summary.rb RESULTS.json [--figures] [--runs]' unless file
 rows = JSON.parse(File.read(file))['rows']
 large, others = rows.partition { |row| row['input_faces'] > 1_000_000 }
 puts "#{others.map { |row| row['model'] }.uniq.size} meshes of up to a million faces:", '', Tables.summary(others)
@@ -20,5 +22,11 @@ puts '| mesh | target | figure | ratio | best |', '|---|--:|---|--:|---|'
 Tables.losses(rows).sort_by { |loss| -loss['ratio'] }.each do |loss|
   puts "| #{loss['model']} | #{format('%g', 100 * loss['share'])} % | #{Tables::TITLES[loss['metric']]} | " \
        "#{format('%.3f', loss['ratio'])} | #{loss['best']} |"
+end
+if ARGV.include?('--figures')
+  { 'rms' => ['RMS, % of the diagonal', 100], 'max' => ['Maximum, % of the diagonal', 100],
+    'normal_degrees' => ['Normals, degrees', 1] }.each do |metric, (title, factor)|
+    puts '', "#{title}:", '', Tables.figures(rows, metric, factor)
+  end
 end
 puts '', Tables.runs(rows) if ARGV.include?('--runs')

@@ -41,6 +41,26 @@ module Tables
     lines
   end
 
+  # One figure of every run, a column for each simplifier; the least of a row in bold. `factor` 100 gives percent.
+  def figures(rows, metric, factor)
+    peers = rows.map { |row| row['peer'] }.uniq
+    lines = ["| mesh | faces | #{peers.join(' | ')} |", "|---|--:|#{'--:|' * peers.size}"]
+    lines + rows.group_by { |row| row.values_at('model', 'target_faces') }.map do |(model, target), group|
+      least = group.select { |row| reached?(row) }.map { |row| row[metric] }.min
+      cells = peers.map { |peer| figure(group.find { |row| row['peer'] == peer }, metric, factor, least) }
+      "| #{[model, grouped(target), *cells].join(' | ')} |"
+    end
+  end
+
+  def figure(row, metric, factor, least)
+    return '–' if row.nil? || row['failed']
+
+    text = format('%.3g', factor * row[metric])
+    return "#{text} at #{grouped(row['faces'])}" unless reached?(row)
+
+    row[metric] <= least ? "**#{text}**" : text
+  end
+
   def percents(shares) = shares.map { |share| "#{format('%g', 100 * share)} %" }.join(' / ')
 
   def speeds(rows, peer, shares)

@@ -40,6 +40,12 @@ class PeerTablesTest < HostTest
     assert_in_delta 1.1, losses[0]['ratio']
   end
 
+  def test_figures_side_by_side
+    rows = [row('Mirel', 0.004), row('one', 0.002), row('two', 0.001, faces: 200)]
+    assert_equal ['| mesh | faces | Mirel | one | two |', '|---|--:|--:|--:|--:|',
+                  '| ball | 100 | 0.4 | **0.2** | 0.1 at 200 |'], Tables.figures(rows, 'rms', 100)
+  end
+
   def test_summary_and_runs
     rows = [row('Mirel', 0.004), row('one', 0.002), row('Mirel', 0.001, model: 'box'), row('one', 0.002, model: 'box'),
             { 'model' => 'box', 'peer' => 'two', 'share' => 0.1, 'input_faces' => 1000, 'target_faces' => 100,
