@@ -1,7 +1,7 @@
 # frozen_string_literal: true
 
 require "conformance"
-require "fbx_file"
+require_relative "../../support/fbx_file"
 
 # What the tests of the FBX import build on: files written for one case each, read by the real library.
 class FbxTest < Conformance::Test

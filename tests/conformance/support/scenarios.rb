@@ -1,6 +1,6 @@
 # frozen_string_literal: true
 
-require "fbx_file"
+require_relative "../../support/fbx_file"
 
 # Runs of every method that calls back into Ruby, for tests that step in at each callback in turn.
 module Scenarios

@@ -1,6 +1,7 @@
 # frozen_string_literal: true
 
 require 'command_line/command'
+require 'command_line/fbx_report'
 
 module CommandLine
   # mirel info: tells what a file holds.
@@ -24,19 +25,29 @@ module CommandLine
         options.banner = 'usage: mirel info INPUT [options]'
         options.separator ''
         options.separator 'Tells the faces, vertices, bounds, meshes and materials of a model (OBJ, PLY, STL, glTF,'
-        options.separator 'GLB, DAE, 3DS, OFF and others). Faces are counted as triangles; lengths are in model units.'
+        options.separator 'GLB, DAE, 3DS, FBX, OFF and others). Faces are counted as triangles; lengths are in model units.'
+        options.separator 'Of an FBX file it also tells the version, what wrote it, unit, axes and the tree of nodes.'
+        options.separator ''
+        options.separator 'what to tell:'
+        options.on('--textures', 'of an FBX file only: every field of every texture, by material and',
+                   'channel (default: off)') { @textures = true }
         add_common_options(options)
         options.separator ''
         options.separator 'examples:'
         options.separator '    mirel info model.obj'
         options.separator '    mirel info scan.stl --json'
+        options.separator '    mirel info scene.fbx --textures'
       end
     end
 
     def inform(importer)
-      @phases.run('read', "read #{@input}") { importer.import(@input) }
-      importer.check_usable
+      @phases.run('read', "read #{@input}") { importer.import(@input, faces_required: false) }
+      fbx = importer.fbx_facts
+      raise Failure, "#{@input}: --textures tells of FBX files only" if @textures && !fbx
+
+      importer.check_usable unless fbx
       report = report_of(importer)
+      report.update(FbxReport.new(importer, textures: @textures).to_h) if fbx
       @json ? print_json(report) : print_text(report)
     end
 
@@ -61,11 +72,14 @@ module CommandLine
     def print_text(report)
       return if @quiet
 
-      lines = [report[:input], "  faces      #{report[:faces]}", "  vertices   #{report[:vertices] || 'not known'}",
-               bounds_line(report), "  meshes     #{report[:meshes].size}"]
+      lines = [report[:input]]
+      lines += FbxReport.lines(report) if report[:fbx]
+      lines += ["  faces      #{report[:faces]}", "  vertices   #{report[:vertices] || 'not known'}",
+                bounds_line(report), "  meshes     #{report[:meshes].size}"]
       lines += report[:meshes].map { |mesh| "    #{mesh[:name]}" } if report[:meshes].size > 1
       lines << "  materials  #{report[:materials].size}"
       lines += report[:materials].map { |material| material_line(material) }
+      lines += FbxReport.texture_lines(report) if report[:textures]
       console.print("#{lines.map(&:scrub).join("\n")}\n")
     end
 

@@ -5,6 +5,7 @@ require 'tmpdir'
 require 'zu/mirel/captured_scene'
 require 'zu/mirel/engine'
 require 'zu/mirel/errors'
+require 'zu/mirel/fbx_loading'
 require 'zu/mirel/no_faces_error'
 require 'zu/mirel/ply_header'
 require 'zu/mirel/preview'
@@ -27,6 +28,7 @@ module Zu
       include SceneCallbacks
       include SceneFrame
       include SceneExport
+      include FbxLoading
       include Preview
 
       # @return [String, nil] the file that was imported
@@ -67,12 +69,13 @@ module Zu
         raise ImportError, "#{path}: #{Errors.reason(e)}"
       end
 
-      # Loads a file in place of what was there: OBJ and PLY by the native importers, anything else through polygon
+      # Loads a file in place of what was there: OBJ, PLY and FBX by the native importers, anything else through polygon
       # meshes.
       # @param path [String, Pathname]
+      # @param faces_required [Boolean] whether an FBX scene without faces is refused
       # @return [self]
       # @raise [ImportError, NoFacesError] with one line that names the file and the reason
-      def import(path)
+      def import(path, faces_required: true)
         # A name is bytes; tagged so, it can stand in a message beside any text.
         path = File.path(path).dup.force_encoding(Encoding::UTF_8)
         begin_load(path, File.basename(path, '.*'))
@@ -80,9 +83,10 @@ module Zu
         case File.extname(path).downcase(:ascii)
         when '.obj' then import_with_obj_loader(path)
         when '.ply' then import_with_ply_loader(path)
+        when '.fbx' then import_with_fbx_importer(path)
         else capture_file(path)
         end
-        finish_load
+        finish_load(faces_required: faces_required || !fbx_facts)
       rescue ImportError => e
         close
         raise e.class, e.message.start_with?(path, path.scrub) ? e.message : "#{path}: #{e.message}"
@@ -263,9 +267,9 @@ module Zu
         StatusProgressBar.instance.reset
       end
 
-      def finish_load
+      def finish_load(faces_required: true)
         @faces_before = count_faces
-        if @faces_before.zero?
+        if @faces_before.zero? && faces_required
           close
           raise NoFacesError, "#{title}: it has no faces"
         end

@@ -125,7 +125,7 @@ module Zu
         file = File.join(@folder, File.basename(target))
         export(path, file, target)
         fail_for(path, ModelLibrary.message || 'no file was made') unless File.file?(file)
-        remarks = [ModelLibrary.message].compact
+        remarks = [ModelLibrary.message].compact + missing_texture_remarks
         survey = SceneReader.survey(file)
         compare(path, survey)
         result = result_of(file, survey, remarks)
@@ -144,6 +144,12 @@ module Zu
       rescue RuntimeError => e
         lost = missing_texture if e.message == MISSING_TEXTURE
         fail_for(path, lost ? texture_reason(lost) : e.message)
+      end
+
+      def missing_texture_remarks
+        return [] unless @importer.textures_written?
+
+        @importer.missing_textures.map { |name| "the texture #{name} was not found: left out" }
       end
 
       # @return [String, nil] the first texture in use that is not there
