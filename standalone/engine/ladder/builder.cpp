@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -100,12 +101,13 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
     BucketQueue::Entry const entry = entries[taken];
     if ((entry.item & kComponentMark) != 0) break;
     Vertex& vertex = stars_.vertex(entry.item);
-    if (vertex.bucket != bucket) continue;
     Vertex& partner = stars_.vertex(entry.partner);
     vertex.flags |= kFresh;
     partner.flags |= kFresh;
+    // Which entries are stale cannot be foreseen: no branch.
     items[count] = entry.item;
-    partners[count++] = entry.partner;
+    partners[count] = entry.partner;
+    count += vertex.bucket == bucket ? 1U : 0U;
   }
   look_ahead(entries.subspan(taken), taken, bucket);
   queue_.drop(bucket, taken);
@@ -121,10 +123,8 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
     vertex.bucket = kNotQueued;
     bool const urgent = (vertex.flags & kUrgent) != 0;
     Vertex const& partner = stars_.vertex(partners[i]);
-    bool const known =
-        items[i] != partners[i] && (vertex.flags & partner.flags & kFresh) != 0 && (partner.flags & kDead) == 0;
-    if (quick && known && !urgent) {
-      if (BucketQueue::bucket_of(batch_.keys[i]) <= bucket) {
+    if (quick && !urgent && items[i] != partners[i] && (partner.flags & kDead) == 0) {
+      if ((vertex.flags & partner.flags & kFresh) != 0 && BucketQueue::bucket_of(batch_.keys[i]) <= bucket) {
         Vec3 const place = (partner.flags & kLocked) != 0 ? partner.position() : vertex.position() + batch_.offset(i);
         if (check(items[i], partners[i], place) == Obstacle::kNone) {
           commit(items[i], partners[i], place, batch_.keys[i]);
@@ -147,14 +147,13 @@ Vec3 LadderBuilder::place_of(std::uint32_t v, std::uint32_t candidate) const {
 // without it.
 bool LadderBuilder::cheapest(std::uint32_t v, std::uint32_t& best) {
   for (;;) {
-    float lowest = std::numeric_limits<float>::infinity();
+    // Keys are not negative, so their bits are in their order.
+    std::uint64_t lowest = std::numeric_limits<std::uint64_t>::max();
     for (std::uint32_t i = 0; i < candidates_.count; ++i) {
-      if (candidates_.keys[i] < lowest) {
-        lowest = candidates_.keys[i];
-        best = i;
-      }
+      lowest = std::min(lowest, std::uint64_t{std::bit_cast<std::uint32_t>(candidates_.keys[i])} << 32 | i);
     }
-    if (!(lowest < std::numeric_limits<float>::infinity())) return false;
+    best = static_cast<std::uint32_t>(lowest);
+    if (candidates_.count == 0 || !(candidates_.keys[best] < std::numeric_limits<float>::infinity())) return false;
     if (!records_.attributed || refined_[best] != 0) return true;
     refined_[best] = 1;
     if (records_.layout.stride == 0) return true;

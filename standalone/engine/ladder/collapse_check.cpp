@@ -70,7 +70,7 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
   std::uint32_t going = 0;
   StarEntry* const gone = fan_faces_.data() + star_a.size() + star_b.size();
   for (StarEntry const& entry : star_a) {
-    bool const on_edge = entry.next == b || entry.previous == b;
+    bool const on_edge = (entry.next == b) | (entry.previous == b);
     fan_faces_[kept] = entry;
     gone[going] = entry;
     kept += on_edge ? 0U : 1U;
@@ -79,7 +79,7 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
   fan_.of_a = kept;
   for (StarEntry const& entry : star_b) {
     fan_faces_[kept] = entry;
-    kept += entry.next == a || entry.previous == a ? 0U : 1U;
+    kept += (entry.next == a) | (entry.previous == a) ? 0U : 1U;
   }
   fan_.surviving = kept;
   for (std::uint32_t i = 0; i < going; ++i) fan_faces_[kept++] = gone[i];

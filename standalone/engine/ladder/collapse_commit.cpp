@@ -107,16 +107,20 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   }
   AttributeSums const kept_attributes = with_attributes ? change_attributes(place) : AttributeSums{};
   // The ring, each vertex once: neighbours of a, then those of b that are not a's.
-  ring_.clear();
+  // Which are to be left out cannot be foreseen: no branches.
+  ring_.resize(std::size_t{own_neighbours_.count} + other_neighbours_.count);
+  std::size_t ring_size = 0;
   for (std::uint32_t const v : own_neighbours_.span()) {
-    if (v != b) ring_.push_back(v);
+    ring_[ring_size] = v;
+    ring_size += v != b ? 1U : 0U;
   }
   for (std::uint32_t const v : other_neighbours_.span()) {
-    if (v != a && !is_opposite(v)) ring_.push_back(v);
+    ring_[ring_size] = v;
+    ring_size += (v != a) & !is_opposite(v) ? 1U : 0U;
   }
-  for (std::uint32_t const v : (swapped ? own_neighbours_ : other_neighbours_).span()) {
-    if (v != kept) stars_.rename(v, gone, kept);
-  }
+  ring_.resize(ring_size);
+  // The star of the vertex that is kept is renamed too, and then written anew.
+  for (std::uint32_t const v : (swapped ? own_neighbours_ : other_neighbours_).span()) stars_.rename(v, gone, kept);
   for (StarEntry const& face : dying()) {
     std::uint32_t const v = opposite(face);
     stars_.remove(v, face.face());
@@ -185,15 +189,18 @@ void LadderBuilder::take_level() {
   Level level;
   level.step = step_;
   level.node_count = records_.node_count();
-  level.faces.reserve(live_faces_);
+  level.faces.resize(live_faces_ + 1);  // one more, as dead faces are written and then not counted
+  std::uint32_t count = 0;
   level.mesh_begin.push_back(0);
   for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
     for (std::uint32_t i = previous.mesh_begin[m]; i < previous.mesh_begin[m + 1]; ++i) {
       std::uint32_t const face = previous.faces.empty() ? i : previous.faces[i];
-      if (records_.face_death[face] == kNone) level.faces.push_back(face);
+      level.faces[count] = face;
+      count += records_.face_death[face] == kNone ? 1U : 0U;
     }
-    level.mesh_begin.push_back(static_cast<std::uint32_t>(level.faces.size()));
+    level.mesh_begin.push_back(count);
   }
+  level.faces.resize(count);
   level.corners.resize(level.faces.size() * 3);
   if (records_.attributed) {
     for (std::size_t i = 0; i < level.faces.size(); ++i) {

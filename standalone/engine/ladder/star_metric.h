@@ -78,7 +78,10 @@ struct Candidates {
   Vec3 offset(std::uint32_t i) const { return {x[i], y[i], z[i]}; }
   // Makes room for `count` candidates.
   void resize(std::uint32_t count);
-  EdgeArrays arrays() { return {keys.data(), x.data(), y.data(), z.data(), ex.data(), ey.data(), ez.data()}; }
+  // From candidate i on.
+  EdgeArrays arrays(std::size_t i = 0) {
+    return {keys.data() + i, x.data() + i, y.data() + i, z.data() + i, ex.data() + i, ey.data() + i, ez.data() + i};
+  }
 };
 
 // Lists the neighbours of v, each once.

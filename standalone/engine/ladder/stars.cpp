@@ -9,6 +9,13 @@ namespace {
 
 // Marks the first entry of a live star while the store is compacted; face indices stay below it.
 constexpr std::uint32_t kHeadMark = 0x80000000U;
+constexpr std::uint32_t kNoVertex = 0xFFFFFFFFU;
+
+// Not cleared, but for what may be read beyond the last star.
+void allocate(std::size_t capacity, std::unique_ptr<StarEntry[]>& entries) {
+  entries = std::make_unique_for_overwrite<StarEntry[]>(capacity + Stars::kOverrun);
+  std::fill_n(entries.get() + capacity, Stars::kOverrun, StarEntry{kNoVertex, kNoVertex, kNoVertex});
+}
 
 }  // namespace
 
@@ -23,7 +30,7 @@ void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> tri
   }
   used_ = begin;
   capacity_ = used_ + used_ / 4 + 64;
-  entries_ = std::make_unique_for_overwrite<StarEntry[]>(capacity_);
+  allocate(capacity_, entries_);
   for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
     std::uint32_t const v[3] = {triangles[corner], triangles[corner + 1], triangles[corner + 2]};
     auto const face = static_cast<std::uint32_t>(corner / 3);
@@ -35,21 +42,26 @@ void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> tri
 }
 
 void Stars::remove(std::uint32_t v, std::uint32_t face) {
-  std::span<StarEntry> const entries = star(v);
-  for (StarEntry& entry : entries) {
-    if (entry.face() == face) {
-      entry = entries.back();
-      --vertices_[v].star_count;
-      if (vertices_[v].slack < 255) ++vertices_[v].slack;
-      return;
-    }
+  std::uint32_t const count = vertices_[v].star_count;
+  StarEntry* const entries = entries_.get() + vertices_[v].star_begin;
+  std::size_t place = count;
+  for (std::size_t i = 0; i < count && place == count; i += kOverrun) {
+    for (std::size_t k = i; k < i + kOverrun; ++k) place = (entries[k].face() == face) & (k < place) ? k : place;
   }
+  if (place >= count) return;
+  entries[place] = entries[count - 1];
+  --vertices_[v].star_count;
+  if (vertices_[v].slack < 255) ++vertices_[v].slack;
 }
 
 void Stars::rename(std::uint32_t v, std::uint32_t from, std::uint32_t to) {
-  for (StarEntry& entry : star(v)) {
-    entry.next = entry.next == from ? to : entry.next;
-    entry.previous = entry.previous == from ? to : entry.previous;
+  std::uint32_t const count = vertices_[v].star_count;
+  StarEntry* const entries = entries_.get() + vertices_[v].star_begin;
+  for (std::size_t i = 0; i < count; i += kOverrun) {
+    for (std::size_t k = i; k < i + kOverrun; ++k) {
+      entries[k].next = entries[k].next == from ? to : entries[k].next;
+      entries[k].previous = entries[k].previous == from ? to : entries[k].previous;
+    }
   }
 }
 
@@ -75,7 +87,8 @@ void Stars::assign(std::uint32_t v, std::span<StarEntry const> entries) {
 }
 
 void Stars::grow(std::size_t capacity) {
-  std::unique_ptr<StarEntry[]> larger = std::make_unique_for_overwrite<StarEntry[]>(capacity);
+  std::unique_ptr<StarEntry[]> larger;
+  allocate(capacity, larger);
   std::copy_n(entries_.get(), used_, larger.get());
   entries_ = std::move(larger);
   capacity_ = capacity;

@@ -73,9 +73,13 @@ class Stars {
   Vertex const* vertices() const { return vertices_.data(); }
   StarEntry const* entries() const { return entries_.get(); }
 
+  // So many entries from the start of the last one of a star on may be read, whatever they hold.
+  static constexpr std::size_t kOverrun = 4;
+
   // Removes the entry of `face` from the star of v.
   void remove(std::uint32_t v, std::uint32_t face);
-  // Puts `to` for `from` wherever it stands in the star of v.
+  // Puts `to` for `from` wherever it stands in the star of v, and perhaps in entries behind it: for a vertex that goes,
+  // which is to be renamed in all stars.
   void rename(std::uint32_t v, std::uint32_t from, std::uint32_t to);
   // Gives v a new star. `entries` must not point into the store. May move every star.
   void assign(std::uint32_t v, std::span<StarEntry const> entries);
