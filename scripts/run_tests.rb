@@ -128,6 +128,12 @@ module Reports
     finish(counts, command)
   end
 
+  # Node's own runner, in TAP.
+  def node(command)
+    number = ->(name) { command.output[/^# #{name} (\d+)$/, 1].to_i }
+    finish(Counts.new(number["pass"], number["fail"] + number["cancelled"], number["skipped"], []), command)
+  end
+
   def ctest(command, report)
     return Counts.failed("ctest left no report") unless File.exist?(report)
 
@@ -158,6 +164,7 @@ class Suites
     "conformance" => "the extension against recording libraries (tests/conformance)",
     "host" => "the Ruby library (tests/host)",
     "end_to_end" => "the command line program on real files (tests/end_to_end)",
+    "browser" => "the viewer's page in Chromium (tests/browser)",
     "clang" => "the Release build with clang++ and -Werror, and its unit tests",
     "lint" => "clang-tidy with the checks of .clang-tidy",
     "sanitize" => "unit tests and the whole road under the address, leak and undefined-behaviour sanitizers",
@@ -211,6 +218,20 @@ class Suites
   def host = ruby_suite("host")
 
   def end_to_end = ruby_suite("end_to_end")
+
+  def browser
+    counts = compiled(@release)
+    return counts if counts.failed.positive?
+
+    environment = { "MIREL_BUILD" => @release.folder }
+    steps = [["scripts/build-viewer", @release.folder], %w[npm ci --prefix tests/browser --no-fund --no-audit]]
+    failed = steps.lazy.map { |words| Command.run(*words, quiet: true) }.find { |command| !command.success? }
+    return counts + Counts.failed("the page or its tests could not be set up: #{failed.ended_by}") if failed
+
+    files = Dir.glob("tests/browser/*.test.mjs", base: ROOT).sort
+    Reports.node(Command.run("node", "--test", "--test-concurrency=1", "--test-reporter=tap", *files,
+                             environment: environment, limit: 1800))
+  end
 
   def clang
     counts = compiled(@clang)

@@ -151,6 +151,7 @@ test('keys do what the keys list says', async () => {
     await page.keyboard.press(key);
     assert.equal(await page.isChecked(`#${id}`), false, key);
   }
+  assert.equal(await page.evaluate(() => window.mirel.stage.comparing), false, 'switched on and off at once');
   const straight = await picture(page);
   await page.keyboard.press('ArrowLeft');
   await page.keyboard.press('ArrowDown');
@@ -193,6 +194,25 @@ test('boundary, sharp and seam edges can be marked', async () => {
   assert.ok(difference(plain, await picture(page)) > 0.001);
   assert.equal(await page.isVisible('#key'), true);
   await keep(page, 'marks');
+});
+
+test('switching faster than the server answers ends where the switch is', async () => {
+  for (let i = 0; i < 5; i += 1) await page.click('#compare');
+  await until(page, () => window.mirel.stage.comparing);
+  await page.click('#compare');
+  await until(page, () => !window.mirel.stage.comparing);
+});
+
+test('a switch and a move at once end with both', async () => {
+  for (const count of [5000, 4000]) {
+    await page.locator('#show-edges').setChecked(count === 5000);
+    await page.fill('#faces', String(count));
+    await page.press('#faces', 'Enter');
+    await page.locator('#show-edges').setChecked(count !== 5000);
+    await until(page, (most) => window.mirel.frame.head.faces <= most, count);
+    await until(page, (edges) => window.mirel.model.edges.children.length === edges, count === 5000 ? 0 : 1);
+    assert.ok((await head(page)).faces <= count);
+  }
 });
 
 test('the original stands beside the result, seen from the same place', async () => {

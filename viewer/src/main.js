@@ -111,9 +111,10 @@ function showNumbers(head) {
   if (!page.dragging) setSlider(page.scale.place(head.faces));
   element('slider').setAttribute('aria-valuetext', `${faces} faces`);
   element('step').textContent = `${whole.format(head.step)} of ${whole.format(head.steps)}`;
-  if (head.vertices !== null) element('vertices').textContent = whole.format(head.vertices);
-  element('deviation-line').hidden = head.deviation === null;
-  if (head.deviation !== null) element('deviation').textContent = short(head.deviation);
+  element('vertices').textContent = head.vertices === null ? '–' : whole.format(head.vertices);
+  const bounded = head.deviation !== null && state.settings.error_tolerance !== null;
+  element('deviation-line').hidden = !bounded;
+  if (bounded) element('deviation').textContent = short(head.deviation);
   element('stopped').hidden = !head.stopped;
   element('stopped').textContent = head.stopped ? `The coarsest mesh: ${head.stopped}.` : '';
   element('status').textContent = head.status;
@@ -141,7 +142,8 @@ function short(number) {
 
 async function makeMove(message) {
   const sent = performance.now();
-  const bytes = await server.move({ ...message, ...layers() });
+  const asked = layers();
+  const bytes = await server.move({ ...message, ...asked });
   const received = performance.now();
   showFrame(new Frame(bytes));
   stage.draw();
@@ -149,6 +151,8 @@ async function makeMove(message) {
   page.timing = { sent, received, handed, points: message.live === true };
   element('frame-time').textContent = `${Math.round(handed - sent)} ms`;
   say(null);
+  // Switched while the move was on its way.
+  if (asked.edges !== layers().edges || asked.marks !== layers().marks) refetch();
 }
 
 // Whoever calls need not wait: what goes wrong is told on the page.
@@ -173,9 +177,13 @@ async function frameDrawn({ number }) {
   }
 }
 
+// The last frame again, with other layers or after a rebuild.
 async function refetch() {
   try {
-    showFrame(new Frame(await server.frame(layers())));
+    let frame = null;
+    // A move may overtake the answer.
+    while (!frame || frame.head.number < page.frame.head.number) frame = new Frame(await server.frame(layers()));
+    showFrame(frame);
     if (element('compare').checked) await loadOriginal(true);
   } catch (error) {
     complain(error);
@@ -196,6 +204,8 @@ async function loadOriginal(again = false) {
 async function setComparing(on) {
   try {
     if (on) await loadOriginal();
+    // It may have been switched again meanwhile.
+    if (element('compare').checked !== on) return;
     element('stage').classList.toggle('comparing', on);
     element('label-original').hidden = !on;
     element('label-reduced').hidden = !on;
@@ -321,6 +331,7 @@ function setUp(axis) {
 }
 
 async function begin() {
+  const asked = performance.now();
   element('legend-bar').style.background = cssGradient;
   takeState(await server.state());
   server.events({
@@ -334,6 +345,7 @@ async function begin() {
   showFrame(frame);
   element('smooth-switch').hidden = !page.model.hasNormals;
   stage.draw();
+  element('frame-time').textContent = `${Math.round(performance.now() - asked)} ms`;
   page.ready = true;
   document.body.dataset.ready = 'true';
 }

@@ -67,6 +67,11 @@ function lines(positions, color, opacity) {
   return object;
 }
 
+// Where there are many, single lines have to be faint for the faces to be seen.
+function edgeOpacity(faces) {
+  return Math.min(0.6, Math.max(0.07, 42 / Math.sqrt(faces + 1)));
+}
+
 function points(positions, color) {
   const geometry = new THREE.BufferGeometry();
   geometry.setAttribute('position', attribute(positions, 3));
@@ -115,7 +120,9 @@ export class ModelGroup {
     this.sets = sets;
     this.hasNormals = sets.some((set) => set.normals);
     this.setLook(look);
-    for (const batch of frame.batches('edges')) this.edges.add(lines(frame.positions(batch), look.ink, 0.45));
+    for (const batch of frame.batches('edges')) {
+      this.edges.add(lines(frame.positions(batch), look.ink, edgeOpacity(frame.head.faces)));
+    }
     for (const batch of frame.batches('bounds')) this.bounds.add(lines(frame.positions(batch), colorOf(batch.color), 0.35));
     for (const batch of frame.batches('points')) this.points.add(points(frame.positions(batch), look.ink));
     if (sets.some((set) => set.marks)) {

@@ -8,7 +8,7 @@ async function answered(promise) {
   try {
     response = await promise;
   } catch {
-    throw new ServerError('The viewer has ended. Start it again with `mirel view`.');
+    throw new ServerError('The viewer has ended. Start mirel view again.');
   }
   if (response.ok) return response;
   let reason = `status ${response.status}`;

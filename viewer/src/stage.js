@@ -33,10 +33,10 @@ export class Stage {
 
   makeScene() {
     const scene = new THREE.Scene();
-    const sky = new THREE.HemisphereLight(0xffffff, 0x8d8a84, 1.15);
+    const sky = new THREE.HemisphereLight(0xffffff, 0x77736c, 0.85);
     // Key and fill come from beside the camera, so that no side of a model is ever dark.
-    const key = new THREE.DirectionalLight(0xffffff, 1.75);
-    const fill = new THREE.DirectionalLight(0xdfe9ff, 0.45);
+    const key = new THREE.DirectionalLight(0xffffff, 1.8);
+    const fill = new THREE.DirectionalLight(0xdfe9ff, 0.35);
     scene.add(sky, key, key.target, fill, fill.target);
     scene.userData = { sky, key, fill, model: null };
     return scene;

@@ -182,8 +182,7 @@ module Viewer
       step = importer.get_current_step
       { number: @number, step: step, steps: importer.get_hierachy_steps, faces: importer.count_faces,
         seconds: importer.last_draw_time, status: Sketchup.status_text, stopped: importer.why_stopped,
-        vertices: importer.points_only? ? nil : importer.count_vertices,
-        deviation: Zu::Mirel::Engine.deviation_bound(step), bounds: bounds }
+        vertices: importer.count_vertices, deviation: Zu::Mirel::Engine.deviation_bound(step), bounds: bounds }
     end
 
     def bounds
