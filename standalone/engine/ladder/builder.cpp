@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -147,13 +146,7 @@ Vec3 LadderBuilder::place_of(std::uint32_t v, std::uint32_t candidate) const {
 // without it.
 bool LadderBuilder::cheapest(std::uint32_t v, std::uint32_t& best) {
   for (;;) {
-    // Keys are not negative, so their bits are in their order.
-    std::uint64_t lowest = std::numeric_limits<std::uint64_t>::max();
-    for (std::uint32_t i = 0; i < candidates_.count; ++i) {
-      lowest = std::min(lowest, std::uint64_t{std::bit_cast<std::uint32_t>(candidates_.keys[i])} << 32 | i);
-    }
-    best = static_cast<std::uint32_t>(lowest);
-    if (candidates_.count == 0 || !(candidates_.keys[best] < std::numeric_limits<float>::infinity())) return false;
+    if (!candidates_.find_cheapest(best)) return false;
     if (!records_.attributed || refined_[best] != 0) return true;
     refined_[best] = 1;
     if (records_.layout.stride == 0) return true;

@@ -89,7 +89,7 @@ class LadderBuilder {
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
   bool within_tolerance(std::uint32_t a, std::uint32_t b);
   void commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key);
-  AttributeSums change_attributes(Vec3 place);
+  void change_attributes(Vec3 place);
   void record_wedges(std::uint32_t a, std::uint32_t b);
   std::uint32_t new_node(std::uint32_t lowest);
   void finish_step();
@@ -101,7 +101,7 @@ class LadderBuilder {
     return std::span(fan_faces_).subspan(fan_.surviving, fan_.count - fan_.surviving);
   }
   // The third corner of a face that goes.
-  std::uint32_t opposite(StarEntry const& face) const { return face.next == fan_.b ? face.previous : face.next; }
+  std::uint32_t opposite(StarEntry const& face) const { return face.next ^ face.previous ^ fan_.b; }
   bool is_opposite(std::uint32_t v) const {
     bool found = false;
     for (std::uint32_t i = fan_.surviving; i < fan_.count; ++i) found |= opposite(fan_faces_[i]) == v;
@@ -164,6 +164,7 @@ class LadderBuilder {
   std::vector<Side> refresh_sides_;
   std::vector<std::uint32_t> ring_;
   std::vector<AttributeSums> survivor_terms_, dying_terms_;  // before the change
+  AttributeSums merged_attributes_;
   WedgeMerge merge_;
   WedgeMerge merge_scratch_;
   Point place_point_{};  // the new place as it will be written

@@ -59,7 +59,7 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
 bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
   std::span<StarEntry const> const star_a = std::as_const(stars_).star(a);
   std::span<StarEntry const> const star_b = std::as_const(stars_).star(b);
-  std::size_t const room = padded_to_lanes(static_cast<std::uint32_t>(2 * star_a.size() + star_b.size()));
+  std::size_t const room = 2 * star_a.size() + star_b.size() + kMaxLanes;
   if (fan_faces_.size() < room) {
     fan_faces_.resize(room);
     fan_changes_.resize(room);
@@ -70,20 +70,21 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
   std::uint32_t going = 0;
   StarEntry* const gone = fan_faces_.data() + star_a.size() + star_b.size();
   for (StarEntry const& entry : star_a) {
-    bool const on_edge = (entry.next == b) | (entry.previous == b);
+    auto const on_edge = static_cast<std::uint32_t>((entry.next == b) | (entry.previous == b));
     fan_faces_[kept] = entry;
     gone[going] = entry;
-    kept += on_edge ? 0U : 1U;
-    going += on_edge ? 1U : 0U;
+    kept += 1 - on_edge;
+    going += on_edge;
   }
   fan_.of_a = kept;
   for (StarEntry const& entry : star_b) {
     fan_faces_[kept] = entry;
-    kept += (entry.next == a) | (entry.previous == a) ? 0U : 1U;
+    kept += 1 - static_cast<std::uint32_t>((entry.next == a) | (entry.previous == a));
   }
   fan_.surviving = kept;
   for (std::uint32_t i = 0; i < going; ++i) fan_faces_[kept++] = gone[i];
   fan_.count = kept;
+  for (std::uint32_t i = 0; kept > 0 && i < kMaxLanes; ++i) fan_faces_[kept + i] = fan_faces_[kept - 1];
   fan_.faces = fan_faces_.data();
   fan_.a = a;
   fan_.b = b;
@@ -109,8 +110,10 @@ bool LadderBuilder::link_condition(std::uint32_t a, std::uint32_t b) {
   }
   if (shared != opposites) return false;
 
-  // Two faces over the same two opposite vertices would come to lie on each other (the last tetrahedron).
-  if (opposites >= 2) {
+  // Two faces over the same two opposite vertices would come to lie on each other (the last tetrahedron). In a closed
+  // fan two neighbours of b share a face only where there are but three.
+  bool const closed_fans = (va.flags & kIrregular) == 0;
+  if (opposites >= 2 && !(closed_fans && va.star_count > 3)) {
     std::span<StarEntry const> const mine = survivors().first(fan_.of_a);
     std::span<StarEntry const> const others = survivors().subspan(fan_.of_a);
     for (StarEntry const& face : mine) {

@@ -46,23 +46,22 @@ void LadderBuilder::record_wedges(std::uint32_t a, std::uint32_t b) {
   }
 }
 
-// Brings the ring's attribute sums up to date; gives those of the merged vertex.
-AttributeSums LadderBuilder::change_attributes(Vec3 place) {
-  AttributeSums kept;
+// Brings the ring's attribute sums up to date, and works out those of the merged vertex.
+void LadderBuilder::change_attributes(Vec3 place) {
+  merged_attributes_ = {};
   for (std::uint32_t i = 0; i < fan_.count; ++i) {
     StarEntry const& face = fan_faces_[i];
     bool const stays = i < fan_.surviving;
     AttributeSums change;
     if (stays) {
       change = attribute_terms(face, place);
-      kept.add(change, 1);
+      merged_attributes_.add(change, 1);
     }
     change.add(stays ? survivor_terms_[i] : dying_terms_[i - fan_.surviving], -1);
     for (std::uint32_t const v : {face.next, face.previous}) {
       if ((stars_.vertex(v).flags & kIrregular) == 0) attribute_sums_[v].add(change, 1);
     }
   }
-  return kept;
 }
 
 // Makes the collapse that `check` has just allowed. The vertex with the larger star keeps its number, so that fewer
@@ -105,19 +104,23 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
       if ((vertex.flags & kIrregular) == 0) add(fan_changes_[i], vertex);
     }
   }
-  AttributeSums const kept_attributes = with_attributes ? change_attributes(place) : AttributeSums{};
+  if (with_attributes) change_attributes(place);
   // The ring, each vertex once: neighbours of a, then those of b that are not a's.
   // Which are to be left out cannot be foreseen: no branches.
   ring_.resize(std::size_t{own_neighbours_.count} + other_neighbours_.count);
   std::size_t ring_size = 0;
-  for (std::uint32_t const v : own_neighbours_.span()) {
+  bool any_set_aside = false;
+  unsigned ring_flags = 0;
+  auto const add_to_ring = [&](std::uint32_t v, bool belongs) {
+    Vertex& vertex = stars_.vertex(v);
+    any_set_aside |= vertex.bucket == kSetAside;
+    ring_flags |= vertex.flags;
+    vertex.flags = static_cast<std::uint8_t>(vertex.flags & ~kFresh);
     ring_[ring_size] = v;
-    ring_size += v != b ? 1U : 0U;
-  }
-  for (std::uint32_t const v : other_neighbours_.span()) {
-    ring_[ring_size] = v;
-    ring_size += (v != a) & !is_opposite(v) ? 1U : 0U;
-  }
+    ring_size += static_cast<std::size_t>(belongs);
+  };
+  for (std::uint32_t const v : own_neighbours_.span()) add_to_ring(v, v != b);
+  for (std::uint32_t const v : other_neighbours_.span()) add_to_ring(v, (v != a) & !is_opposite(v));
   ring_.resize(ring_size);
   // The star of the vertex that is kept is renamed too, and then written anew.
   for (std::uint32_t const v : (swapped ? own_neighbours_ : other_neighbours_).span()) stars_.rename(v, gone, kept);
@@ -143,16 +146,16 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     std::memcpy(static_cast<void*>(&vertex), kept_sums, sizeof(kept_sums));
     vertex.set_position(place);
     if (with_attributes) {
-      attribute_sums_[kept] = kept_attributes;
+      attribute_sums_[kept] = merged_attributes_;
       set_attribute_values(kept);
     }
   } else {
     refresh(kept);
   }
-  for (std::uint32_t const v : ring_) {
-    Vertex& neighbour = stars_.vertex(v);
-    neighbour.flags = static_cast<std::uint8_t>(neighbour.flags & ~kFresh);
-    if ((neighbour.flags & (kIrregular | kDead)) == kIrregular) refresh(v);
+  if ((ring_flags & kIrregular) != 0) {
+    for (std::uint32_t const v : ring_) {
+      if ((stars_.vertex(v).flags & (kIrregular | kDead)) == kIrregular) refresh(v);
+    }
   }
   if (live_components_ > 0) {
     Component& component = components_[component_of_[kept]];
@@ -161,6 +164,10 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   }
   finish_step();
 
+  if (!any_set_aside) {
+    process(kept, 0);
+    return;
+  }
   // `process` overwrites the scratch of this collapse; the ring is not part of what it uses.
   std::vector<std::uint32_t> ring;
   ring.swap(ring_);

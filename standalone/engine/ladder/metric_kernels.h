@@ -35,7 +35,7 @@ struct FaceRow {
 
 // A fan: the faces of two stars, seen from the ends a and b of an edge.
 struct Fan {
-  StarEntry const* faces;
+  StarEntry const* faces;   // `count`, and kMaxLanes copies of the last
   std::uint32_t of_a;       // faces before this one have a as their corner, and stay
   std::uint32_t surviving;  // from `of_a` to this one: b is the corner, and they stay; from here on faces of a that go
   std::uint32_t count;

@@ -272,7 +272,7 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
     Vertex const* next_ends[width];
     Vertex const* previous_ends[width];
     for (std::uint32_t k = 0; k < width; ++k) {
-      StarEntry const& entry = fan.faces[first + k < fan.count ? first + k : fan.count - 1];
+      StarEntry const& entry = fan.faces[first + k];
       next_ends[k] = vertices + entry.next;
       previous_ends[k] = vertices + entry.previous;
     }

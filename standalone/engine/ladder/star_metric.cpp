@@ -1,8 +1,10 @@
 #include "standalone/engine/ladder/star_metric.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "standalone/engine/ladder/lanes.h"
 
@@ -111,7 +113,7 @@ void list_neighbours(Stars const& stars, std::uint32_t v, Neighbours& neighbours
 
 void Candidates::resize(std::uint32_t size) {
   count = size;
-  std::size_t const padded = padded_to_lanes(size);
+  std::size_t const padded = padded_to_lanes(size) + kMaxLanes;
   if (keys.size() >= padded) return;
   for (auto* lane : {&keys, &x, &y, &z, &ex, &ey, &ez}) lane->resize(padded);
 }
@@ -120,6 +122,21 @@ void evaluate(MetricKernels const& kernels, Stars const& stars, std::uint32_t v,
   list_neighbours(stars, v, candidates.neighbours);
   candidates.resize(candidates.neighbours.count);
   kernels.evaluate_star(stars.vertices(), v, candidates.neighbours.ids.data(), candidates.count, candidates.arrays());
+  for (std::uint32_t k = 0; k < kMaxLanes; ++k) {
+    candidates.keys[candidates.count + k] = std::numeric_limits<float>::infinity();
+  }
+}
+
+bool Candidates::find_cheapest(std::uint32_t& best) const {
+  // Keys are not negative, so their bits are in their order.
+  std::uint64_t lowest = std::numeric_limits<std::uint64_t>::max();
+  for (std::uint32_t first = 0; first < count; first += kMaxLanes) {
+    for (std::uint32_t i = first; i < first + kMaxLanes; ++i) {
+      lowest = std::min(lowest, std::uint64_t{std::bit_cast<std::uint32_t>(keys[i])} << 32 | i);
+    }
+  }
+  best = static_cast<std::uint32_t>(lowest);
+  return count > 0 && keys[best] < std::numeric_limits<float>::infinity();
 }
 
 }  // namespace mirel::engine

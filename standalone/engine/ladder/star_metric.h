@@ -70,12 +70,14 @@ std::uint32_t count_shared(Neighbours const& a, Neighbours const& b);
 // The candidates of one vertex: for each neighbour the key of the edge and where the merged vertex would go.
 struct Candidates {
   std::uint32_t count = 0;
-  Neighbours neighbours;  // in the order of the star
-  std::vector<float> keys;
+  Neighbours neighbours;          // in the order of the star
+  std::vector<float> keys;        // infinite behind the last, for a full set of lanes
   std::vector<float> x, y, z;     // relative to the vertex
   std::vector<float> ex, ey, ez;  // relative to the neighbour
 
   Vec3 offset(std::uint32_t i) const { return {x[i], y[i], z[i]}; }
+  // The lowest finite key, the first where there are several; false when there is none.
+  bool find_cheapest(std::uint32_t& best) const;
   // Makes room for `count` candidates.
   void resize(std::uint32_t count);
   // From candidate i on.

@@ -46,7 +46,11 @@ void Stars::remove(std::uint32_t v, std::uint32_t face) {
   StarEntry* const entries = entries_.get() + vertices_[v].star_begin;
   std::size_t place = count;
   for (std::size_t i = 0; i < count && place == count; i += kOverrun) {
-    for (std::size_t k = i; k < i + kOverrun; ++k) place = (entries[k].face() == face) & (k < place) ? k : place;
+    for (std::size_t k = i; k < i + kOverrun; ++k) {
+      // By arithmetic: where it is cannot be foreseen.
+      auto const here = static_cast<std::size_t>((entries[k].face() == face) & (k < place));
+      place ^= (place ^ k) & (0 - here);
+    }
   }
   if (place >= count) return;
   entries[place] = entries[count - 1];
