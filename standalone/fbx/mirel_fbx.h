@@ -1,7 +1,7 @@
 // What the standalone host wants to know of an FBX file beyond the FBX SDK's contract, as plain C.
 //
-// Every function speaks of the file that FbxImporter::Import of this process last read with success, as the file has it;
-// before the first, numbers are 0 and texts "". Texts are UTF-8 and stay until the next file is read. No function
+// Every function speaks of the file that FbxImporter::Import of this process last read with success, as the file has
+// it; before the first, numbers are 0 and texts "". Texts are UTF-8 and stay until the next file is read. No function
 // throws.
 #ifndef MIREL_FBX_H
 #define MIREL_FBX_H

@@ -15,6 +15,7 @@
 #include "src/frame/ruby_value.h"
 #include "src/import/fbx/texture_dump.h"
 
+// NOLINTNEXTLINE(readability-identifier-naming): the interpreter looks for this name.
 extern "C" __attribute__((visibility("default"))) void Init_mirel_textures();
 
 namespace {
