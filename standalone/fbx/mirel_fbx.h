@@ -22,6 +22,9 @@ int mirel_fbx_axis(int direction);
 // The length of a unit in centimeters.
 double mirel_fbx_unit(void);
 
+// Managers, each with a scene of its own, that are alive: for leak checks.
+int mirel_fbx_live_managers(void);
+
 #ifdef __cplusplus
 }
 #endif

@@ -11,6 +11,7 @@ module Recorder
 end
 
 require "stand_ins"
+require_relative "../support/fbx_file"
 
 BUILD = ENV.fetch("MIREL_BUILD")
 SUFFIX = RUBY_PLATFORM.include?("darwin") ? "bundle" : "so"
@@ -26,6 +27,9 @@ class LeakTest < Minitest::Test
   ENGINE = Fiddle.dlopen(File.join(BUILD, "lib", RUBY_PLATFORM.include?("darwin") ? "libbalancer.dylib" : "libbalancer.so"))
   LIVE_OBJECTS = Fiddle::Function.new(ENGINE["mirel_engine_live_objects"], [Fiddle::TYPE_VOIDP], Fiddle::TYPE_VOID)
 
+  FBX = Fiddle.dlopen(File.join(BUILD, "lib", RUBY_PLATFORM.include?("darwin") ? "libfbxsdk.dylib" : "libfbxsdk.so"))
+  LIVE_MANAGERS = Fiddle::Function.new(FBX["mirel_fbx_live_managers"], [], Fiddle::TYPE_INT)
+
   SIDE = 6
 
   attr_reader :importer
@@ -37,7 +41,7 @@ class LeakTest < Minitest::Test
   def live_objects
     counts = "\0".b * 16
     LIVE_OBJECTS.call(counts)
-    %i[sdks depots meshes ladders].zip(counts.unpack("L4")).to_h
+    %i[sdks depots meshes ladders].zip(counts.unpack("L4")).to_h.merge(fbx_managers: LIVE_MANAGERS.call)
   end
 
   # What stays behind after all cycles of the block.
@@ -47,7 +51,7 @@ class LeakTest < Minitest::Test
     live_objects.to_h { |kind, count| [kind, count - before.fetch(kind)] }
   end
 
-  NOTHING = { sdks: 0, depots: 0, meshes: 0, ladders: 0 }.freeze
+  NOTHING = { sdks: 0, depots: 0, meshes: 0, ladders: 0, fbx_managers: 0 }.freeze
 
   def grid_points = Array.new((SIDE + 1)**2) { |index| [index % (SIDE + 1), index / (SIDE + 1), Math.sin(index)] }
 
@@ -78,6 +82,15 @@ class LeakTest < Minitest::Test
     lines = grid_points.map { |point| point.join(" ") } +
             grid_triangles.map { |corners| "3 #{corners.map { |corner| corner - 1 }.join(" ")}" }
     File.write(path, "#{header}#{lines.join("\n")}\n")
+    path
+  end
+
+  def fbx_file
+    path = File.join(FOLDER, "grid.fbx")
+    file = FbxFile.new
+    polygons = grid_triangles.map { |corners| corners.map { |corner| corner - 1 } }
+    file.node("grid", mesh: file.mesh("grid", points: grid_points, polygons: polygons), materials: [file.material("red")])
+    File.write(path, file.text)
     path
   end
 
@@ -118,7 +131,7 @@ class LeakTest < Minitest::Test
     path = obj_file
     left = left_behind(1) { importer.import_obj(path) }
     assert_equal NOTHING.merge(sdks: 1, depots: 2, meshes: 1), left
-    assert_equal({ sdks: -1, depots: -2, meshes: -1, ladders: 0 }, left_behind(1) { importer.clear_balancer })
+    assert_equal(NOTHING.merge(sdks: -1, depots: -2, meshes: -1), left_behind(1) { importer.clear_balancer })
   end
 
   def test_ply_reduce_clear
@@ -131,8 +144,41 @@ class LeakTest < Minitest::Test
     assert_equal NOTHING, left
   end
 
-  def test_failed_imports
+  def test_fbx_reduce_clear
+    path = fbx_file
     left = left_behind do
+      importer.forget_imported
+      assert_equal true, importer.import_fbx(path)
+      reduce
+      importer.clear_balancer
+    end
+    assert_equal NOTHING, left
+  end
+
+  # An exception of a callback leaves the call's FBX objects behind, for good.
+  def test_a_raise_in_an_fbx_import_abandons_exactly_its_manager
+    path = fbx_file
+    Events.reset
+    left = left_behind do
+      importer.forget_imported
+      Events.hook = ->(_, name) { raise IOError, "stop" if name == "importer.add_mesh" }
+      assert_raises(IOError) { importer.import_fbx(path) }
+      Events.hook = nil
+      importer.clear_balancer
+    end
+    assert_equal NOTHING.merge(fbx_managers: CYCLES), left
+  ensure
+    Events.hook = nil
+  end
+
+  def test_failed_imports
+    cut = File.join(FOLDER, "cut.fbx")
+    File.write(cut, File.read(fbx_file)[0, 600])
+    left = left_behind do
+      assert_equal false, importer.import_fbx(File.join(FOLDER, "missing.fbx"))
+      importer.clear_balancer
+      assert_equal false, importer.import_fbx(cut)
+      importer.clear_balancer
       assert_equal false, importer.import_obj(File.join(FOLDER, "missing.obj"))
       importer.clear_balancer
       assert_equal false, importer.import_ply(File.join(FOLDER, "missing.ply"))

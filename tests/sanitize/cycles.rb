@@ -7,8 +7,8 @@
 require_relative "../../standalone/host/lib/mirel"
 
 folder, cycles = ARGV
-models = %w[terrain.obj terrain.ply terrain.stl quads.ply].map { |name| File.join(folder, name) }
-broken = %w[index.obj cut.ply empty.obj].map { |name| File.join(folder, name) }
+models = %w[terrain.obj terrain.ply terrain.stl quads.ply field.fbx].map { |name| File.join(folder, name) }
+broken = %w[index.obj cut.ply empty.obj cut.fbx].map { |name| File.join(folder, name) }
 
 importer = Zu::Mirel::Importer.new
 Integer(cycles).times do |cycle|

@@ -1,7 +1,19 @@
 // The manager and its settings.
+#include <algorithm>
+
+#include "standalone/fbx/mirel_fbx.h"
 #include "standalone/fbx/sdk/internals.h"
 
 namespace fbxsdk {
+namespace {
+
+// Whoever leaves a manager behind finds it here; never freed, so that this list outlives them all.
+std::vector<FbxManager*>& live_managers() {
+  static auto* const managers = new std::vector<FbxManager*>;
+  return *managers;
+}
+
+}  // namespace
 
 FbxManager::FbxManager() : mManager(nullptr) {}
 FbxManager::~FbxManager() {
@@ -11,16 +23,22 @@ FbxManager::~FbxManager() {
 FbxManager* FbxManager::Create() {
   FbxManager* const manager = new (std::nothrow) FbxManager;
   if (manager == nullptr) return nullptr;
-  manager->mManager = new (std::nothrow) Data;
-  if (manager->mManager != nullptr) return manager;
-  delete manager;
-  return nullptr;
+  try {
+    manager->mManager = new Data;
+    live_managers().push_back(manager);
+    return manager;
+  } catch (const std::bad_alloc&) {
+    delete manager;
+    return nullptr;
+  }
 }
 
 void FbxManager::Destroy() {
   for (FbxObject* const object : mManager->objects) {
     if (object != nullptr) Internals::destroy(object);
   }
+  std::vector<FbxManager*>& managers = live_managers();
+  managers.erase(std::find(managers.begin(), managers.end(), this));
   delete this;
 }
 
@@ -47,3 +65,7 @@ bool FbxIOSettings::GetBoolProp(const char* pName, bool pDefault) const {
 }
 
 }  // namespace fbxsdk
+
+extern "C" FBXSDK_DLL int mirel_fbx_live_managers() {
+  return static_cast<int>(fbxsdk::live_managers().size());
+}
