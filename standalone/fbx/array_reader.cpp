@@ -231,6 +231,11 @@ void read_array(ElementTree& tree, Element const* element, Array<FbxVector4>& re
 
 std::size_t read_few(Element const* element, std::size_t first_value, double* numbers, std::size_t count) {
   std::size_t found = 0;
+  if (element != nullptr && first_value < element->value_count &&
+      element->values[first_value].kind == Value::Kind::kLength) {
+    element = element->child("a");
+    first_value = 0;
+  }
   for (std::size_t k = first_value; element != nullptr && k < element->value_count && found < count; ++k) {
     Value const& value = element->values[k];
     if (is_number(value)) {

@@ -107,37 +107,52 @@ void PolygonCutter::clip_ears(std::vector<Index>& triangles) {
   }
   sort_into_grid();
   work_left_ = kWorkPerCorner * flat_.size();
-  Index at = 0;
+  // Corners to look at, first in first out: what a cut changes is looked at next, and everything again when nothing
+  // else is left.
+  queue_.resize(count);
+  is_queued_.assign(count, 1);
+  for (Index k = 0; k < count; ++k) queue_[k] = k;
+  std::size_t head = 0;
   Index left = count;
-  Index since_ear = 0;
-  // Set for one round when none of the corners is an ear: the polygon crosses or touches itself, or is flat.
-  bool take_flat = false;
-  bool take_any = false;
+  Index left_at_refill = count;
+  enum class Mode { kEars, kFlat, kAny } mode = Mode::kEars;
+  Index at = 0;
   while (left > 3) {
-    Index const before = previous_[at];
-    Index const after = next_[at];
-    double const size = area(before, at, after);
-    bool ear = take_any || (take_flat && size == 0) || work_left_ == 0;
-    if (!ear && size > 0) ear = !holds_corner(before, at, after);
-    if (work_left_ > 0) --work_left_;
-    if (!ear) {
-      at = after;
-      if (++since_ear < left) continue;
-      since_ear = 0;
-      take_any = take_flat;
-      take_flat = true;
-      continue;
+    if (head == queue_.size()) {
+      // No ear in all of a round: the polygon crosses or touches itself, or is flat.
+      if (left == left_at_refill) mode = mode == Mode::kEars ? Mode::kFlat : Mode::kAny;
+      left_at_refill = left;
+      queue_.clear();
+      head = 0;
+      Index k = at;
+      do {
+        queue_.push_back(k);
+        is_queued_[k] = 1;
+        k = next_[k];
+      } while (k != at);
     }
-    triangles.insert(triangles.end(), {before, at, after});
+    Index const corner = queue_[head++];
+    is_queued_[corner] = 0;
+    if (is_gone_[corner] != 0) continue;
+    Index const before = previous_[corner];
+    Index const after = next_[corner];
+    double const size = area(before, corner, after);
+    bool ear = mode == Mode::kAny || (mode == Mode::kFlat && size == 0) || work_left_ == 0;
+    if (!ear && size > 0) ear = !holds_corner(before, corner, after);
+    if (work_left_ > 0) --work_left_;
+    if (!ear) continue;
+    triangles.insert(triangles.end(), {before, corner, after});
     next_[before] = after;
     previous_[after] = before;
-    is_gone_[at] = 1;
+    is_gone_[corner] = 1;
     --left;
-    since_ear = 0;
-    take_flat = false;
-    take_any = false;
-    // Going on beyond the next corner keeps the triangles from all meeting in one.
-    at = next_[after];
+    at = after;
+    mode = Mode::kEars;
+    for (Index const changed : {before, after}) {
+      if (is_queued_[changed] != 0) continue;
+      is_queued_[changed] = 1;
+      queue_.push_back(changed);
+    }
   }
   triangles.insert(triangles.end(), {previous_[at], at, next_[at]});
 }

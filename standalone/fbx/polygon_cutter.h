@@ -44,6 +44,8 @@ class PolygonCutter {
   std::vector<Index> previous_;
   std::vector<Index> next_;
   std::vector<char> is_gone_;
+  std::vector<Index> queue_;
+  std::vector<char> is_queued_;
   // Reflex corners by cell of a grid, for polygons of many corners.
   std::vector<Index> cell_starts_;
   std::vector<Index> cell_corners_;
