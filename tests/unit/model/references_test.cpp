@@ -87,6 +87,29 @@ TEST_F(ReferencesTest, AReleasedObjectIsInvalid) {
   EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUModelSaveToFile(gone, "out.glb"));
 }
 
+TEST_F(ReferencesTest, NothingIsMadeOverAValidReference) {
+  void* const taken = model_.ptr;
+  SUEntitiesRef inside = {};
+  SUComponentDefinitionRef const definition = add_definition("Chair", inside);
+  SUGroupRef group = {taken};
+  EXPECT_EQ(SU_ERROR_OVERWRITE_VALID, SUGroupCreate(&group));
+  SUComponentDefinitionRef other = {taken};
+  EXPECT_EQ(SU_ERROR_OVERWRITE_VALID, SUComponentDefinitionCreate(&other));
+  SUComponentInstanceRef instance = {taken};
+  EXPECT_EQ(SU_ERROR_OVERWRITE_VALID, SUComponentDefinitionCreateInstance(definition, &instance));
+  SUMaterialRef material = {taken};
+  EXPECT_EQ(SU_ERROR_OVERWRITE_VALID, SUMaterialCreate(&material));
+  SUTextureRef texture = {taken};
+  EXPECT_EQ(SU_ERROR_OVERWRITE_VALID, SUTextureCreateFromFile(&texture, "no/such/file.png", 1, 1));
+  SULoopInputRef loop = {taken};
+  EXPECT_EQ(SU_ERROR_OVERWRITE_VALID, SULoopInputCreate(&loop));
+  SUGeometryInputRef input = {taken};
+  EXPECT_EQ(SU_ERROR_OVERWRITE_VALID, SUGeometryInputCreate(&input));
+  for (void const* const kept : {group.ptr, other.ptr, instance.ptr, material.ptr, texture.ptr, loop.ptr, input.ptr}) {
+    EXPECT_EQ(taken, kept);
+  }
+}
+
 TEST_F(ReferencesTest, NullPointers) {
   SUMaterialRef const material = add_material("Red", {});
   EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUMaterialSetName(material, nullptr));
@@ -95,13 +118,129 @@ TEST_F(ReferencesTest, NullPointers) {
   EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUModelSaveToFile(model_, nullptr));
   EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUModelGetEntities(model_, nullptr));
   EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUModelGetNumMaterials(model_, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUModelGetNumComponentDefinitions(model_, nullptr));
   EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUModelAddMaterials(model_, 1, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUModelAddComponentDefinitions(model_, 1, nullptr));
   std::size_t count = 0;
+  SUMaterialRef materials[1] = {};
+  SUComponentDefinitionRef definitions[1] = {};
   EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUModelGetMaterials(model_, 1, nullptr, &count));
-  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUEntitiesGetEdges(root_, false, 1, nullptr, &count));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUModelGetMaterials(model_, 1, materials, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUModelGetComponentDefinitions(model_, 1, nullptr, &count));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUModelGetComponentDefinitions(model_, 1, definitions, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUTextureCreateFromFile(nullptr, nullptr, 1, 1));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUTextureCreateFromFile(nullptr, "no/such/file.png", 1, 1));
+}
+
+TEST_F(ReferencesTest, NullPointersToStrings) {
   SUStringRef text = {};
   EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUStringCreateFromUTF8(&text, nullptr));
-  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUTextureCreateFromFile(nullptr, nullptr, 1, 1));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUStringCreateFromUTF8(nullptr, "text"));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUStringRelease(nullptr));
+  ASSERT_EQ(SU_ERROR_NONE, SUStringCreateFromUTF8(&text, "text"));
+  std::size_t count = 0;
+  char buffer[8] = {};
+  int order = 7;
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUStringGetUTF8Length(text, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUStringGetUTF8(text, 8, nullptr, &count));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUStringGetUTF8(text, 8, buffer, nullptr));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUStringGetUTF8({}, 8, buffer, &count));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUStringCompare(text, text, nullptr));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUStringCompare(text, {}, &order));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUStringCompare({}, text, &order));
+  EXPECT_EQ(7, order);
+  EXPECT_EQ(SU_ERROR_NONE, SUStringRelease(&text));
+}
+
+TEST_F(ReferencesTest, NullPointersToGroupsAndComponents) {
+  SUEntitiesRef inside = {};
+  SUComponentDefinitionRef const definition = add_definition("Chair", inside);
+  SUGroupRef group = {};
+  SUComponentInstanceRef instance = {};
+  ASSERT_EQ(SU_ERROR_NONE, SUGroupCreate(&group));
+  ASSERT_EQ(SU_ERROR_NONE, SUEntitiesAddGroup(root_, group));
+  ASSERT_EQ(SU_ERROR_NONE, SUComponentDefinitionCreateInstance(definition, &instance));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUGroupSetName(group, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUGroupSetTransform(group, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUGroupGetEntities(group, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUComponentDefinitionCreate(nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUComponentDefinitionSetName(definition, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUComponentDefinitionGetName(definition, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUComponentDefinitionGetEntities(definition, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUComponentDefinitionCreateInstance(definition, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUComponentInstanceSetTransform(instance, nullptr));
+  // The name that an instance got has to go into a string.
+  SUStringRef name = {};
+  EXPECT_EQ(SU_ERROR_INVALID_OUTPUT, SUEntitiesAddInstance(root_, instance, &name));
+  ASSERT_EQ(SU_ERROR_NONE, SUStringCreate(&name));
+  EXPECT_EQ(SU_ERROR_NONE, SUEntitiesAddInstance(root_, instance, &name));
+  EXPECT_EQ(SU_ERROR_NONE, SUStringRelease(&name));
+}
+
+TEST_F(ReferencesTest, NullPointersToGeometry) {
+  SUGeometryInputRef input = make_input(cube_points(), {{0, 1, 2}}, {});
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUGeometryInputSetVertices(input, 3, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUGeometryInputFaceSetBackMaterial(input, 0, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_INPUT, SUGeometryInputRelease(nullptr));
+  // The number of the new face is told only to who asks.
+  SULoopInputRef loop = make_loop({0, 2, 3}, false);
+  EXPECT_EQ(SU_ERROR_NONE, SUGeometryInputAddFace(input, &loop, nullptr));
+  EXPECT_EQ(SU_ERROR_NONE, SUGeometryInputRelease(&input));
+  EXPECT_EQ(nullptr, input.ptr);
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUGeometryInputRelease(&input));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUEntitiesFill(root_, input, true));
+
+  fill(root_, cube_points(), cube_faces());
+  std::size_t count = 0;
+  SUEdgeRef edge = {};
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUEntitiesGetNumEdges(root_, false, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUEntitiesGetEdges(root_, false, 1, nullptr, &count));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUEntitiesGetEdges(root_, false, 1, &edge, nullptr));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUEntitiesGetEdges({}, false, 1, &edge, &count));
+  ASSERT_EQ(SU_ERROR_NONE, SUEntitiesGetEdges(root_, false, 1, &edge, &count));
+  SUFaceRef face = {};
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUEdgeGetNumFaces(edge, nullptr));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUEdgeGetFaces(edge, 1, nullptr, &count));
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUEdgeGetFaces(edge, 1, &face, nullptr));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUEdgeGetFaces({}, 1, &face, &count));
+  ASSERT_EQ(SU_ERROR_NONE, SUEdgeGetFaces(edge, 1, &face, &count));
+  EXPECT_EQ(1U, count);
+  EXPECT_EQ(SU_ERROR_NULL_POINTER_OUTPUT, SUFaceGetNormal(face, nullptr));
+}
+
+// Every function that takes a reference, given an invalid one where InvalidReferencesAreSaidToBe gives none.
+TEST_F(ReferencesTest, MoreInvalidReferences) {
+  std::size_t count = 0;
+  SUEntitiesRef entities = {};
+  SUStringRef text = {};
+  SUModelRef none = {};
+  SUMaterialRef material = {};
+  SUComponentDefinitionRef definition = {};
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUModelRelease(&none));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUModelAddMaterials({}, 1, &material));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUModelAddMaterials(model_, 1, &material));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUModelAddComponentDefinitions({}, 1, &definition));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUModelAddComponentDefinitions(model_, 1, &definition));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUModelGetMaterials({}, 1, &material, &count));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUModelGetNumComponentDefinitions({}, &count));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUModelGetComponentDefinitions({}, 1, &definition, &count));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUComponentDefinitionSetName({}, "name"));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUComponentDefinitionGetEntities({}, &entities));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUMaterialSetName({}, "name"));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUMaterialGetName({}, &text));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUMaterialSetTexture(add_material("Red", {}), {}));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SULoopInputEdgeSetSoft({}, 0, true));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SULoopInputEdgeSetSmooth({}, 0, true));
+  SULoopInputRef loop = make_loop({0, 1, 2}, false);
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUGeometryInputAddFace({}, &loop, &count));
+  EXPECT_EQ(SU_ERROR_OUT_OF_RANGE, SULoopInputEdgeSetSmooth(loop, 3, true));
+  SUGeometryInputRef input = make_input(cube_points(), {}, {});
+  EXPECT_EQ(SU_ERROR_NONE, SUGeometryInputAddFace(input, &loop, &count));
+  SUMaterialInput const side = {};
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUGeometryInputFaceSetFrontMaterial({}, 0, &side));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUGeometryInputFaceSetBackMaterial({}, 0, &side));
+  EXPECT_EQ(SU_ERROR_INVALID_INPUT, SUEntitiesFill({}, input, true));
+  EXPECT_EQ(SU_ERROR_NONE, SUGeometryInputRelease(&input));
 }
 
 TEST_F(ReferencesTest, ANameNeedsAStringToGoTo) {
