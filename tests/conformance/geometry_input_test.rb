@@ -193,6 +193,25 @@ class GeometryInputTest < ExportTest
     end
   end
 
+  # One hard edge, at each of the three places.
+  def test_each_flag_is_of_its_own_edge
+    3.times do |hard|
+      start
+      Recorder.indices("getFaceEdgeFlags", Array.new(3) { |edge| edge == hard ? 0x02 : 0xDD })
+      soft = Array.new(3) { |edge| edge != hard }
+      assert_equal soft.each_with_index.map { |answer, edge| "SULoopInputEdgeSetSoft loop1 #{edge} #{answer}" },
+                   export_mesh([]).grep(/EdgeSetSoft/)
+    end
+  end
+
+  def test_a_single_face_set_is_asked_for
+    Recorder.answer("getNumFaceSets", 1)
+    Recorder.indices("getFaceSetOfFace", [1])
+    lines = export_mesh(%w[Red Blue])
+    assert_includes lines, "depot1.mesh0.getFaceSetOfFace 0"
+    assert_equal %w[material2], lines.grep(/SUGeometryInputFaceSet/).map { |line| line.split[3] }
+  end
+
   def test_a_clear_while_materials_are_made
     importer.define_singleton_method(:material_exported) { |*| clear_balancer }
     assert_fails("Mesh has not been created") { export_mesh }

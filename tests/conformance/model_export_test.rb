@@ -458,6 +458,7 @@ class ModelExportTest < ExportTest
       error = stop.new("mine")
       arm.call { raise error }
       assert_same error, assert_raises(stop) { export(root) }
+      assert_abandoned
     end
   end
 
@@ -465,7 +466,34 @@ class ModelExportTest < ExportTest
     each_event do |root, arm|
       arm.call { throw :out, :thrown }
       assert_equal :thrown, catch(:out) { export(root) }
+      assert_abandoned
     end
+  end
+
+  def test_break_from_each_callback
+    each_event do |root, arm|
+      assert_equal :broken, leave_by_break(root, arm)
+      assert_abandoned
+    end
+  end
+
+  # A break leaves the method that took the block, with the native method in between.
+  def leave_by_break(root, arm)
+    with_block(root, arm) { break :broken }
+  end
+
+  def with_block(root, arm, &block)
+    arm.call(&block)
+    export(root)
+    :not_broken
+  end
+
+  # The model is neither saved nor released, and the API stays initialised.
+  def assert_abandoned
+    lines = log
+    refute_dead_calls(lines)
+    assert_equal "SUInitialize", sketchup_log(lines).first
+    assert_empty lines.grep(/SUModelSaveToFile|SUModelRelease|SUTerminate/)
   end
 
   def test_clear_in_each_callback

@@ -2,6 +2,7 @@
 
 ENV["MIREL_EXTENSION"] = "mirel_test"
 require "conformance"
+require "scenarios"
 
 # get_triangles, get_points, get_mesh_bounds, get_uvs, get_remapped_mesh, and the matrices behind them.
 class ReadbackTest < Conformance::Test
@@ -140,6 +141,16 @@ class ReadbackTest < Conformance::Test
     MirelTest.preview = [nil] * 5
     assert_raises(TypeError) { importer.get_triangles(nil, IDENTITY) }
     assert_same triangles, MirelTest.preview[0]
+  end
+
+  def test_the_transform_is_read_before_the_index
+    %i[get_triangles get_points].each do |method|
+      Events.reset
+      clear_log
+      index = Scenarios::Number.new(0)
+      importer.public_send(method, index, IDENTITY[0, 15] + [Scenarios::MatrixEntry.new(1)])
+      assert_equal ["entry.to_f", "number.to_int", "depot1.getMesh 0"], log.first(3)
+    end
   end
 
   def test_transform_is_column_major

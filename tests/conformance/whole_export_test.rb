@@ -108,6 +108,40 @@ class WholeExportTest < Minitest::Test
     refute_path_exists File.join(FOLDER, "none.glb")
   end
 
+  # Raised in turn at every call of a Ruby method that the export makes.
+  def test_a_raise_from_each_callback_abandons_its_model_and_no_more
+    path = File.join(FOLDER, "kept.glb")
+    File.binwrite(path, "kept")
+    root = scene
+    Events.reset
+    importer.export_skp(File.join(FOLDER, "counted.glb"), nil, root, true)
+    events = Events.count
+    assert_operator events, :>, 60
+    before = objects
+    events.times { |place| assert_equal "stop", raise_at(place, path) }
+    left = objects.to_h { |kind, count| [kind, count - before.fetch(kind)] }
+    assert_equal events, left[:models]
+    # One collection for each model and at most one for each definition and group that was made.
+    assert_operator left[:entities], :<=, events + left[:definitions] + left[:groups]
+    assert_operator left[:geometry_inputs], :<=, events
+    assert_equal [0, 0], left.values_at(:loop_inputs, :strings)
+    assert_equal "kept", File.binread(path)
+    assert_equal ["kept.glb"], Dir.children(FOLDER).grep(/kept/)
+  ensure
+    Events.reset
+  end
+
+  # The message of what came out of an export in which that event raises.
+  def raise_at(place, path)
+    root = scene
+    Events.reset
+    Events.hook = ->(index, _) { raise IOError, "stop" if index == place }
+    importer.export_skp(path, nil, root, true)
+    "returned"
+  rescue IOError => error
+    error.message
+  end
+
   def test_a_missing_texture
     root = scene
     importer.imported_materials["Red"] = Export.description(texture: "no/such.png", width: 1, height: 1)
