@@ -113,7 +113,9 @@ void read_packed(ElementTree& tree, Value const& value, Array<T>& result) {
   if (encoding == 1 && raw_size / 1040 > value.size) throw ReadError("The file is damaged: an array is cut short");
   std::size_t const count = numbers / kSize;
   std::size_t const value_bytes = count * sizeof(T);
-  std::size_t const block_bytes = std::max(value_bytes, raw_size);
+  // Numbers that make no whole value move the others away from the block's end.
+  std::size_t const left_over = (numbers - count * kSize) * number_size;
+  std::size_t const block_bytes = std::max(value_bytes + left_over, raw_size);
   tree.budget.take(block_bytes);
   if (!result.allocate((block_bytes + sizeof(T) - 1) / sizeof(T))) throw std::bad_alloc();
   if (result.empty()) return;

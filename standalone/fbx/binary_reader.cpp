@@ -70,8 +70,9 @@ class BinaryReader {
   }
 
   void read_values(Element& element, std::size_t position, std::size_t end, std::size_t count) {
-    values_.clear();
-    if (count > end - position) fail("an element has fewer values than it says");
+    // Each has at least its type and one byte.
+    if (count > (end - position) / 2) fail("an element has fewer values than it says");
+    Value* const values = tree_.add_values(count);
     auto const need = [&](std::size_t size) {
       if (size > end - position) fail("a value is cut short");
     };
@@ -141,17 +142,16 @@ class BinaryReader {
         default:
           fail("a value has an unknown type");
       }
-      values_.push_back(value);
+      values[k] = value;
     }
-    element.values = tree_.add_values(values_);
-    element.value_count = static_cast<std::uint32_t>(values_.size());
+    element.values = values;
+    element.value_count = static_cast<std::uint32_t>(count);
   }
 
   std::string_view bytes_;
   ElementTree& tree_;
   bool wide_;
   bool swap_;
-  std::vector<Value> values_;
 };
 
 }  // namespace

@@ -21,17 +21,19 @@ bool is_properties(Element const& element) {
 
 bool read_entry(Element const& element, PropertyEntry& entry) {
   bool const is_new = element.name() == "P";
-  if (!is_new && element.name() != "Property") return false;
+  if ((!is_new && element.name() != "Property") || element.value_count < 2) return false;
   entry.name = raw_text(&element, 0);
   entry.type = raw_text(&element, 1);
   entry.element = &element;
   entry.first_value = is_new ? 4 : 3;
-  return element.value_count >= 2;
+  return true;
 }
 
 }  // namespace
 
 Document::Document(ElementTree& tree) : tree_(tree) {
+  objects_.reserve(count_children("Objects"));
+  connections_.reserve(count_children("Connections"));
   for (Element const* section = tree.root.first_child; section != nullptr; section = section->next) {
     if (section->name() == "Objects") {
       for (Element const* one = section->first_child; one != nullptr; one = one->next) add_object(*one);
@@ -46,6 +48,16 @@ Document::Document(ElementTree& tree) : tree_(tree) {
   }
 }
 
+std::size_t Document::count_children(std::string_view section_name) const {
+  std::size_t count = 0;
+  for (Element const* section = tree_.root.first_child; section != nullptr; section = section->next) {
+    if (section->name() != section_name) continue;
+    for (Element const* one = section->first_child; one != nullptr; one = one->next) ++count;
+  }
+  tree_.budget.take(count * (section_name == "Objects" ? sizeof(DocumentObject) : sizeof(Connection)));
+  return count;
+}
+
 void Document::add_object(Element const& element) {
   if (element.name() == "GlobalSettings") {
     if (global_settings_ == nullptr) global_settings_ = &element;
@@ -58,7 +70,8 @@ void Document::add_object(Element const& element) {
   std::string_view const full = raw_text(&element, next);
   if (!has_id && full.empty()) return;
   std::size_t const index = objects_.size();
-  tree_.budget.take(sizeof(DocumentObject) + 64);
+  // Its entry in one of the maps.
+  tree_.budget.take(96);
   DocumentObject& object = objects_.emplace_back();
   object.type = element.name();
   object.kind = raw_text(&element, next + 1);
@@ -110,7 +123,6 @@ void Document::read_connections(Element const& section) {
     connection.target = find_object(one->values[2], target_is_root);
     connection.property = property;
     if (connection.source == kNoObject || (connection.target == kNoObject && !target_is_root)) continue;
-    tree_.budget.take(sizeof(Connection));
     connections_.push_back(connection);
   }
 }
@@ -125,16 +137,21 @@ bool Document::find_property(Element const* holder, std::string_view name, Prope
   return false;
 }
 
-std::vector<PropertyEntry> Document::list_properties(Element const* holder) {
-  std::vector<PropertyEntry> entries;
-  for (Element const* list = holder == nullptr ? nullptr : holder->first_child; list != nullptr; list = list->next) {
+bool Document::next_property(Element const* holder, PropertyEntry& entry) {
+  bool const begins = entry.element == nullptr;
+  Element const* list = begins ? (holder == nullptr ? nullptr : holder->first_child) : entry.list;
+  Element const* one = begins ? nullptr : entry.element->next;
+  bool in_list = !begins;
+  for (; list != nullptr; list = list->next, in_list = false) {
     if (!is_properties(*list)) continue;
-    for (Element const* one = list->first_child; one != nullptr; one = one->next) {
-      PropertyEntry entry;
-      if (read_entry(*one, entry)) entries.push_back(entry);
+    if (!in_list) one = list->first_child;
+    for (; one != nullptr; one = one->next) {
+      if (!read_entry(*one, entry)) continue;
+      entry.list = list;
+      return true;
     }
   }
-  return entries;
+  return false;
 }
 
 Element const* Document::find_template(std::string_view type, std::string_view class_name) const {

@@ -17,6 +17,8 @@ struct PropertyEntry {
   std::string_view name;
   std::string_view type;
   Element const* element = nullptr;
+  // The list that holds the element; only next_property sets it.
+  Element const* list = nullptr;
   // The first of the element's values that is the property's own.
   std::size_t first_value = 0;
 };
@@ -55,8 +57,9 @@ class Document {
 
   // The value that an object has for a property, else null.
   static bool find_property(Element const* holder, std::string_view name, PropertyEntry& found);
-  // All of an element's own properties.
-  static std::vector<PropertyEntry> list_properties(Element const* holder);
+  // Goes through an element's own properties: the one behind `entry`, the first for an entry that is still empty.
+  // False at the end.
+  static bool next_property(Element const* holder, PropertyEntry& entry);
   // What the file defines as default for an object type; the class name chooses where there are several.
   Element const* find_template(std::string_view type, std::string_view class_name) const;
 
@@ -64,6 +67,8 @@ class Document {
   std::string text(Value const& value) const;
 
  private:
+  // In all sections of that name; their memory is taken from the budget.
+  std::size_t count_children(std::string_view section_name) const;
   void add_object(Element const& element);
   void read_connections(Element const& section);
   std::size_t find_object(Value const& value, bool& is_root) const;

@@ -55,8 +55,13 @@ struct Element {
 // Owner of all elements and values of a tree.
 class ElementTree {
  public:
-  explicit ElementTree(std::size_t file_size) : budget(file_size) {}
+  explicit ElementTree(std::size_t file_size)
+      : shared_budget(std::make_shared<MemoryBudget>(file_size)), budget(*shared_budget) {}
+  // The tree's own part of the budget, for when it goes.
+  std::size_t size_in_memory() const { return size_in_memory_; }
   Element* add_element();
+  // Values to be filled in by the caller.
+  Value* add_values(std::size_t count);
   Value const* add_values(std::vector<Value> const& values);
 
   // A nameless element whose children are the file's top level.
@@ -64,9 +69,14 @@ class ElementTree {
   int version = 0;
   bool is_text = false;
   bool is_big_endian = false;
-  MemoryBudget budget;
+  std::shared_ptr<MemoryBudget> const shared_budget;
+  MemoryBudget& budget;
 
  private:
+  void take(std::size_t bytes) {
+    budget.take(bytes);
+    size_in_memory_ += bytes;
+  }
   static constexpr std::size_t kBlockElements = 256;
   static constexpr std::size_t kBlockValues = 1024;
   std::vector<std::unique_ptr<Element[]>> element_blocks_;
@@ -74,6 +84,7 @@ class ElementTree {
   std::size_t elements_used_ = kBlockElements;
   std::size_t values_used_ = kBlockValues;
   std::size_t value_block_size_ = kBlockValues;
+  std::size_t size_in_memory_ = 0;
 };
 
 inline constexpr int kDeepestElement = 128;

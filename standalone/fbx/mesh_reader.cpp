@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <set>
 
 #include "standalone/fbx/array_reader.h"
@@ -63,11 +64,17 @@ std::int64_t number_of(Element const* element) {
   return element == nullptr ? 0 : number_of(*element);
 }
 
-Element const* find_layer_element(Element const& geometry, std::string_view type, std::int64_t number) {
+// Elements of a geometry by name and number; of several the first.
+using LayerElements = std::map<std::pair<std::string_view, std::int64_t>, Element const*>;
+
+LayerElements index_layer_elements(Document const& document, Element const& geometry) {
+  LayerElements elements;
   for (Element const* one = geometry.first_child; one != nullptr; one = one->next) {
-    if (one->name() == type && number_of(*one) == number) return one;
+    if (one->name().substr(0, 12) != "LayerElement") continue;
+    document.tree().budget.take(sizeof(LayerElements::value_type) + 64);
+    elements.emplace(std::pair(one->name(), number_of(*one)), one);
   }
-  return nullptr;
+  return elements;
 }
 
 template <class T>
@@ -112,6 +119,7 @@ void add_to_layer(Document const& document, Element const& element, MeshLayer& l
     for (UvAttribute const& uvs : layer.uvs) {
       if (uvs.channel == channel) return;
     }
+    document.tree().budget.take(3 * sizeof(UvAttribute) + sizeof(fbxsdk::FbxLayerElementUV) + 64);
     UvAttribute& uvs = layer.uvs.emplace_back();
     uvs.channel = channel;
     read_uvs(document, element, uvs);
@@ -152,17 +160,18 @@ void read_polygons(Document const& document, Element const& geometry, MeshData& 
 }  // namespace
 
 void read_layers(Document const& document, Element const& geometry, MeshData& mesh) {
+  LayerElements const elements = index_layer_elements(document, geometry);
   bool has_layers = false;
   for (Element const* layer = geometry.first_child; layer != nullptr; layer = layer->next) {
     if (layer->name() != "Layer") continue;
     has_layers = true;
-    document.tree().budget.take(sizeof(MeshLayer));
+    document.tree().budget.take(3 * sizeof(MeshLayer) + 512);
     MeshLayer& read = mesh.layers.emplace_back();
     for (Element const* entry = layer->first_child; entry != nullptr; entry = entry->next) {
       if (entry->name() != "LayerElement") continue;
       std::string_view const type = raw_text(entry->child("Type"));
-      Element const* const element = find_layer_element(geometry, type, number_of(entry->child("TypedIndex")));
-      if (element != nullptr) add_to_layer(document, *element, read);
+      auto const found = elements.find(std::pair(type, number_of(entry->child("TypedIndex"))));
+      if (found != elements.end()) add_to_layer(document, *found->second, read);
     }
   }
   if (has_layers) return;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <map>
+#include <set>
 
 #include "standalone/fbx/array_reader.h"
 #include "standalone/fbx/mesh_reader.h"
@@ -130,7 +131,9 @@ class SceneBuilder {
   void build() {
     read_settings();
     read_transform(document_.find_template("Model", "FbxNode"), defaults_);
+    read_texture(document_.find_template("Texture", "FbxFileTexture"), texture_defaults_, false);
     std::size_t const count = document_.objects().size();
+    charge(count * (3 * sizeof(void*) + 2 * sizeof(std::size_t) + sizeof(std::string) + sizeof(int)));
     made_.resize(count);
     attributes_.resize(count);
     parents_.assign(count, kUnconnected);
@@ -174,7 +177,7 @@ class SceneBuilder {
   }
 
   static void read_transform(Element const* holder, Transform& transform) {
-    for (PropertyEntry const& entry : Document::list_properties(holder)) {
+    for (PropertyEntry entry; Document::next_property(holder, entry);) {
       std::string_view const name = entry.name;
       double number = 0;
       if (name == "Lcl Translation") {
@@ -212,6 +215,10 @@ class SceneBuilder {
   }
 
   void charge(std::size_t bytes) { document_.tree().budget.take(bytes); }
+  // Short texts are kept in the string itself.
+  void charge_text(std::string const& text) {
+    if (text.capacity() > std::string().capacity()) charge(text.capacity() + 16);
+  }
 
   void make_object(std::size_t index) {
     DocumentObject const& object = document_.objects()[index];
@@ -246,8 +253,12 @@ class SceneBuilder {
     data.local = local_matrix(data.transform);
     for (std::string_view const name : {"Visibility", "Show", "InheritType"}) {
       PropertyEntry entry;
-      if (Document::find_property(object.element, name, entry)) data.properties.push_back(read_value(document_, entry));
+      if (!Document::find_property(object.element, name, entry)) continue;
+      charge(2 * sizeof(PropertyValue));
+      data.properties.push_back(read_value(document_, entry));
+      charge_text(data.properties.back().text);
     }
+    sort_properties(data.properties);
     made_[index] = node;
     // Version 6 has no objects for attributes: the model holds them.
     bool const holds_mesh = object.element->child("Vertices") != nullptr;
@@ -271,13 +282,21 @@ class SceneBuilder {
   FbxNodeAttribute* make_geometry(DocumentObject const& object, FbxNodeAttribute::EType type, std::string const& name) {
     switch (type) {
       case FbxNodeAttribute::eMesh: {
+        charge(sizeof(Internals::GeometryData) + 64);
         MeshData mesh = read_mesh(document_, *object.element);
-        return made(Internals::create_mesh(manager_, name, std::move(mesh)));
+        FbxMesh* const made_mesh = made(Internals::create_mesh(manager_, name, std::move(mesh)));
+        Internals::data(*made_mesh).budget = document_.tree().shared_budget;
+        return made_mesh;
       }
       case FbxNodeAttribute::eNurbs:
       case FbxNodeAttribute::eNurbsSurface:
-      case FbxNodeAttribute::ePatch:
-        return made(Internals::create_surface(manager_, name, type, read_surface(document_, *object.element, type)));
+      case FbxNodeAttribute::ePatch: {
+        charge(sizeof(Internals::GeometryData) + 64);
+        FbxGeometry* const surface =
+            made(Internals::create_surface(manager_, name, type, read_surface(document_, *object.element, type)));
+        Internals::data(*surface).budget = document_.tree().shared_budget;
+        return surface;
+      }
       default:
         return make_attribute(type, name);
     }
@@ -291,19 +310,38 @@ class SceneBuilder {
     return attribute;
   }
 
+  // Appends all properties of an element; there is room for some more then.
+  void read_properties(Element const* holder, PropertyTable& table, std::size_t more) {
+    std::size_t count = 0;
+    for (PropertyEntry entry; Document::next_property(holder, entry);) ++count;
+    charge((count + more) * sizeof(PropertyValue));
+    table.reserve(table.size() + count + more);
+    for (PropertyEntry entry; Document::next_property(holder, entry);) {
+      table.push_back(read_value(document_, entry));
+      charge_text(table.back().name);
+      charge_text(table.back().text);
+    }
+  }
+
+  // By name, as they are looked up; of several of one name the first counts.
+  static void sort_properties(PropertyTable& table) {
+    auto const by_name = [](PropertyValue const& a, PropertyValue const& b) { return a.name < b.name; };
+    if (std::is_sorted(table.begin(), table.end(), by_name)) return;
+    std::stable_sort(table.begin(), table.end(), by_name);
+  }
+
   // Values that materials of that shading model have where the file gives none.
   std::shared_ptr<PropertyTable const> material_defaults(std::string_view class_name) {
     std::shared_ptr<PropertyTable const>& known = material_defaults_[std::string(class_name)];
     if (known != nullptr) return known;
     auto table = std::make_shared<PropertyTable>();
-    for (PropertyEntry const& entry : Document::list_properties(document_.find_template("Material", class_name))) {
-      table->push_back(read_value(document_, entry));
-    }
+    read_properties(document_.find_template("Material", class_name), *table, std::size(kClassProperties));
     for (ClassProperty const& own : kClassProperties) {
       if (class_name == "FbxSurfacePhong" || (class_name == "FbxSurfaceLambert" && !own.is_phong_only)) {
         add_class_property(own, *table);
       }
     }
+    sort_properties(*table);
     known = std::move(table);
     return known;
   }
@@ -329,19 +367,16 @@ class SceneBuilder {
           manager_, Internals::kSurfaceMaterial, object.name));
     }
     Internals::ObjectData& data = Internals::data(*material);
-    bool has_diffuse = false;
-    PropertyEntry older_diffuse;
-    for (PropertyEntry const& own : Document::list_properties(object.element)) {
-      charge(sizeof(PropertyValue));
-      data.properties.push_back(read_value(document_, own));
-      has_diffuse = has_diffuse || own.name == FbxSurfaceMaterial::sDiffuse;
-      if (own.name == "Diffuse") older_diffuse = own;
-    }
+    read_properties(object.element, data.properties, 1);
     // Some writers of version 6 give only the colour that the factor has been applied to.
-    if (!has_diffuse && older_diffuse.element != nullptr && older_diffuse.element->name() == "Property") {
+    PropertyEntry older_diffuse;
+    if (!Document::find_property(object.element, FbxSurfaceMaterial::sDiffuse, entry) &&
+        Document::find_property(object.element, "Diffuse", older_diffuse) &&
+        older_diffuse.element->name() == "Property") {
       data.properties.push_back(read_value(document_, older_diffuse));
       data.properties.back().name = FbxSurfaceMaterial::sDiffuse;
     }
+    sort_properties(data.properties);
     data.defaults = material_defaults(phong ? "FbxSurfacePhong" : lambert ? "FbxSurfaceLambert" : "FbxSurfaceMaterial");
     if (FbxSurfaceLambert* const shaded = FbxCast<FbxSurfaceLambert>(material)) {
       shaded->Diffuse = FbxPropertyT<FbxDouble3>(shaded->FindProperty(FbxSurfaceMaterial::sDiffuse));
@@ -357,6 +392,8 @@ class SceneBuilder {
                                                                                   object.name));
       Array<int> modes;
       read_array(document_.tree(), object.element->child("BlendModes"), modes);
+      charge(modes.size() * sizeof(int));
+      Internals::data(*texture).blend_modes.reserve(modes.size());
       for (int const mode : modes) {
         bool const known = mode >= 0 && mode < FbxLayeredTexture::eBlendModeCount;
         Internals::data(*texture).blend_modes.push_back(known ? mode : static_cast<int>(FbxLayeredTexture::eNormal));
@@ -369,13 +406,13 @@ class SceneBuilder {
           Internals::create<FbxFileTexture, Internals::TextureData>(manager_, Internals::kFileTexture, object.name));
     }
     Internals::TextureData& data = Internals::data(*texture);
-    read_texture(document_.find_template("Texture", "FbxFileTexture"), data, false);
+    static_cast<Internals::TextureValues&>(data) = texture_defaults_;
     read_texture(object.element, data, true);
     return texture;
   }
 
   // How a texture is put on a surface: one list in the file where the SDK has a type and, for planes, a normal.
-  static void set_mapping(int unified, Internals::TextureData& data) {
+  static void set_mapping(int unified, Internals::TextureValues& data) {
     static constexpr struct {
       FbxTexture::EMappingType type;
       FbxTexture::EPlanarMappingNormal normal;
@@ -391,7 +428,7 @@ class SceneBuilder {
     data.planar_normal = kMappings[unified].normal;
   }
 
-  void read_texture(Element const* holder, Internals::TextureData& data, bool is_object) {
+  void read_texture(Element const* holder, Internals::TextureValues& data, bool is_object) {
     if (holder == nullptr) return;
     double numbers[4];
     // The older elements first: a property of the same meaning is the newer word.
@@ -406,7 +443,7 @@ class SceneBuilder {
     } else if (alpha == "Alpha_Black" || alpha == "Black") {
       data.alpha_source = FbxTexture::eBlack;
     }
-    for (PropertyEntry const& entry : Document::list_properties(holder)) {
+    for (PropertyEntry entry; Document::next_property(holder, entry);) {
       std::string_view const name = entry.name;
       std::size_t const count = read_few(entry.element, entry.first_value, numbers, 3);
       if (count == 0) continue;
@@ -437,7 +474,8 @@ class SceneBuilder {
     };
     read_name("FileName", "Filename", data.file_name);
     read_name("RelativeFilename", "RelativeFileName", data.relative_name);
-    charge(data.file_name.size() + data.relative_name.size());
+    charge_text(data.file_name);
+    charge_text(data.relative_name);
   }
 
   FbxObject* make_implementation(DocumentObject const& object) {
@@ -453,13 +491,13 @@ class SceneBuilder {
   }
 
   void attach(FbxNode* node, FbxNodeAttribute* attribute) {
-    charge(2 * sizeof(void*));
+    charge(6 * sizeof(void*));
     Internals::data(*node).attributes.push_back(attribute);
     Internals::data(*attribute).nodes.push_back(node);
   }
 
   void add_source(FbxObject* target, std::string_view property, FbxObject* source) {
-    charge(sizeof(Internals::ObjectData::Source) + property.size());
+    charge(3 * sizeof(Internals::ObjectData::Source) + property.size());
     Internals::data(*target).sources.push_back({std::string(property), source});
   }
 
@@ -483,12 +521,16 @@ class SceneBuilder {
       if (source_object->Is<FbxNode>()) {
         set_parent(connection.source, connection.target);
       } else if (attributes_[connection.source] != nullptr) {
-        attach(node, attributes_[connection.source]);
+        // A node has an attribute once, however often the file says so.
+        charge(64);
+        if (attached_.emplace(connection.target, connection.source).second) {
+          attach(node, attributes_[connection.source]);
+        }
       } else if (FbxSurfaceMaterial* const material = FbxCast<FbxSurfaceMaterial>(source_object)) {
-        charge(sizeof(void*));
+        charge(3 * sizeof(void*));
         Internals::data(*node).materials.push_back(material);
       } else if (FbxTexture* const texture = FbxCast<FbxTexture>(source_object)) {
-        charge(sizeof(void*));
+        charge(128);
         model_textures_[connection.target].push_back(texture);
       }
     } else if (source_object->Is<FbxTexture>()) {
@@ -543,6 +585,7 @@ class SceneBuilder {
 
   // Version 6 connects textures to the node and tells per polygon which of them is meant.
   void place_layer_textures() {
+    std::set<FbxSurfaceMaterial*> placed;
     for (auto const& [index, textures] : model_textures_) {
       FbxNode* const node = static_cast<FbxNode*>(made_[index]);
       FbxMesh* const mesh = FbxCast<FbxMesh>(node->GetNodeAttribute());
@@ -553,6 +596,8 @@ class SceneBuilder {
         if (static_cast<std::size_t>(use.material) >= data.materials.size()) continue;
         if (static_cast<std::size_t>(use.texture) >= textures.size()) continue;
         FbxSurfaceMaterial* const material = data.materials[static_cast<std::size_t>(use.material)];
+        // Looked at once: after that it has a texture.
+        if (!placed.insert(material).second) continue;
         FbxProperty const diffuse = material->FindProperty(FbxSurfaceMaterial::sDiffuse);
         if (diffuse.GetSrcObjectCount<FbxTexture>() > 0) continue;
         add_source(material, FbxSurfaceMaterial::sDiffuse, textures[static_cast<std::size_t>(use.texture)]);
@@ -564,6 +609,7 @@ class SceneBuilder {
   FbxManager* manager_;
   Internals::SceneData& scene_;
   Transform defaults_;
+  Internals::TextureValues texture_defaults_;
   // By number of the document's object; null where nothing was made.
   std::vector<FbxObject*> made_;
   std::vector<FbxNodeAttribute*> attributes_;
@@ -572,6 +618,8 @@ class SceneBuilder {
   // Nodes with a parent, in the order of their connections.
   std::vector<std::size_t> order_;
   std::map<std::size_t, std::vector<FbxTexture*>> model_textures_;
+  // Numbers of a node and an attribute.
+  std::set<std::pair<std::size_t, std::size_t>> attached_;
   std::map<std::string, std::shared_ptr<PropertyTable const>> material_defaults_;
 };
 

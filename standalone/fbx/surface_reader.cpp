@@ -52,6 +52,7 @@ void read_weighted_points(Document const& document, Element const& geometry, std
 void read_knots(Document const& document, Element const* element, std::vector<double>& knots) {
   Array<double> numbers;
   read_array(document.tree(), element, numbers);
+  document.tree().budget.take(numbers.size() * sizeof(double));
   knots.assign(numbers.begin(), numbers.end());
 }
 
@@ -114,6 +115,11 @@ void find_weights(SurfaceAxis const& axis, int span, double parameter, Sample& s
   }
 }
 
+// No fewer than sample_axis gives.
+std::size_t count_samples(SurfaceAxis const& axis, int step) {
+  return axis.knots.size() * static_cast<std::size_t>(step) + 1;
+}
+
 // Every span that is not empty, in `step` pieces, and the end.
 std::vector<Sample> sample_axis(SurfaceAxis const& axis, int step) {
   int const degree = axis.order - 1;
@@ -123,6 +129,7 @@ std::vector<Sample> sample_axis(SurfaceAxis const& axis, int step) {
   double const end = knot(points);
   std::vector<Sample> samples;
   if (!(end > begin)) return samples;
+  samples.reserve(count_samples(axis, step));
   int last_span = degree;
   for (int span = degree; span < points; ++span) {
     if (!(knot(span + 1) > knot(span))) continue;
@@ -138,10 +145,6 @@ std::vector<Sample> sample_axis(SurfaceAxis const& axis, int step) {
   find_weights(axis, last_span, end, sample);
   sample.place = 1;
   return samples;
-}
-
-std::size_t count_samples(SurfaceAxis const& axis, int step) {
-  return axis.knots.size() * static_cast<std::size_t>(step) + 1;
 }
 
 FbxVector4 evaluate(Surface const& surface, Sample const& u, Sample const& v) {
@@ -206,6 +209,14 @@ Surface read_surface(Document const& document, Element const& geometry, FbxNodeA
   read_pair(geometry.child("Step"), 1, kMostSteps, surface.u.step, surface.v.step);
   read_layers(document, geometry, surface.layers);
   read_weighted_points(document, geometry, surface.points);
+  // Before anything is made to fit counts that nothing stands behind.
+  if (surface.points.size() / static_cast<std::size_t>(std::max(1, surface.u.count)) <
+      static_cast<std::size_t>(surface.v.count)) {
+    surface.points.clear();
+    return surface;
+  }
+  // Knots that the file does not give.
+  document.tree().budget.take(static_cast<std::size_t>(surface.u.count + surface.v.count) * 3 * sizeof(double));
   double flip = 0;
   if (read_few(geometry.child("FlipNormals"), 0, &flip, 1) == 1) surface.flip = flip != 0;
   if (is_patch) {
@@ -238,12 +249,11 @@ Surface read_surface(Document const& document, Element const& geometry, FbxNodeA
       }
     }
   }
-  std::size_t const needed = static_cast<std::size_t>(surface.u.count) * static_cast<std::size_t>(surface.v.count);
-  if (!fits(surface.u) || !fits(surface.v) || surface.points.size() < needed) surface.points.clear();
+  if (!fits(surface.u) || !fits(surface.v)) surface.points.clear();
   return surface;
 }
 
-bool tessellate(Surface const& surface, MeshData& mesh) {
+bool tessellate(Surface const& surface, MemoryBudget& budget, MeshData& mesh) {
   if (surface.points.empty()) return false;
   int steps[2] = {surface.u.step, surface.v.step};
   std::size_t const most = std::min(kMostSamples, surface.points.size() * kSamplesPerPoint);
@@ -252,6 +262,9 @@ bool tessellate(Surface const& surface, MeshData& mesh) {
     for (int& step : steps) step = std::max(1, step / 2);
   }
   if (count_samples(surface.u, 1) * count_samples(surface.v, 1) > 2 * kMostSamples) return false;
+  std::size_t const sample_bytes =
+      (count_samples(surface.u, steps[0]) + count_samples(surface.v, steps[1])) * sizeof(Sample);
+  budget.take(sample_bytes);
   std::vector<Sample> const us = sample_axis(surface.u, steps[0]);
   std::vector<Sample> const vs = sample_axis(surface.v, steps[1]);
   if (us.size() < 2 || vs.size() < 2) return false;
@@ -264,6 +277,7 @@ bool tessellate(Surface const& surface, MeshData& mesh) {
   UvAttribute& uvs = layer.uvs.emplace_back();
   uvs.mapping = FbxLayerElement::eByControlPoint;
   std::size_t const quads = (columns - 1) * (rows - 1);
+  budget.take(columns * rows * (2 * sizeof(FbxVector4) + sizeof(FbxVector2)) + quads * 5 * sizeof(int));
   if (!mesh.points.allocate(columns * rows) || !layer.normals->values.allocate(columns * rows) ||
       !uvs.values.allocate(columns * rows) || !mesh.corners.allocate(quads * 4) || !mesh.starts.allocate(quads + 1)) {
     return false;
@@ -300,6 +314,7 @@ bool tessellate(Surface const& surface, MeshData& mesh) {
     if (!layer.materials->indices.allocate(1)) return false;
     layer.materials->indices[0] = surface.layers.layers.front().materials->indices[0];
   }
+  budget.give_back(sample_bytes);
   return true;
 }
 

@@ -36,6 +36,7 @@ struct Surface {
 Surface read_surface(Document const& document, Element const& geometry, fbxsdk::FbxNodeAttribute::EType type);
 
 // Quads at the stored resolution, with normals and UVs by control point in layer 0. False when there is no surface.
-bool tessellate(Surface const& surface, MeshData& mesh);
+// Throws ReadError when the budget does not allow them; what is taken stays so.
+bool tessellate(Surface const& surface, MemoryBudget& budget, MeshData& mesh);
 
 }  // namespace mirel::fbx

@@ -161,8 +161,14 @@ class TextReader {
         value.size = text_size(begin, p);
       }
     }
-    values_.push_back(value);
+    add_value(value);
     return true;
+  }
+
+  void add_value(Value const& value) {
+    // While a list moves to a larger place it is there twice.
+    if (values_.size() == values_.capacity()) tree_.budget.take(2 * values_.size() * sizeof(Value));
+    values_.push_back(value);
   }
 
   std::uint32_t text_size(char const* begin, char const* end) const {
@@ -185,7 +191,7 @@ class TextReader {
       if (p - word < 32 && count < kShortList) {
         Value const value = number_value(word, p);
         if (value.kind == Value::Kind::kText) break;
-        values_.push_back(value);
+        add_value(value);
       }
       ++count;
       list_end = p;
@@ -206,7 +212,7 @@ class TextReader {
     value.kind = Value::Kind::kNumbers;
     value.bytes = begin;
     value.size = text_size(begin, list_end);
-    values_.push_back(value);
+    add_value(value);
     return true;
   }
 

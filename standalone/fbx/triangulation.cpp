@@ -102,6 +102,41 @@ bool triangulate(MeshData&& mesh, MeshData& result) {
   return true;
 }
 
+TriangulationMemory memory_of_triangulation(MeshData const& mesh) {
+  std::size_t triangles = 0;
+  std::size_t largest = 0;
+  for (std::size_t polygon = 0; polygon < mesh.polygon_count(); ++polygon) {
+    triangles += count_triangles(mesh, polygon);
+    largest = std::max(largest, mesh.polygon_size(polygon));
+  }
+  // Corners, and the two lists of where each came from; the cutter's own lists for one polygon.
+  std::size_t const cutter = largest > 4 ? largest * 96 : 0;
+  std::size_t taken = triangles * 7 * sizeof(int) + cutter;
+  std::size_t freed = 0;
+  std::size_t peak = taken;
+  // Attributes are carried over one after the other, each freeing what it had.
+  auto const carry = [&](Mapping mapping, std::size_t old_count, std::size_t value_size) {
+    bool const by_corner = mapping == FbxLayerElement::eByPolygonVertex;
+    if (old_count == 0 || (!by_corner && mapping != FbxLayerElement::eByPolygon)) return;
+    taken += triangles * (by_corner ? 3 : 1) * value_size;
+    peak = std::max(peak, taken > freed ? taken - freed : 0);
+    freed += old_count * value_size;
+  };
+  auto const carry_attribute = [&](auto const& attribute) {
+    carry(attribute.mapping, attribute.indices.size(), sizeof(int));
+    if (attribute.reference == FbxLayerElement::eDirect) {
+      carry(attribute.mapping, attribute.values.size(), sizeof(*attribute.values.data()));
+    }
+  };
+  for (MeshLayer const& layer : mesh.layers) {
+    if (layer.normals != nullptr) carry_attribute(*layer.normals);
+    if (layer.materials != nullptr) carry_attribute(*layer.materials);
+    for (UvAttribute const& uvs : layer.uvs) carry_attribute(uvs);
+  }
+  freed += triangles * 4 * sizeof(int) + cutter + (mesh.corners.size() + mesh.starts.size()) * sizeof(int);
+  return {peak, taken > freed ? taken - freed : 0};
+}
+
 bool copy_mesh(MeshData const& mesh, MeshData& copy) {
   copy = MeshData();
   copy.is_damaged = mesh.is_damaged;

@@ -13,6 +13,13 @@ bool is_triangulated(MeshData const& mesh);
 // when memory runs out or there would be too many corners to count.
 [[nodiscard]] bool triangulate(MeshData&& mesh, MeshData& result);
 
+// Bytes that triangulating takes at its peak beyond those of the mesh itself, and that are left in the end.
+struct TriangulationMemory {
+  std::size_t peak;
+  std::size_t kept;
+};
+TriangulationMemory memory_of_triangulation(MeshData const& mesh);
+
 // All of a mesh; false when memory runs out.
 [[nodiscard]] bool copy_mesh(MeshData const& mesh, MeshData& copy);
 

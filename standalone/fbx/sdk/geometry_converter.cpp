@@ -15,13 +15,19 @@ FbxNodeAttribute* FbxGeometryConverter::Triangulate(FbxNodeAttribute* pAttribute
   Internals::GeometryData& data = Internals::data(*geometry);
   bool const is_mesh = geometry->Is<FbxMesh>();
   if (is_mesh && mirel::fbx::is_triangulated(data.mesh)) return geometry;
+  // Without a file behind it there is nothing to cut: a mesh made here is one of triangles.
+  std::shared_ptr<mirel::fbx::MemoryBudget> const budget = data.budget;
+  if (budget == nullptr) return nullptr;
   try {
     mirel::fbx::MeshData polygons;
-    if (!is_mesh) {
-      if (!mirel::fbx::tessellate(data.surface, polygons)) return nullptr;
-    } else if (pReplace) {
+    if (!is_mesh && !mirel::fbx::tessellate(data.surface, *budget, polygons)) return nullptr;
+    mirel::fbx::TriangulationMemory const memory = mirel::fbx::memory_of_triangulation(is_mesh ? data.mesh : polygons);
+    // Before anything is moved: a mesh that is not cut stays as it is.
+    budget->take(memory.peak);
+    budget->give_back(memory.peak - memory.kept);
+    if (is_mesh && pReplace) {
       polygons = std::move(data.mesh);
-    } else if (!mirel::fbx::copy_mesh(data.mesh, polygons)) {
+    } else if (is_mesh && !mirel::fbx::copy_mesh(data.mesh, polygons)) {
       return nullptr;
     }
     mirel::fbx::MeshData triangles;
@@ -30,11 +36,14 @@ FbxNodeAttribute* FbxGeometryConverter::Triangulate(FbxNodeAttribute* pAttribute
     if (mesh == nullptr || !pReplace) return mesh;
     for (FbxNode* const node : data.nodes) {
       auto& attributes = Internals::data(*node).attributes;
-      std::replace(attributes.begin(), attributes.end(), pAttribute, static_cast<FbxNodeAttribute*>(mesh));
+      auto const place = std::find(attributes.begin(), attributes.end(), pAttribute);
+      if (place != attributes.end()) *place = mesh;
     }
     Internals::data(*mesh).nodes = std::move(data.nodes);
     Internals::destroy(geometry);
     return mesh;
+  } catch (const mirel::fbx::ReadError&) {
+    return nullptr;
   } catch (const std::bad_alloc&) {
     return nullptr;
   }

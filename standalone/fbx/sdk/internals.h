@@ -42,6 +42,7 @@ struct FbxObject::Data {
   std::size_t position = 0;
   FbxUInt64 id = 0;
   std::string name;
+  // In the order of their names.
   PropertyTable properties;
   // Values of the properties that the object leaves out.
   std::shared_ptr<const PropertyTable> defaults;
@@ -94,9 +95,11 @@ struct Internals {
     std::vector<FbxLayer*> layers;
     // Of NURBS surfaces and patches.
     mirel::fbx::Surface surface;
+    // What its triangles may take; null for a mesh that has been made here.
+    std::shared_ptr<mirel::fbx::MemoryBudget> budget;
     ~GeometryData();
   };
-  struct TextureData : ObjectData {
+  struct TextureValues {
     double translation[2] = {0, 0};
     double rotation[3] = {0, 0, 0};
     double scaling[2] = {1, 1};
@@ -111,6 +114,8 @@ struct Internals {
     FbxFileTexture::EMaterialUse material_use = FbxFileTexture::eModelMaterial;
     std::string file_name;
     std::string relative_name;
+  };
+  struct TextureData : ObjectData, TextureValues {
     std::vector<int> blend_modes;
   };
   struct ImplementationData : ObjectData {

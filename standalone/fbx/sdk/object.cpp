@@ -1,6 +1,8 @@
 // Objects, their classes and their connections.
 #include <strings.h>
 
+#include <algorithm>
+
 #include "standalone/fbx/sdk/internals.h"
 
 namespace fbxsdk {
@@ -105,8 +107,13 @@ FbxProperty Internals::property(const FbxObject& object, const char* name, bool 
 
 const PropertyValue* Internals::find_property(const ObjectData& object, const char* name, bool case_sensitive) {
   auto const find_in = [&](const PropertyTable& table) -> const PropertyValue* {
+    if (case_sensitive) {
+      auto const found = std::lower_bound(table.begin(), table.end(), name,
+                                          [](const PropertyValue& value, const char* key) { return value.name < key; });
+      return found != table.end() && found->name == name ? &*found : nullptr;
+    }
     for (const PropertyValue& value : table) {
-      if (case_sensitive ? value.name == name : strcasecmp(value.name.c_str(), name) == 0) return &value;
+      if (strcasecmp(value.name.c_str(), name) == 0) return &value;
     }
     return nullptr;
   };
