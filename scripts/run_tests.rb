@@ -217,16 +217,18 @@ class Suites
 
   def host = ruby_suite("host")
 
-  def end_to_end = ruby_suite("end_to_end")
+  def end_to_end = page + ruby_suite("end_to_end")
 
   def browser
     counts = compiled(@release)
     return counts if counts.failed.positive?
 
+    counts += page
+    setup = Command.run(*%w[npm ci --prefix tests/browser --no-fund --no-audit], quiet: true)
+    return counts + Counts.failed("playwright-core could not be fetched: #{setup.ended_by}") unless setup.success?
+    return counts if counts.failed.positive?
+
     environment = { "MIREL_BUILD" => @release.folder }
-    steps = [["scripts/build-viewer", @release.folder], %w[npm ci --prefix tests/browser --no-fund --no-audit]]
-    failed = steps.lazy.map { |words| Command.run(*words, quiet: true) }.find { |command| !command.success? }
-    return counts + Counts.failed("the page or its tests could not be set up: #{failed.ended_by}") if failed
 
     files = Dir.glob("tests/browser/*.test.mjs", base: ROOT).sort
     Reports.node(Command.run("node", "--test", "--test-concurrency=1", "--test-reporter=tap", *files,
@@ -312,6 +314,12 @@ class Suites
 
     Reports.minitest(Command.run("ruby", "tests/#{name}/run.rb", @release.folder,
                                  environment: { "MIREL_BUILD" => @release.folder }))
+  end
+
+  # The page of `mirel view`, beside the Release build.
+  def page
+    command = Command.run("scripts/build-viewer", @release.folder, quiet: true)
+    command.success? ? Counts.zero : Counts.failed("the viewer's page: #{command.ended_by}")
   end
 
   def pop(queue)

@@ -69,7 +69,7 @@ function lines(positions, color, opacity) {
 
 // Where there are many, single lines have to be faint for the faces to be seen.
 function edgeOpacity(faces) {
-  return Math.min(0.6, Math.max(0.07, 42 / Math.sqrt(faces + 1)));
+  return Math.min(0.5, Math.max(0.06, 30 / Math.sqrt(faces + 1)));
 }
 
 function points(positions, color) {

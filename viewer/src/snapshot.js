@@ -27,7 +27,10 @@ function label(paper, text, x, y, size) {
 export async function takeSnapshot(wanted, { page, stage, element, refetch, setComparing, updateHeat, applySwitches }) {
   const width = dimension(wanted.get('width'));
   const height = dimension(wanted.get('height'));
-  stage.setFixedSize(width, height);
+  // Room for the words below the models.
+  const size = Math.max(11, Math.round(height / 34));
+  const band = wanted.has('compare') ? Math.round(size * 2.2) : 0;
+  stage.setFixedSize(width, height - band);
   if (wanted.has('wireframe')) {
     element('show-edges').checked = true;
     await refetch();
@@ -57,7 +60,6 @@ export async function takeSnapshot(wanted, { page, stage, element, refetch, setC
   // In the same task as the drawing: afterwards the canvas may be empty.
   paper.drawImage(element('canvas'), 0, 0);
   if (wanted.has('compare')) {
-    const size = Math.max(11, Math.round(height / 34));
     label(paper, element('label-original').textContent, width / 4, height - size, size);
     label(paper, element('label-reduced').textContent, (3 * width) / 4, height - size, size);
   }
