@@ -95,26 +95,31 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
   std::array<std::uint32_t, kBatch> items;
   std::array<std::uint32_t, kBatch> partners;
   std::uint32_t count = 0;
+  // Evaluates the edges from one on.
+  auto const evaluate_batch = [&](std::uint32_t first) {
+    for (std::uint32_t i = first; i < count; ++i) {
+      stars_.vertex(items[i]).flags |= kFresh;
+      stars_.vertex(partners[i]).flags |= kFresh;
+    }
+    kernels_.evaluate_edges(stars_.vertices(), items.data() + first, partners.data() + first, count - first,
+                            batch_.arrays(first));
+  };
   std::size_t taken = 0;
   for (; taken < entries.size() && count < kBatch; ++taken) {
     BucketQueue::Entry const entry = entries[taken];
     if ((entry.item & kComponentMark) != 0) break;
-    Vertex& vertex = stars_.vertex(entry.item);
-    Vertex& partner = stars_.vertex(entry.partner);
-    vertex.flags |= kFresh;
-    partner.flags |= kFresh;
     // Which entries are stale cannot be foreseen: no branch.
     items[count] = entry.item;
     partners[count] = entry.partner;
-    count += vertex.bucket == bucket ? 1U : 0U;
+    count += static_cast<std::uint32_t>(stars_.vertex(entry.item).bucket == bucket);
   }
   look_ahead(entries.subspan(taken), taken, bucket);
   queue_.drop(bucket, taken);
   if (count == 0) return;
   bool const quick = attribute_sums_.empty();
   if (quick) {
-    batch_.resize(count);
-    kernels_.evaluate_edges(stars_.vertices(), items.data(), partners.data(), count, batch_.arrays());
+    batch_.resize(2 * kBatch);
+    evaluate_batch(0);
   }
   for (std::uint32_t i = 0; i < count; ++i) {
     Vertex& vertex = stars_.vertex(items[i]);
@@ -123,12 +128,17 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
     bool const urgent = (vertex.flags & kUrgent) != 0;
     Vertex const& partner = stars_.vertex(partners[i]);
     if (quick && !urgent && items[i] != partners[i] && (partner.flags & kDead) == 0) {
-      if ((vertex.flags & partner.flags & kFresh) != 0 && BucketQueue::bucket_of(batch_.keys[i]) <= bucket) {
+      if ((vertex.flags & partner.flags & kFresh) == 0) evaluate_batch(i);
+      BucketQueue::Bucket const now = BucketQueue::bucket_of(batch_.keys[i]);
+      if (now <= bucket) {
         Vec3 const place = (partner.flags & kLocked) != 0 ? partner.position() : vertex.position() + batch_.offset(i);
         if (check(items[i], partners[i], place) == Obstacle::kNone) {
           commit(items[i], partners[i], place, batch_.keys[i]);
           continue;
         }
+      } else if (now <= bucket + kSmallRise) {
+        file(items[i], partners[i], now);
+        continue;
       }
     }
     process(items[i], urgent ? BucketQueue::kBucketCount : bucket);

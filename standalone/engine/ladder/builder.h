@@ -38,6 +38,8 @@ class LadderBuilder {
   static constexpr std::uint32_t kComponentMark = 0x80000000U;
   // Entries of the queue that are evaluated together.
   static constexpr std::uint32_t kBatch = 8;
+  // An edge that has become dearer by so many buckets still speaks for its vertex; beyond that the others are asked.
+  static constexpr std::uint32_t kSmallRise = 2;
 
   // One incidence of a neighbour in a star.
   struct Side {
@@ -112,6 +114,7 @@ class LadderBuilder {
   void find_components();
   void gather_component(std::uint32_t member);
   void offer_component(std::uint32_t component);
+  void split_component(std::uint32_t component);
   void remove_component(std::uint32_t component);
 
   // Coordinates.

@@ -56,6 +56,10 @@ void LadderBuilder::find_components() {
 void LadderBuilder::offer_component(std::uint32_t component) {
   if (components_[component].locked || options_.tolerance > 0) return;
   gather_component(components_[component].member);
+  if (component_vertices_.size() < components_[component].live) {
+    split_component(component);
+    return;
+  }
   Vec3 middle;
   for (std::uint32_t const v : component_vertices_) middle = middle + stars_.vertex(v).position();
   middle = middle * (1.0F / static_cast<float>(component_vertices_.size()));
@@ -66,6 +70,27 @@ void LadderBuilder::offer_component(std::uint32_t component) {
     for (StarEntry const& entry : std::as_const(stars_).star(v)) weight += face_weight(triangle_normal(v, entry)) / 3;
   }
   queue_.push({kComponentMark | component, 0}, BucketQueue::bucket_of(std::max(weight * radius2, kKeyFloor)));
+}
+
+// Collapses beside pinched vertices cut a component into parts: each is now one of its own.
+void LadderBuilder::split_component(std::uint32_t component) {
+  auto const first = static_cast<std::uint32_t>(components_.size());
+  for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
+    if (component_of_[v] != component || (stars_.vertex(v).flags & kDead) != 0) continue;
+    gather_component(v);
+    for (std::uint32_t const member : component_vertices_) {
+      component_of_[member] = static_cast<std::uint32_t>(components_.size());
+    }
+    Component part;
+    part.member = v;
+    part.live = static_cast<std::uint32_t>(component_vertices_.size());
+    components_.push_back(part);
+    ++live_components_;
+  }
+  components_[component].gone = true;
+  --live_components_;
+  auto const end = static_cast<std::uint32_t>(components_.size());
+  for (std::uint32_t id = first; id < end; ++id) offer_component(id);
 }
 
 void LadderBuilder::remove_component(std::uint32_t component) {
@@ -80,18 +105,8 @@ void LadderBuilder::remove_component(std::uint32_t component) {
   for (std::uint32_t const face : component_faces_) records_.face_death[face] = step_;
   live_faces_ -= static_cast<std::uint32_t>(component_faces_.size());
   finish_step();
-
-  // A collapse beside a pinch vertex may have cut the component in two: the other part is then offered by itself.
-  Component& rest = components_[component];
-  rest.live -= static_cast<std::uint32_t>(component_vertices_.size());
-  if (rest.live == 0) {
-    rest.gone = true;
-    --live_components_;
-    return;
-  }
-  rest.member = 0;
-  while ((stars_.vertex(rest.member).flags & kDead) != 0 || component_of_[rest.member] != component) ++rest.member;
-  offer_component(component);
+  components_[component].gone = true;
+  --live_components_;
 }
 
 }  // namespace mirel::engine

@@ -56,7 +56,7 @@ inline constexpr std::uint32_t kFaceBlock = 8;
 struct MetricKernels {
   // The terms of kFaceBlock triangles, each three vertices. Returns a bit for each that is all but without area.
   std::uint32_t (*face_terms)(Vertex const* vertices, std::uint32_t const* triangles, FaceRow* terms);
-  // Keys and places of the edges from v to `count` neighbours.
+  // Keys and places of the edges from v to `count` neighbours; behind them are ids of vertices up to full lanes.
   void (*evaluate_star)(Vertex const* vertices, std::uint32_t v, std::uint32_t const* neighbours, std::uint32_t count,
                         EdgeArrays const& out);
   // Keys and places of `count` edges, from[i] to to[i].

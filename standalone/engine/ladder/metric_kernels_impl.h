@@ -146,8 +146,7 @@ void evaluate_star(Vertex const* vertices, std::uint32_t v, std::uint32_t const*
     Vertex const* ends[width];
     unsigned flags = vertices[v].flags;
     for (std::uint32_t k = 0; k < width; ++k) {
-      std::uint32_t const i = first + k < count ? first + k : count - 1;
-      ends[k] = vertices + neighbours[i];
+      ends[k] = vertices + neighbours[first + k];
       flags |= ends[k]->flags;
     }
     bool const any_locked = (flags & kLocked) != 0;

@@ -54,7 +54,8 @@ void Neighbours::reserve(std::size_t size) {
 }
 
 void Neighbours::close() {
-  for (std::uint32_t k = 0; k < kMaxLanes; ++k) ids[count + k] = kNoNeighbour;
+  std::uint32_t const last = count > 0 ? ids[count - 1] : 0;
+  for (std::uint32_t k = 0; k < kMaxLanes; ++k) ids[count + k] = last;
 }
 
 std::uint32_t count_shared(Neighbours const& a, Neighbours const& b) {
@@ -67,10 +68,14 @@ std::uint32_t count_shared(Neighbours const& a, Neighbours const& b) {
     return shared;
   }
   LaneMask found = {};
+  LaneMask place = {0, 1, 2, 3};
   for (std::uint32_t first = 0; first < a.count; first += 4) {
     LaneMask four;
     std::memcpy(&four, &a.ids[first], sizeof(four));
-    for (std::uint32_t const x : b.span()) found -= four == static_cast<std::int32_t>(x);
+    LaneMask equal = {};
+    for (std::uint32_t const x : b.span()) equal |= four == static_cast<std::int32_t>(x);
+    found -= equal & (place < static_cast<std::int32_t>(a.count));
+    place += 4;
   }
   return static_cast<std::uint32_t>(found[0] + found[1] + found[2] + found[3]);
 }

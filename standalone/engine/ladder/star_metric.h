@@ -54,10 +54,9 @@ float face_weight(Vec3 n);
 
 // The neighbours of a vertex, each once. The list only ever grows its storage.
 struct Neighbours {
-  std::vector<std::uint32_t> ids;  // the first `count`, then kNoNeighbour up to the next full set of lanes
+  std::vector<std::uint32_t> ids;  // the first `count`, then the last again up to the next full set of lanes
   std::uint32_t count = 0;
 
-  static constexpr std::uint32_t kNoNeighbour = 0xFFFFFFFFU;
   std::span<std::uint32_t const> span() const { return std::span(ids).first(count); }
   std::uint32_t operator[](std::size_t i) const { return ids[i]; }
   void reserve(std::size_t size);

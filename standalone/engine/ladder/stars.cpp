@@ -1,7 +1,10 @@
 #include "standalone/engine/ladder/stars.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
+
+#include "standalone/engine/ladder/lanes.h"
 
 namespace mirel::engine {
 
@@ -61,11 +64,17 @@ void Stars::remove(std::uint32_t v, std::uint32_t face) {
 void Stars::rename(std::uint32_t v, std::uint32_t from, std::uint32_t to) {
   std::uint32_t const count = vertices_[v].star_count;
   StarEntry* const entries = entries_.get() + vertices_[v].star_begin;
+  // Four entries are twelve words; every third is no vertex.
+  static_assert(kOverrun * sizeof(StarEntry) == 3 * sizeof(LaneMask));
+  constexpr LaneMask kVertices[3] = {{-1, -1, 0, -1}, {-1, 0, -1, -1}, {0, -1, -1, 0}};
+  LaneMask const change = LaneMask{} + static_cast<std::int32_t>(from ^ to);
   for (std::size_t i = 0; i < count; i += kOverrun) {
-    for (std::size_t k = i; k < i + kOverrun; ++k) {
-      entries[k].next = entries[k].next == from ? to : entries[k].next;
-      entries[k].previous = entries[k].previous == from ? to : entries[k].previous;
+    LaneMask words[3];
+    std::memcpy(words, static_cast<void const*>(entries + i), sizeof(words));
+    for (std::size_t k = 0; k < 3; ++k) {
+      words[k] ^= (words[k] == static_cast<std::int32_t>(from)) & kVertices[k] & change;
     }
+    std::memcpy(static_cast<void*>(entries + i), words, sizeof(words));
   }
 }
 

@@ -62,7 +62,7 @@ TEST(MetricKernelsTest, WidthDoesNotShowInEdges) {
     std::mt19937 random(seed);
     for (std::uint32_t count = 1; count <= 21; ++count) {
       std::uint32_t from[21];
-      std::uint32_t to[21];
+      std::uint32_t to[21 + kMaxLanes] = {};
       for (std::uint32_t i = 0; i < count; ++i) {
         from[i] = static_cast<std::uint32_t>(random() % kVertices);
         to[i] = static_cast<std::uint32_t>(random() % kVertices);
