@@ -22,6 +22,10 @@ int mirel_fbx_axis(int direction);
 // The length of a unit in centimeters.
 double mirel_fbx_unit(void);
 
+// Writes every picture that the file has inside into a folder, under the last part of its name; a file of that name
+// that is there already stays. Returns how many were written, -1 where the file cannot be read. Speaks of the file at
+// `path`, whatever was read last.
+int mirel_fbx_extract_media(char const* path, char const* folder);
 // Managers, each with a scene of its own, that are alive: for leak checks.
 int mirel_fbx_live_managers(void);
 

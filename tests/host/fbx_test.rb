@@ -143,7 +143,7 @@ class FbxTest < HostTest
 
   { 'C:\\work\\maps\\Brick.png' => 'Brick.png', '/home/other/maps/Brick.png' => 'Brick.png',
     'D:/maps/BRICK.PNG' => 'brick.png', '..\\maps\\brick.png' => 'brick.png', 'maps/brick.png' => 'maps/brick.png',
-    'maps\\brick.png' => 'maps/brick.png', 'C:\\work\\maps\\ziegel ä.png' => 'ziegel ä.png' }.each do |stored, file|
+    'maps\\brick.png' => 'maps/brick.png', 'D:\\other\\maps\\brick.png' => 'maps/brick.png', 'C:\\work\\maps\\ziegel ä.png' => 'ziegel ä.png' }.each do |stored, file|
     define_method("test_texture_#{stored}_is_found_as_#{file}") do
       material = import_textured(stored, file)
       assert_equal [stored, path(file)], [material.texture, material.texture_file]
@@ -157,6 +157,48 @@ class FbxTest < HostTest
     assert_equal ['C:\\work\\maps\\brick.png'], @importer.missing_textures
     @importer.save(path('out.glb'))
     assert_path_exists path('out.glb')
+  end
+
+  def test_a_texture_inside_the_file
+    picture = Random.new(1).bytes(1000)
+    @file.video('clip', file: 'C:\\work\\Brick.png', content: picture)
+    @file.video('other', file: '/', content: 'no name')
+    @file.video('empty', file: 'empty.png', content: '')
+    material = import_textured('C:\\work\\brick.PNG')
+    assert_equal picture, File.binread(material.texture_file)
+    assert_empty @importer.missing_textures
+    folder = File.dirname(material.texture_file)
+    assert_equal ['Brick.png'], Dir.children(folder)
+    @importer.close
+    refute_path_exists folder
+  end
+
+  def test_a_texture_beside_the_file_goes_before_one_inside
+    @file.video('clip', file: 'brick.png', content: 'inside')
+    assert_equal path('brick.png'), import_textured('brick.png', 'brick.png').texture_file
+  end
+
+  # In a binary file the pictures are bytes, in a text file base 64 in one piece or more.
+  { 'embedded_ascii/box.FBX' => /\A\x89PNG.*IEND.{4}\z/mn,
+    'embedded_ascii/box_embedded_texture_fragmented.fbx' => /\A\x89PNG.*IEND.{4}\z/mn }.each do |name, content|
+    define_method("test_pictures_inside_#{name.gsub(/\W/, '_')}") do
+      @importer.import(assimp_model("FBX/#{name}"))
+      assert_empty @importer.missing_textures
+      assert_match content, File.binread(@importer.materials.filter_map(&:texture_file).first)
+    end
+  end
+
+  def test_pictures_inside_binary_files
+    @importer.import(shared_model('fbx/blender_293_barbarian_7400_binary.fbx'))
+    assert_empty @importer.missing_textures
+    assert_equal [44_871, 85_726], @importer.materials.filter_map(&:texture_file).map { |file| File.size(file) }
+    @importer.import(shared_model('fbx/max2009_cube_texture_6100_binary.fbx'))
+    assert_equal [2487], @importer.materials.filter_map(&:texture_file).map { |file| File.size(file) }
+  end
+
+  def test_a_texture_without_a_name_is_none
+    assert_nil import_textured('').texture
+    assert_empty @importer.missing_textures
   end
 
   def test_uvs_of_materials_without_texture_are_kept

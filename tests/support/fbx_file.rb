@@ -101,6 +101,14 @@ class FbxFile
     connect_texture(add("ProceduralTexture", name, "", [["Type", "Procedural"], properties_of({})]), on, channel)
   end
 
+  # A picture inside the file, in one or more pieces.
+  def video(name, file:, content:)
+    pieces = [content].pack("m0").scan(/.{1,60}/)
+    body = [["Type", "Clip"], ["Filename", file], ["RelativeFilename", File.basename(file)]]
+    body << ["Content", Raw.new(""), *pieces] unless content.empty?
+    add("Video", name, "Clip", body)
+  end
+
   # A shader of the material, in the language "HLSL" or "CGFX".
   def implementation(on:, language:)
     properties = { "ShaderLanguage" => language, "ShaderLanguageVersion" => "1", "RenderAPI" => "OpenGL",

@@ -1,6 +1,7 @@
 # frozen_string_literal: true
 
 require 'geom'
+require 'zu/mirel/fbx_library'
 require 'zu/mirel/texture_finder'
 
 module Zu
@@ -67,6 +68,7 @@ module Zu
       def add_material(name, color, texture, identifier = nil, *)
         return super(name, color, texture) unless identifier
 
+        texture = nil if texture && texture.empty?
         @fbx_materials[name] ||= Material.new(name, color, texture, texture_file: texture && texture_file(texture))
                                          .tap { |material| materials << material }
       end
@@ -100,15 +102,23 @@ module Zu
         @fbx_materials = {}
         @fbx_node_name = name
         @missing_textures = []
+        @media_folder = nil
       end
 
-      # A texture that is not there is no reason to refuse the scene: paths in these files are mostly of other machines.
+      # Beside the file, else inside. A texture that is not there is no reason to refuse the scene: paths in these files
+      # are mostly of other machines.
       def texture_file(name)
         file = TextureFinder.find(name, [model_folder])
+        file = TextureFinder.find(name, [media_folder]) unless File.file?(file)
         return file if File.file?(file)
 
         @missing_textures |= [name]
         nil
+      end
+
+      # The pictures inside the file are looked for once, when the first is missed.
+      def media_folder
+        @media_folder ||= texture_folder.tap { |folder| FbxLibrary.extract_media(path, folder) }
       end
     end
   end

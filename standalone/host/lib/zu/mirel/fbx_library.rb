@@ -33,6 +33,19 @@ module Zu
           nil
         end
 
+        # Writes the pictures that the file has inside into a folder.
+        # @return [Integer, nil] how many there were; nil where that is not known
+        def extract_media(path, folder)
+          library = Native.loaded('libfbxsdk')
+          return unless library
+
+          types = [Fiddle::TYPE_VOIDP, Fiddle::TYPE_VOIDP]
+          count = Fiddle::Function.new(library['mirel_fbx_extract_media'], types, Fiddle::TYPE_INT).call(path, folder)
+          count unless count.negative?
+        rescue Fiddle::DLError
+          nil
+        end
+
         private
 
         def text(name)

@@ -11,21 +11,31 @@ module Zu
       # @return [String] the file; where there is none, where it ought to be
       def find(name, folders)
         names = [name, name.tr('\\', '/')].uniq
+        names.concat(tails(names.last))
         folders = ['.'] if folders.empty?
         folders.product(names).each do |folder, candidate|
           file = File.expand_path(candidate, folder)
           return file if File.file?(file)
         end
-        beside(names.last, folders) || File.expand_path(names.last, folders.first)
+        own = name.tr('\\', '/')
+        beside(own, folders) || File.expand_path(own, folders.first)
       rescue ArgumentError
         name # no name for a file
       end
+
+      # A folder that was moved as a whole still has the end of the path below it.
+      def tails(path)
+        parts = path.split('/').reject { |part| part.empty? || part == '..' }
+        (1...parts.size).map { |from| parts.drop(from).join('/') }
+      end
+      private_class_method :tails
 
       # A path of another machine is of no use here; its last part is, in whatever case.
       def beside(name, folders)
         last = File.basename(name)
         folders.each do |folder|
-          found = children(folder).find { |child| child.b.casecmp(last.b)&.zero? }
+          like = children(folder).select { |child| child.b.casecmp(last.b)&.zero? }
+          found = like.find { |child| child == last } || like.first
           return File.expand_path(found, folder) if found && File.file?(File.expand_path(found, folder))
         end
         nil
