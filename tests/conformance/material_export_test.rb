@@ -86,6 +86,24 @@ class MaterialExportTest < ExportTest
     assert_raises(ArgumentError) { export_materials("Wood") }
   end
 
+  # Only nil is no texture, no size and no record: false is a value of the wrong kind.
+  def test_false_is_not_nil
+    give("Wood", texture: false, width: 1, height: 1)
+    assert_raises(TypeError) { export_materials("Wood") }
+    set(apply_uv_texture?: true, importing_external_file?: true)
+    [[false, 1], [1, false], [false, false]].each do |width, height|
+      start
+      give("Plain", width: width, height: height)
+      assert_raises(TypeError) { export_materials("Plain") }
+      assert_equal "importer.uv_texture_path", log.last
+    end
+    start
+    importer.exported_materials["Plain"] = false
+    assert_raises(TypeError) { export_materials("Plain") }
+    lines = log
+    assert_equal "SUModelGetNumMaterials model1", lines.last
+  end
+
   def test_the_uv_texture_call_by_call
     give("Plain")
     set(apply_uv_texture?: true, importing_external_file?: true, uv_texture_path: "checker.png")

@@ -254,6 +254,11 @@ class ModelExportTest < ExportTest
     assert_empty log.grep(/SUGeometryInputFaceSet|SUModelAddMaterials|SUMaterialCreate/)
   end
 
+  def test_a_material_name_that_is_false
+    assert_raises(TypeError) { export(node("root", mesh: 0, materials: [false])) }
+    assert_equal "SUModelGetNumMaterials model1", sketchup_log.last
+  end
+
   def test_meshes_are_taken_by_their_index
     make_meshes(3)
     export(node("root", mesh: 2))
@@ -270,6 +275,7 @@ class ModelExportTest < ExportTest
 
   def test_an_index_that_is_no_number
     assert_raises(TypeError) { export(node("root", mesh: "0")) }
+    assert_raises(TypeError) { export(node("root", mesh: false)) }
     assert_raises(RangeError) { export(node("root", mesh: 2**32)) }
   end
 

@@ -287,6 +287,15 @@ class ReadbackTest < Conformance::Test
     assert_empty points
   end
 
+  def test_points_need_an_array_from_the_first_vertex_on
+    importer.instance_variable_set(:@mesh_points, nil)
+    Recorder.answer("getNumVertices", 1)
+    Recorder.remap("getVertexRemap", [0])
+    assert_raises(TypeError) { importer.get_points(0, IDENTITY) }
+    Recorder.answer("getVertexRemap.count", 0)
+    assert_nil importer.get_points(0, IDENTITY)
+  end
+
   # --- get_mesh_bounds
 
   def test_bounds
@@ -393,6 +402,28 @@ class ReadbackTest < Conformance::Test
     LOG
   end
 
+  def test_remapped_face_sets_of_several_triangles
+    face_sets([[0, 1, 2]], [[3, 4, 2], [2, 1, 0], [4, 0, 1]])
+    assert_equal true, importer.get_remapped_mesh
+    assert_equal [[[0, 1, 2]], [[1, 3, 2], [2, 1, 0], [3, 0, 1]]], remapped[2]
+  end
+
+  def test_remap_tables_are_read_as_far_as_there_are_vertices
+    face_sets([[0, 1, 2]])
+    Recorder.answer("getNumVertices", 3)
+    uvs([0, 0], [1, 0], [1, 1], [1, 0], [0.5, 0.75])
+    Recorder.remap("getVertexRemap", [0, 1, 2, 3, 4])
+    Recorder.indices("getFaceSetFaces.0", [0, 1, 3])
+    assert_equal true, importer.get_remapped_mesh
+    assert_equal [0, 1, 2].map { |vertex| position(vertex) }, remapped[0]
+    assert_equal [[0.0, 0.0], [1.0, 0.0], [1.0, 1.0]], remapped[1]
+    assert_equal [[[0, 1, NONE]]], remapped[2]
+    importer.get_points(0, IDENTITY)
+    assert_equal [0, 1, 2].map { |vertex| position(vertex) }, points.first(3)
+    # Nothing maps to the last two.
+    assert_equal [[0.0, 0.0, 0.0]] * 2, points.drop(3)
+  end
+
   def test_remapped_mesh_without_uvs
     face_sets([[0, 1, 2]])
     assert_equal true, importer.get_remapped_mesh
@@ -442,6 +473,18 @@ class ReadbackTest < Conformance::Test
     assert_equal [MISSING_MESH] * 4, log.grep(/Kernel/)
   end
 
+  def test_points_without_remap_table_leave_everything_as_it_was
+    Recorder.indices("getVertexRemap", nil)
+    assert_equal false, importer.get_remapped_mesh
+    assert_equal [nil] * 3, remapped
+    assert_log <<~LOG
+      depot1.mesh0.getNumVertices
+      depot1.mesh0.getVertices
+      depot1.mesh0.getVertexRemap 1 false
+      #{MISSING_MESH}
+    LOG
+  end
+
   def test_remap_entries_beyond_their_count_are_no_crash
     face_sets([[0, 1, 4_000_000_000]])
     Recorder.indices("getVertexRemap", [0, 4_000_000_000, 2, 1, 3])
@@ -449,6 +492,12 @@ class ReadbackTest < Conformance::Test
     assert_equal true, importer.get_remapped_mesh
     assert_equal [position(0), position(3)], remapped[0]
     assert_equal [[[0, 4_000_000_000, NONE]]], remapped[2]
+    # The first number that is beyond, of outputs and of vertices.
+    Recorder.indices("getVertexRemap", [0, 2, 1, 2, 1])
+    Recorder.indices("getFaceSetFaces.0", [2, 4, 5])
+    assert_equal true, importer.get_remapped_mesh
+    assert_equal [position(0), position(2)], remapped[0]
+    assert_equal [[[1, 1, NONE]]], remapped[2]
   end
 
   def test_a_frozen_importer_raises

@@ -168,6 +168,10 @@ class RemapperTest < Conformance::Test
     tables = remap(share: true)
     assert_equal [0, 2, 0], tables.values_at(:nNormals, :nUVs, :nAux)
     assert_equal true, tables[:shared]
+    make_depot
+    MirelTest.init_mesh
+    script([0, 1], normals: [0, 1], aux: [0, 1])
+    assert_equal [2, 0, 2], remap(share: true).values_at(:nNormals, :nUVs, :nAux)
   end
 
   def test_a_mesh_without_remap_table
@@ -195,6 +199,13 @@ class RemapperTest < Conformance::Test
     tables = remap
     assert_equal [0, 2], tables[:vertexSource]
     assert_equal [2], tables[:normalSource]
+    # The first number that is beyond.
+    script([0, 2, 1], normals: [0, 0, 1])
+    Recorder.answer("getVertexRemap.count", 2)
+    Recorder.answer("getNormalRemap.count", 1)
+    tables = remap
+    assert_equal [0, 2], tables[:vertexSource]
+    assert_equal [1], tables[:normalSource]
   end
 
   # The tear-down counts what is left.
