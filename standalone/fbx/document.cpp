@@ -1,5 +1,7 @@
 #include "standalone/fbx/document.h"
 
+#include <algorithm>
+
 namespace mirel::fbx {
 namespace {
 
@@ -41,6 +43,8 @@ Document::Document(ElementTree& tree) : tree_(tree) {
       global_settings_ = section;
     } else if (section->name() == "Definitions") {
       definitions_ = section;
+    } else if (section->name() == "Documents") {
+      read_roots(*section);
     }
   }
   for (Element const* section = tree.root.first_child; section != nullptr; section = section->next) {
@@ -56,6 +60,15 @@ std::size_t Document::count_children(std::string_view section_name) const {
   }
   tree_.budget.take(count * (section_name == "Objects" ? sizeof(DocumentObject) : sizeof(Connection)));
   return count;
+}
+
+void Document::read_roots(Element const& section) {
+  constexpr std::size_t kMostRoots = 16;
+  for (Element const* one = section.first_child; one != nullptr && root_ids_.size() < kMostRoots; one = one->next) {
+    Element const* const root = one->name() == "Document" ? one->child("RootNode") : nullptr;
+    if (root == nullptr || root->value_count == 0 || root->values[0].kind != Value::Kind::kInteger) continue;
+    root_ids_.push_back(root->values[0].integer);
+  }
 }
 
 void Document::add_object(Element const& element) {
@@ -97,7 +110,7 @@ std::size_t Document::find_object(Value const& value, bool& is_root) const {
   if (value.kind == Value::Kind::kInteger) {
     auto const found = by_id_.find(value.integer);
     if (found != by_id_.end()) return found->second;
-    is_root = value.integer == 0;
+    is_root = std::find(root_ids_.begin(), root_ids_.end(), value.integer) != root_ids_.end();
   } else if (value.kind == Value::Kind::kText) {
     std::string_view const name = raw_text(value);
     auto const found = by_name_.find(name);

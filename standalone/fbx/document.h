@@ -70,6 +70,7 @@ class Document {
   // In all sections of that name; their memory is taken from the budget.
   std::size_t count_children(std::string_view section_name) const;
   void add_object(Element const& element);
+  void read_roots(Element const& section);
   void read_connections(Element const& section);
   std::size_t find_object(Value const& value, bool& is_root) const;
 
@@ -80,6 +81,8 @@ class Document {
   std::unordered_map<std::string_view, std::size_t> by_name_;
   Element const* global_settings_ = nullptr;
   Element const* definitions_ = nullptr;
+  // Numbers that stand for the root of a scene.
+  std::vector<std::int64_t> root_ids_ = {0};
 };
 
 // The text of a value; empty when it is none.

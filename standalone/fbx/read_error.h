@@ -23,6 +23,7 @@ class MemoryBudget {
     if (bytes > left_) throw ReadError("The file asks for more memory than its size can account for");
     left_ -= bytes;
   }
+  std::size_t left() const { return left_; }
   // Of what was taken.
   void give_back(std::size_t bytes) { left_ += bytes; }
 

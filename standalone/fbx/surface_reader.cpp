@@ -16,10 +16,8 @@ using fbxsdk::FbxVector4;
 
 constexpr int kHighestOrder = 16;
 constexpr int kMostSteps = 64;
-// Samples of one surface: above this the steps are made coarser.
-constexpr std::size_t kMostSamples = std::size_t{1} << 22;
-// And no more than so many for each of its points, so that a small file stays a small scene.
-constexpr std::size_t kSamplesPerPoint = 4096;
+// What a sample takes, with two triangles and what making them takes.
+constexpr std::size_t kBytesPerSample = 256;
 
 SurfaceForm form_of(std::string_view name) {
   if (name == "Periodic") return SurfaceForm::kPeriodic;
@@ -256,12 +254,13 @@ Surface read_surface(Document const& document, Element const& geometry, FbxNodeA
 bool tessellate(Surface const& surface, MemoryBudget& budget, MeshData& mesh) {
   if (surface.points.empty()) return false;
   int steps[2] = {surface.u.step, surface.v.step};
-  std::size_t const most = std::min(kMostSamples, surface.points.size() * kSamplesPerPoint);
+  // A surface may take half of what is left, so that one of many steps gets coarser before others are lost.
+  std::size_t const most = budget.left() / 2 / kBytesPerSample;
   while (count_samples(surface.u, steps[0]) * count_samples(surface.v, steps[1]) > most &&
          (steps[0] > 1 || steps[1] > 1)) {
     for (int& step : steps) step = std::max(1, step / 2);
   }
-  if (count_samples(surface.u, 1) * count_samples(surface.v, 1) > 2 * kMostSamples) return false;
+  if (count_samples(surface.u, steps[0]) * count_samples(surface.v, steps[1]) > most) return false;
   std::size_t const sample_bytes =
       (count_samples(surface.u, steps[0]) + count_samples(surface.v, steps[1])) * sizeof(Sample);
   budget.take(sample_bytes);

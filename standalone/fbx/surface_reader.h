@@ -35,7 +35,8 @@ struct Surface {
 // Throws ReadError. A surface whose numbers do not fit each other has no points.
 Surface read_surface(Document const& document, Element const& geometry, fbxsdk::FbxNodeAttribute::EType type);
 
-// Quads at the stored resolution, with normals and UVs by control point in layer 0. False when there is no surface.
+// Quads at the stored resolution, with normals and UVs by control point in layer 0; coarser where the budget does not
+// allow them. False when there is no surface, or none that fits.
 // Throws ReadError when the budget does not allow them; what is taken stays so.
 bool tessellate(Surface const& surface, MemoryBudget& budget, MeshData& mesh);
 

@@ -212,12 +212,13 @@ TEST(Reader, RefusesBrokenArrays) {
   EXPECT_EQ("The file is damaged: a compressed array is cut short or broken", Loaded(broken).error);
 }
 
-// 40 MB of zeros deflate to 40 kB.
+// 128 MB of zeros deflate to 128 kB.
 TEST(Reader, RefusesToInflateWithoutBounds) {
   Form form;
   form.text = false;
   form.deflate = true;
-  std::vector<Node> const nodes = scene({geometry(10, std::vector<double>(std::size_t{5} << 20, 0.0), {0, 1, -3})}, {});
+  std::vector<Node> const nodes =
+      scene({geometry(10, std::vector<double>(std::size_t{16} << 20, 0.0), {0, 1, -3})}, {});
   EXPECT_EQ("The file asks for more memory than its size can account for", Loaded(write_file(nodes, form)).error);
 }
 

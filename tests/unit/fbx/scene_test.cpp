@@ -96,6 +96,27 @@ TEST(Scene, TakesTheFirstOfSeveralParentsAndObjectsOfOneNumber) {
   EXPECT_STREQ("b", file.child(0)->GetChild(0)->GetName());
 }
 
+TEST(Scene, KnowsTheRootByTheNumberOfTheDocument) {
+  std::vector<Node> nodes = scene({model(1, "a")}, {connect(1, 500)});
+  nodes.insert(
+      nodes.begin(),
+      {"Documents",
+       {},
+       {leaf("Count", 1),
+        {"Document", {std::int64_t{600}, text("Scene"), text("Scene")}, {leaf("RootNode", std::int64_t{500})}}}});
+  Loaded const file = load(nodes);
+  ASSERT_TRUE(file.ok) << file.error;
+  EXPECT_EQ(2, file.scene->GetNodeCount());
+}
+
+TEST(Scene, KeepsTheVisibility) {
+  Loaded const file = load(scene({model(1, "a", {property("Visibility", "Visibility", {0.0})})}, {connect(1, 0)}));
+  ASSERT_TRUE(file.ok);
+  FbxProperty const visibility = file.child(0)->FindProperty("Visibility");
+  ASSERT_TRUE(visibility.IsValid());
+  EXPECT_FALSE(visibility.Get<FbxBool>());
+}
+
 TEST(Scene, LeavesOutNodesWithoutAWayToTheRoot) {
   Loaded const file = load(scene({model(1, "a"), model(2, "b"), model(3, "c")}, {connect(1, 0), connect(3, 2)}));
   ASSERT_TRUE(file.ok);
@@ -380,6 +401,30 @@ TEST(Converter, MakesMeshesOfSurfaces) {
     FbxVector4 const normal = mesh->GetLayer(0)->GetNormals()->GetDirectArray().GetAt(k);
     EXPECT_GT(normal[0] * point[0] + normal[1] * point[1], 0.98);
   }
+}
+
+// Sixty-four pieces in each of 99 x 99 spans would be 40 million points from a file of 400 kB.
+TEST(Converter, CoarsensSurfacesTooFineForTheirFile) {
+  std::vector<double> points;
+  std::vector<double> knots = {0};
+  for (int k = 0; k < 100; ++k) knots.push_back(k);
+  knots.push_back(99);
+  for (int k = 0; k < 10000; ++k) points.insert(points.end(), {k % 100 + 0.5, k / 100 + 0.5, 0, 1});
+  Node const surface = {"Geometry",
+                        {std::int64_t{10}, text("Geometry::s"), text("NurbsSurface")},
+                        {leaf("NurbsSurfaceOrder", std::vector<int>{2, 2}),
+                         leaf("Dimensions", std::vector<int>{100, 100}),
+                         leaf("Step", std::vector<int>{64, 64}),
+                         {"Form", {text("Open"), text("Open")}},
+                         leaf("Points", points),
+                         leaf("KnotVectorU", knots),
+                         leaf("KnotVectorV", knots)}};
+  Loaded const file = load(scene({surface, model(1, "a")}, {connect(10, 1), connect(1, 0)}));
+  ASSERT_TRUE(file.ok) << file.error;
+  FbxMesh* const mesh = file.triangles();
+  ASSERT_NE(nullptr, mesh);
+  EXPECT_GT(mesh->GetPolygonCount(), 2 * 99 * 99);
+  EXPECT_LT(mesh->GetControlPointsCount(), 500000);
 }
 
 TEST(Converter, RefusesSurfacesThatDoNotFit) {
