@@ -232,6 +232,29 @@ class DrawingTest < Conformance::Test
     assert_equal false, get(:draw_callback)
   end
 
+  # Whatever raises, no step after it is made.
+  def test_an_exception_at_each_call_of_a_frame
+    [false, true].each do |points_only|
+      read_back(2)
+      count_time
+      { draw_points_only: points_only, draw_full_timer: 17, draw_callback: true }.each { |name, value| set(name, value) }
+      Events.reset
+      importer.draw(@view)
+      whole = log
+      whole.size.times do |place|
+        set(:last_draw_time, nil)
+        Events.reset
+        Events.hook = ->(index, _) { raise IOError, "stop" if index == place }
+        assert_raises(IOError) { importer.draw(@view) }
+        assert_equal whole.first(place + 1), log
+        assert_equal [17, true], [get(:draw_full_timer), get(:draw_callback)]
+        # Nothing is measured before the second look at the clock has come back.
+        assert_equal place > whole.rindex("Time.now"), !get(:last_draw_time).nil?
+      end
+      Events.reset
+    end
+  end
+
   def test_missing_callbacks_raise
     read_back
     bare = Zu::Mirel::Importer.new
@@ -298,6 +321,47 @@ class DrawingTest < Conformance::Test
     LOG
     assert_raises(NoMethodError) { MirelTest.start_timer(nil) }
     assert_raises(NoMethodError) { MirelTest.stop_timer(nil, "") }
+  end
+
+  # What leaves a callback leaves the helper, and the next call finds everything in order.
+  def test_helpers_are_left_by_raise_throw_and_break
+    list = Object.new
+    def list.length = Events.emit("list.length") && 1 || 1
+    def list.[](index) = Events.emit("list.[]", index) && nil || Class.new { def self.color = Events.emit("color") }
+    watch = Object.new
+    def watch.timer_start = Events.emit("watch.timer_start")
+    def watch.time_since = Events.emit("watch.time_since") && nil || 1.5
+    helpers = [-> { MirelTest.preview_mesh_colors(list) }, -> { MirelTest.start_timer(watch) },
+               -> { MirelTest.stop_timer(watch, "Took: ") }, -> { MirelTest.create_poly_mesh(0) }]
+    helpers.each do |helper|
+      Events.reset
+      helper.call
+      events = Events.count
+      assert_operator events, :>, 0
+      events.times do |place|
+        assert_raises(IOError) { step_in(helper, place) { raise IOError, "stop" } }
+        assert_equal :thrown, catch(:out) { step_in(helper, place) { throw :out, :thrown } }
+        assert_equal :broken, leave_by_break(helper, place)
+      end
+      Events.reset
+      helper.call
+    end
+  ensure
+    Events.reset
+    MirelTest.preview = [nil] * 5
+  end
+
+  def step_in(helper, place, &action)
+    Events.reset
+    Events.hook = ->(index, _) { action.call if index == place }
+    helper.call
+    :not_left
+  end
+
+  def leave_by_break(helper, place) = with_block(helper, place) { break :broken }
+
+  def with_block(helper, place, &block)
+    step_in(helper, place, &block)
   end
 
   def test_helpers_under_gc_stress

@@ -346,6 +346,23 @@ class GeometryInputTest < ExportTest
     assert_equal ["\xFF", false], [broken, broken.valid_encoding?]
   end
 
+  def test_sketchup_strings_under_gc_stress
+    GC.stress = true
+    result = MirelTest.sketchup_string("Grüße")
+    GC.stress = false
+    assert_equal "Grüße", result
+  ensure
+    GC.stress = false
+  end
+
+  def test_the_walk_returns_0
+    shared = node("Shared", mesh: 0)
+    [true, 1, nil].each do |recurse|
+      assert_equal 0, MirelTest.export_entities(importer, node("root", mesh: 0, children: [child(shared)]), recurse)
+    end
+    assert_equal 0, MirelTest.export_entities(importer, node("bare"), true)
+  end
+
   def test_sketchup_strings_call_by_call
     MirelTest.sketchup_string("text")
     assert_log <<~LOG

@@ -38,6 +38,15 @@ VALUE fixErrors(VALUE) {
   return fixModelErrors(SUModelRef{}) ? Qtrue : Qfalse;
 }
 
+// What exportEntities returns for a node that goes into a new model.
+VALUE exportEntitiesOf(VALUE, VALUE self, VALUE node, VALUE recurse) {
+  SUModelRef model = {};
+  SUEntitiesRef entities = {};
+  SUModelCreate(&model);
+  SUModelGetEntities(model, &entities);
+  return INT2NUM(exportEntities(self, node, model, entities, recurse));
+}
+
 VALUE transformOf(VALUE, VALUE transformation) {
   SUTransformation transform = {};
   setTransformFromRubyTransform(transformation, &transform);
@@ -56,5 +65,6 @@ void defineExportBindings(VALUE module) {
   rb_define_singleton_method(module, "raise_export_error", raiseExportError, 1);
   rb_define_singleton_method(module, "angle_between", angleBetween, 2);
   rb_define_singleton_method(module, "fix_errors", fixErrors, 0);
+  rb_define_singleton_method(module, "export_entities", exportEntitiesOf, 3);
   rb_define_singleton_method(module, "transform_of", transformOf, 1);
 }
