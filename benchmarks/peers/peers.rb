@@ -6,7 +6,7 @@
 #
 #   --targets LIST   shares of the faces (default: 0.5,0.1,0.01)
 #   --peers LIST     some simplifiers, by the beginnings of their names (default: all)
-#   --seconds S      repeat a run until it has worked for S seconds in all (default: 1)
+#   --seconds S      repeat a run until it has worked for S seconds in all (default: 0.5)
 #   --runs N         at most so often (default: 7)
 #   --samples N      points on each surface when errors are measured (default: 500000)
 #   --reuse FILE     take error figures from earlier results wherever a simplifier's result is the same
@@ -23,7 +23,7 @@ require 'json'
 require 'optparse'
 
 root = File.expand_path('../..', __dir__)
-options = { targets: '0.5,0.1,0.01', peers: '', seconds: 1.0, runs: 7, samples: 500_000 }
+options = { targets: '0.5,0.1,0.01', peers: '', seconds: 0.5, runs: 7, samples: 500_000 }
 parser = OptionParser.new
 parser.on('--targets LIST') { |text| options[:targets] = text }
 parser.on('--peers LIST') { |text| options[:peers] = text }
@@ -90,7 +90,11 @@ report = { 'machine' => Machine.facts(ENV['MIREL_BUILD']), 'load_before' => load
            'seconds' => (Process.clock_gettime(Process::CLOCK_MONOTONIC) - begun).round, 'absent' => absent,
            'rows' => rows }
 out = options[:out] || File.join(folder, 'results.json')
-File.write(out, JSON.pretty_generate(report))
-puts Machine.lines(report['machine'], load_before, report['load_after']), ''
+# A line for each row: small to keep, and readable as a difference.
+head = JSON.pretty_generate(report.except('rows')).delete_suffix("\n}")
+File.write(out, "#{head},\n  \"rows\": [\n#{rows.map { |row| "    #{row.to_json}" }.join(",\n")}\n  ]\n}\n")
+puts Machine.lines(report['machine'], load_before, report['load_after'])
+versions = rows.select { |row| row['version'] }.map { |row| row.values_at('peer', 'version').join(' ') }.uniq
+puts "- #{versions.join(', ')}", ''
 absent.each { |name| puts "#{name}: not installed" }
 puts Tables.summary(rows), '', Tables.runs(rows), '', "#{report['seconds']} s; #{out}"
