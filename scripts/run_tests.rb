@@ -229,7 +229,6 @@ class Suites
     return counts if counts.failed.positive?
 
     environment = { "MIREL_BUILD" => @release.folder }
-
     files = Dir.glob("tests/browser/*.test.mjs", base: ROOT).sort
     Reports.node(Command.run("node", "--test", "--test-concurrency=1", "--test-reporter=tap", *files,
                              environment: environment, limit: 1800))

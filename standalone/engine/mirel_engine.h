@@ -28,7 +28,7 @@ typedef struct MirelLiveObjects {
   uint32_t ladders;
 } MirelLiveObjects;
 
-enum { MIREL_EDGE_BOUNDARY = 1, MIREL_EDGE_SHARP = 2, MIREL_EDGE_UV_SEAM = 4 };
+enum { kMirelEdgeBoundary = 1, kMirelEdgeSharp = 2, kMirelEdgeUvSeam = 4 };
 
 uint32_t mirel_engine_mesh_count(void);
 // The name that the loaded file gives the mesh (UTF-8, "" where it gives none).
@@ -51,7 +51,7 @@ uint32_t const* mirel_engine_faces(uint32_t mesh, uint32_t* count);
 float const* mirel_engine_corner_uvs(uint32_t mesh);
 // face_count x 3 corners x (x, y, z) at the current step; null where the mesh has no normals.
 float const* mirel_engine_corner_normals(uint32_t mesh);
-// face_count x 3 edges at the current step, each from a corner to the next of its face: the MIREL_EDGE_... that apply,
+// face_count x 3 edges at the current step, each from a corner to the next of its face: the kMirelEdge... that apply,
 // added up; null where the mesh has no face. Boundary and sharp are as getFaceEdgeFlags tells them.
 unsigned char const* mirel_engine_corner_edge_kinds(uint32_t mesh);
 // The ladder's bound on the deviation of a step, model units; NaN where the ladder was built without a tolerance.

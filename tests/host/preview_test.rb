@@ -105,6 +105,20 @@ class PreviewTest < HostTest
     assert_equal 2.0, @importer.preview_bounds.max.y
   end
 
+  def test_placed_meshes_tell_what_the_entries_are
+    load(painted)
+    placed = @importer.instances.first.definition
+    @importer.root.entities << Zu::Mirel::Instance.new('again', placed, Geom::Transformation.scaling(2))
+    @importer.show(@view)
+    meshes = @importer.placed_meshes
+    assert_equal [[0, 0, 2], [1, 2, 1], [0, 3, 2]], (meshes.map { |mesh| [mesh.mesh, mesh.first, mesh.count] })
+    assert_equal @importer.triangles.size, meshes.sum(&:count)
+    assert_equal placed.materials, meshes[2].materials
+    assert_equal Geom::Transformation.scaling(2).to_a, meshes[2].transformation.to_a
+    @importer.slide { @importer.make_lowest_resolution }
+    assert_empty @importer.placed_meshes
+  end
+
   def test_a_slide_shows_points_and_the_faces_when_it_rests
     load(write('terrain.obj', terrain(10)))
     @importer.show(@view)

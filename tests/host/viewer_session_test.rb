@@ -112,6 +112,24 @@ class ViewerSessionTest < ViewerTest
     assert_operator parse_frame(get('frame').body)[0]['faces'], :<=, 50
   end
 
+  def test_a_mesh_that_is_placed_twice_has_its_attributes_once
+    start(textured)
+    twice = @importer.instances.first.definition
+    @host.call do
+      @importer.root.entities << Zu::Mirel::Instance.new('again', twice, Geom::Transformation.translation([5, 0, 0]))
+    end
+    head, body = parse_frame(post('move', { to: 'highest' }).body)
+    first, second = head['meshes']
+    assert_equal first.values_at('uvs', 'normals', 'corners'), second.values_at('uvs', 'normals', 'corners')
+    assert_equal [5.0, 0.0, 0.0], second['transformation'][12, 3]
+    faces = head['batches'].select { |batch| batch['role'] == 'faces' }
+    assert_equal 4, faces.size
+    shift = floats(body, faces[2]['offset'], 9).zip(floats(body, faces[0]['offset'], 9)).map { |a, b| a - b }
+    assert_equal [5.0, 0.0, 0.0] * 3, shift
+    answer, = parse_frame(get('distances').body)
+    assert_equal 4, answer['faces']
+  end
+
   def test_an_empty_face_set_has_no_batch_and_shifts_nothing
     # A set that goes as the mesh gets coarser, before one that stays.
     lines = terrain(8).lines

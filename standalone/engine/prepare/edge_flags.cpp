@@ -24,8 +24,8 @@ void for_each_edge(EdgeFlagInput const& mesh, Visit visit) {
 
 // differ(a, b): of two corners. What comes back tells of two half-edges whether they differ at either end.
 template <class Differ>
-auto either_end_differs(Differ const& differ) {
-  return [&differ](std::size_t h, std::size_t g, bool alike) {
+auto either_end_differs(Differ differ) {
+  return [differ](std::size_t h, std::size_t g, bool alike) {
     std::size_t const g_start = alike ? g : next_corner(g);
     std::size_t const g_end = alike ? next_corner(g) : g;
     return differ(h, g_start) || differ(next_corner(h), g_end);

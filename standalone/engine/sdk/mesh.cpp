@@ -665,8 +665,8 @@ unsigned char const* Mesh::corner_edge_kinds() const {
       for (std::size_t edge = 0; edge < kinds.size(); ++edge) {
         bool const boundary = (tables_.edge_flags[edge] & kBoundaryFlag) != 0;
         bool const sharp = (tables_.edge_flags[edge] & kSharpFlag) != 0;
-        kinds[edge] = static_cast<unsigned char>((boundary ? MIREL_EDGE_BOUNDARY : 0) | (sharp ? MIREL_EDGE_SHARP : 0) |
-                                                 (seams[edge] != 0 ? MIREL_EDGE_UV_SEAM : 0));
+        kinds[edge] = static_cast<unsigned char>((boundary ? kMirelEdgeBoundary : 0) | (sharp ? kMirelEdgeSharp : 0) |
+                                                 (seams[edge] != 0 ? kMirelEdgeUvSeam : 0));
       }
       tables_.edge_kinds = std::move(kinds);
     }

@@ -85,7 +85,7 @@ class Mesh final : public MeshSlots {
   // face_count x 3 corners x 2 or 3 numbers at the current step, or null where the mesh has none.
   float const* corner_uvs() const;
   float const* corner_normals() const;
-  // face_count x 3 edges, each from a corner to the next, of MIREL_EDGE_... bits; null where there is no face.
+  // face_count x 3 edges, each from a corner to the next, of kMirelEdge... bits; null where there is no face.
   unsigned char const* corner_edge_kinds() const;
 
   // The depot's stages. Each may throw std::bad_alloc and then leaves an empty mesh or the mesh as it was; the mesh
