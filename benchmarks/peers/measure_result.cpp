@@ -64,7 +64,6 @@ int run(int argc, char** argv) {
   MirelCompareOptions options;
   mirel_compare_default_options(&options);
   if (argc > 3) options.samples = std::strtoull(argv[3], nullptr, 10);
-  options.threads = 1;
   MirelCompareResult distance{};
   int const status =
       mirel_compare_meshes(handle(input, argv[1]).get(), handle(result, argv[2]).get(), &options, &distance);

@@ -5,12 +5,13 @@
 #   ruby benchmarks/peers/peers.rb BUILD_DIR [options] [MODEL...]
 #
 #   --targets LIST   shares of the faces (default: 0.5,0.1,0.01)
+#   --large LIST     the same for meshes of more than a million faces (default: as --targets)
 #   --peers LIST     some simplifiers, by the beginnings of their names (default: all)
 #   --seconds S      repeat a run until it has worked for S seconds in all (default: 0.5)
 #   --runs N         at most so often (default: 7)
 #   --samples N      points on each surface when errors are measured (default: 500000)
 #   --reuse FILE     take error figures from earlier results wherever a simplifier's result is the same
-#   --keep FILE      take the rows of simplifiers that are not run from earlier results, times and all
+#   --keep FILE      take the rows of what is not run from earlier results, times and all
 #   --out FILE       the results as JSON (default: BUILD_DIR/peers/results.json)
 #
 # BUILD_DIR is a build with -DMIREL_BENCHMARKS=ON; scripts/setup --bench installs the peers. A MODEL is a file, or the
@@ -26,6 +27,7 @@ root = File.expand_path('../..', __dir__)
 options = { targets: '0.5,0.1,0.01', peers: '', seconds: 0.5, runs: 7, samples: 500_000 }
 parser = OptionParser.new
 parser.on('--targets LIST') { |text| options[:targets] = text }
+parser.on('--large LIST') { |text| options[:large] = text }
 parser.on('--peers LIST') { |text| options[:peers] = text }
 parser.on('--seconds S', Float) { |number| options[:seconds] = number }
 parser.on('--runs N', Integer) { |number| options[:runs] = number }
@@ -70,7 +72,8 @@ console = $stdout.dup
 $stdout.reopen(File::NULL) # what importers print
 rows = models.flat_map do |model, make|
   input = make.call
-  options[:targets].split(',').map(&:to_f).flat_map do |share|
+  large = options[:large] && File.binread(input, 4, 4).unpack1('L') > 1_000_000
+  options[large ? :large : :targets].split(',').map(&:to_f).flat_map do |share|
     present.map do |name|
       drivers.run(name, model, input, share).tap do |row|
         warn "#{Tables.run(row).join('  ')}"
@@ -81,7 +84,8 @@ end
 $stdout.reopen(console)
 if options[:keep]
   kept = JSON.parse(File.read(options[:keep]))['rows'].select { |row| models.key?(row['model']) }
-  rows += kept.reject { |row| chosen.include?(row['peer']) }
+  run = rows.map { |row| row.values_at('model', 'peer', 'share') }
+  rows += kept.reject { |row| run.include?(row.values_at('model', 'peer', 'share')) }
   order = [models.keys, Drivers::NAMES]
   rows.sort_by! { |row| [order[0].index(row['model']), -row['share'], order[1].index(row['peer'])] }
 end

@@ -15,9 +15,11 @@ file = ARGV.find { |word| !word.start_with?('--') }
 abort 'usage: ruby benchmarks/peers/summary.rb RESULTS.json [--figures] [--runs]' unless file
 rows = JSON.parse(File.read(file))['rows']
 large, others = rows.partition { |row| row['input_faces'] > 1_000_000 }
-puts "#{others.map { |row| row['model'] }.uniq.size} meshes of up to a million faces:", '', Tables.summary(others)
-puts '', 'Larger ones:', '', Tables.summary(large) unless large.empty?
-puts '', 'Behind the best of the others (RMS and normals by more than 1 %, maximum by more than 10 %):', ''
+heading = "#{others.map { |row| row['model'] }.uniq.size} meshes of up to a million faces:"
+{ heading => others, 'Larger ones:' => large }.reject { |_, part| part.empty? }.each do |title, part|
+  puts title, '', Tables.summary(part), '', Tables.stages(part), ''
+end
+puts 'Behind the best of the others (RMS and normals by more than 1 %, maximum by more than 10 %):', ''
 puts '| mesh | target | figure | ratio | best |', '|---|--:|---|--:|---|'
 Tables.losses(rows).sort_by { |loss| -loss['ratio'] }.each do |loss|
   puts "| #{loss['model']} | #{format('%g', 100 * loss['share'])} % | #{Tables::TITLES[loss['metric']]} | " \

@@ -77,6 +77,19 @@ module Tables
     end
   end
 
+  # What the stages of the engine take, over all meshes: filling and reading back are copying.
+  def stages(rows)
+    ours = rows.select { |row| row['stages_ms'] }
+    return [] if ours.empty?
+
+    ladder = geometric_mean(ours.map { |row| row['input_faces'] / row['stages_ms']['ladder'] / 1000 })
+    shares = %w[fill prepare move].map do |stage|
+      share = geometric_mean(ours.map { |row| row['stages_ms'][stage] / row['stages_ms']['ladder'] })
+      format('%<stage>s %<share>.0f %%', stage: stage, share: 100 * share)
+    end
+    [format("#{OURS}, first runs: the ladder alone %.2f M faces/s; beside it %s of its time", ladder, shares.join(', '))]
+  end
+
   def by_share(shares)
     shares.map { |share| yield(share)&.then { |value| format('%.2f', value) } || '–' }.join(' / ')
   end
