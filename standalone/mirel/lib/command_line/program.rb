@@ -2,6 +2,7 @@
 
 require 'command_line/compare_command'
 require 'command_line/console'
+require 'command_line/convert_command'
 require 'command_line/failure'
 require 'command_line/info_command'
 require 'command_line/reduce_command'
@@ -12,7 +13,7 @@ require 'zu/mirel/version'
 module CommandLine
   # The program as a whole: chooses the command, turns everything that goes wrong into one line and a status.
   class Program
-    COMMANDS = [ReduceCommand, InfoCommand, CompareCommand, ViewCommand, SnapshotCommand].freeze
+    COMMANDS = [ReduceCommand, ConvertCommand, InfoCommand, CompareCommand, ViewCommand, SnapshotCommand].freeze
 
     HELP = <<~TEXT
       usage: mirel COMMAND [options]

@@ -2,10 +2,13 @@
 
 require 'command_line/command'
 require 'command_line/quantity'
+require 'command_line/scene_options'
 
 module CommandLine
   # mirel reduce: reads a model, reduces it, writes the result.
   class ReduceCommand < Command
+    include SceneOptions
+
     NAME = 'reduce'
     SUMMARY = 'reduce a model to fewer faces'
 
@@ -37,6 +40,7 @@ module CommandLine
         add_target_options(options)
         add_keeping_options(options)
         add_joining_options(options)
+        add_look_options(options)
         add_common_options(options)
         add_examples(options)
       end
@@ -53,8 +57,7 @@ module CommandLine
       options.on('-t', '--tolerance D', 'stay within this distance of the original, both ways: above 0,',
                  'model units, or a percentage of the diagonal of the bounding box',
                  'as 0.1% (default: no bound)') { |text| @tolerance = Quantity.length_or_share(text) }
-      options.on('-o', '--output OUTPUT', 'the file to write: .glb, .gltf, .dae, .obj, .ply or .stl',
-                 '(no default)') { |text| @output = as_name(text) }
+      add_output_option(options)
     end
 
     def add_keeping_options(options)
@@ -109,9 +112,8 @@ module CommandLine
     end
 
     def reduce(importer)
-      @settings.each { |name, value| importer.public_send(:"#{name}=", value) }
-      Zu::Mirel::Importer.check_readable(@input)
-      Zu::Mirel::SceneOutput.check_target(@output)
+      apply_settings(importer)
+      check_files
       @phases.run('read', "read #{@input}") { importer.import(@input) }
       output = Zu::Mirel::SceneOutput.new(importer)
       output.check_scene(@output)
@@ -120,9 +122,7 @@ module CommandLine
       report.update(prepared(importer))
       @phases.run('reduce', 'reduced') { move(importer) }
       report.update(reached(importer))
-      written = @phases.run('write', "wrote #{@output}") { signals_raise { output.write(@output) } }
-      report.update(after(importer, written), timing(importer))
-      written.remarks.each { |remark| console.say("mirel: #{@output}: #{remark}") }
+      report.update(after(importer, write_scene(output)), timing(importer))
       print_report(report)
     end
 
@@ -171,17 +171,6 @@ module CommandLine
       return 'the wanted number of faces is reached' if reached && @target
 
       importer.why_stopped || 'this is the coarsest step'
-    end
-
-    def after(importer, written)
-      { faces_after: importer.count_faces, vertices_after: written.vertices, normals_after: written.normals,
-        uvs_after: written.uvs, bounds_after: corners(written.bounds), bytes: written.bytes,
-        side_files: written.side_files, remarks: written.remarks }
-    end
-
-    def timing(importer)
-      { seconds: @phases.seconds.round(6), peak_bytes: @phases.peak_bytes, reader_peak_bytes: importer.reader_bytes,
-        phases: @phases.to_a }
     end
 
     def print_report(report)

@@ -54,6 +54,11 @@ module Zu
           triples('mirel_engine_faces', mesh)
         end
 
+        # @return [Boolean, nil] whether the mesh has UVs at the current step
+        def uvs?(mesh)
+          call('mirel_engine_corner_uvs', [mesh], Fiddle::TYPE_VOIDP) { |pointer| !pointer.null? }
+        end
+
         # @param transformation [Geom::Transformation]
         # @return [Geom::BoundingBox, nil] of the mesh's usable faces at the current step, where it is put
         def placed_bounds(mesh, transformation)

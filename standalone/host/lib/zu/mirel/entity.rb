@@ -22,9 +22,12 @@ module Zu
         @entities = []
       end
 
+      # Whether the mesh has UVs that are to be written: faces have them only together with a material.
+      attr_writer :has_uvs
+
       # @return [Array<String, nil>] one per face set of the mesh; nil for what looks as without a material
       def material_names
-        materials.map { |material| material.name unless material.nil? || (material.plain? && default_name?(material)) }
+        materials.map { |material| material.name unless material.nil? || (nothing_special?(material) && !@has_uvs) }
       end
 
       def group?
@@ -34,8 +37,8 @@ module Zu
 
       private
 
-      def default_name?(material)
-        material.name.empty? || material.name.casecmp?('default')
+      def nothing_special?(material)
+        material.plain? && (material.name.empty? || material.name.b.casecmp('default')&.zero?)
       end
     end
 

@@ -101,6 +101,7 @@ module Zu
         @imported_materials = materials.to_h { |material| [material.name, describe(material)] }
         @meshes_exported = 0
         @meshes_to_export = definitions.size
+        definitions.each { |definition| definition.has_uvs = Engine.uvs?(definition.balancer_mesh_index) }
       end
 
       def describe(material)

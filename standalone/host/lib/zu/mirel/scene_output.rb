@@ -74,8 +74,6 @@ module Zu
       # @param path [String] the output
       # @raise [ExportError]
       def check_scene(path)
-        return if mesh_only?(path)
-
         file = missing_texture if TEXTURED.include?(self.class.extension(path))
         raise ExportError, "#{@importer.path || path}: #{texture_reason(file)}" if file
       end
@@ -103,8 +101,9 @@ module Zu
       def mesh_only?(path)
         return false unless self.class.extension(path) == '.obj'
 
+        # Corners have their UVs in the form that the preparation gives them.
         meshes = @importer.placements
-        return false unless meshes.size == 1 && !turned?(path)
+        return false unless meshes.size == 1 && !turned?(path) && @importer.total_original_faces
 
         definition, place = meshes.first
         place == IDENTITY && definition.balancer_mesh_index.zero? &&
