@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <assimp/Importer.hpp>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <unordered_map>
@@ -92,18 +94,73 @@ bool is_same_file(std::string const& a, std::string const& b) {
          first.st_ino == second.st_ino;
 }
 
-bool shares_vertices(aiScene const& scene) {
-  for (unsigned int number = 0; number < scene.mNumMeshes; ++number) {
-    aiMesh const& mesh = *scene.mMeshes[number];
-    std::size_t corners = 0;
-    for (unsigned int face = 0; face < mesh.mNumFaces; ++face) {
-      corners += mesh.mFaces[face].mNumIndices;
-    }
-    if (corners != mesh.mNumVertices) {
-      return true;
-    }
+// The file's path from the folder on; empty where it is not in it, or of letters that not every program takes.
+std::string path_inside(std::string const& folder, std::string const& file) {
+  std::unique_ptr<char, decltype(&std::free)> const outer(realpath(folder.c_str(), nullptr), &std::free);
+  std::unique_ptr<char, decltype(&std::free)> const inner(realpath(file.c_str(), nullptr), &std::free);
+  if (outer == nullptr || inner == nullptr) {
+    return {};
   }
-  return false;
+  std::string const start = std::string(outer.get()) + "/";
+  std::string const whole = inner.get();
+  if (whole.compare(0, start.size(), start) != 0) {
+    return {};
+  }
+  std::string inside = whole.substr(start.size());
+  for (std::size_t begin = 0; begin <= inside.size();) {
+    std::size_t const end = std::min(inside.find('/', begin), inside.size());
+    std::string const part = inside.substr(begin, end - begin);
+    if (clean_file_name(part) != part) {
+      return {};
+    }
+    begin = end + 1;
+  }
+  return inside;
+}
+
+bool has_triangles_only(std::vector<std::unique_ptr<aiMesh>> const& meshes) {
+  return std::all_of(meshes.begin(), meshes.end(), [](std::unique_ptr<aiMesh> const& mesh) {
+    return mesh->mPrimitiveTypes == aiPrimitiveType_TRIANGLE;
+  });
+}
+
+bool shares_vertices(aiMesh const& mesh) {
+  std::size_t corners = 0;
+  for (unsigned int face = 0; face < mesh.mNumFaces; ++face) {
+    corners += mesh.mFaces[face].mNumIndices;
+  }
+  return corners != mesh.mNumVertices;
+}
+
+template <typename T>
+void delete_all(T**& array, unsigned int& count) {
+  std::for_each(array, array + count, [](T* element) { delete element; });
+  delete[] array;
+  array = nullptr;
+  count = 0;
+}
+
+// An empty scene that counts as having been through the steps. The exporters take some of them first, and one of those
+// joins vertices that are merely close to each other, within a fixed distance that is no small one for every model.
+// Only the library itself can mark a scene so: as one that it has read.
+std::unique_ptr<aiScene> make_finished_scene(unsigned int steps) {
+  static constexpr char kTriangle[] = "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
+  Assimp::Importer importer;
+  std::unique_ptr<aiScene> scene;
+  if (importer.ReadFileFromMemory(kTriangle, sizeof kTriangle - 1, steps, "off") != nullptr) {
+    scene.reset(importer.GetOrphanedScene());
+  }
+  if (scene == nullptr) {
+    return nullptr;
+  }
+  delete_all(scene->mMeshes, scene->mNumMeshes);
+  delete_all(scene->mMaterials, scene->mNumMaterials);
+  delete scene->mRootNode;
+  scene->mRootNode = nullptr;
+  delete scene->mMetaData;
+  scene->mMetaData = nullptr;
+  scene->mFlags = 0;
+  return scene;
 }
 
 class SceneBuilder {
@@ -111,31 +168,42 @@ class SceneBuilder {
   SceneBuilder(Format const& format, SceneNotes const& notes) : format_(format), notes_(notes) {}
 
   BuiltScene build(Model const& model) {
-    result_.scene = std::make_unique<aiScene>();
-    aiScene& scene = *result_.scene;
-    scene.mRootNode = new aiNode();
-    set_name(scene.mRootNode->mName, node_names_.add(clean_name(notes_.name)));
+    root_ = std::make_unique<aiNode>();
+    set_name(root_->mName, node_names_.add(clean_name(notes_.name)));
     if (format_.has_nodes) {
-      scene.mRootNode->mTransformation = outermost_transform(notes_);
+      root_->mTransformation = outermost_transform(notes_);
     }
-    fill_node(*scene.mRootNode, *model.entities, kIdentity, notes_.name);
+    fill_node(*root_, *model.entities, kIdentity, notes_.name);
     if (!format_.has_nodes) {
-      name_all_meshes_of_root(*scene.mRootNode);
+      name_all_meshes_of_root(*root_);
     }
     if (materials_.empty()) {
       find_material({nullptr, false});
     }
+    result_.scene = make_scene();
+    aiScene& scene = *result_.scene;
+    scene.mRootNode = root_.release();
     hand_over(scene.mMeshes, scene.mNumMeshes, meshes_);
     hand_over(scene.mMaterials, scene.mNumMaterials, materials_);
     hand_over(scene.mTextures, scene.mNumTextures, textures_);
-    // To be said where it is so, and only there: the exporter fails at a scene that claims it wrongly.
-    if (shares_vertices(scene)) {
-      scene.mFlags |= AI_SCENE_FLAGS_NON_VERBOSE_FORMAT;
-    }
     return std::move(result_);
   }
 
  private:
+  std::unique_ptr<aiScene> make_scene() const {
+    if (format_.needless_steps != 0 && has_triangles_only(meshes_)) {
+      if (std::unique_ptr<aiScene> scene = make_finished_scene(format_.needless_steps)) {
+        return scene;
+      }
+    }
+    auto scene = std::make_unique<aiScene>();
+    // To be said where it is so, and only there: the exporter fails at a scene that claims it wrongly.
+    if (std::any_of(meshes_.begin(), meshes_.end(), [](auto const& mesh) { return shares_vertices(*mesh); })) {
+      scene->mFlags |= AI_SCENE_FLAGS_NON_VERBOSE_FORMAT;
+    }
+    return scene;
+  }
+
   template <typename T>
   static void hand_over(T**& array, unsigned int& count, std::vector<std::unique_ptr<T>>& list) {
     if (list.empty()) {
@@ -160,7 +228,13 @@ class SceneBuilder {
     while (!left.empty()) {
       Pending const current = std::move(left.back());
       left.pop_back();
-      show_meshes(format_.has_nodes ? *current.node : root, *current.entities, current.place, current.name);
+      Instance const* const shown = format_.has_nodes ? find_contents(*current.entities) : nullptr;
+      if (shown != nullptr) {
+        Definition const& definition = *shown->definition;
+        show_meshes(*current.node, *definition.entities, current.place, definition.name);
+      } else {
+        show_meshes(format_.has_nodes ? *current.node : root, *current.entities, current.place, current.name);
+      }
       std::vector<std::unique_ptr<aiNode>> children;
       auto const add_child = [&](std::string const& child_name, SUTransformation const& transform,
                                  Entities const* inside) {
@@ -184,13 +258,35 @@ class SceneBuilder {
       }
       for (Instance const* const instance : current.entities->instances) {
         Definition const* const definition = instance->definition;
-        if (definition->kind == Kind::kDefinition) {
+        if (instance != shown && definition->kind == Kind::kDefinition) {
           add_child(definition->name.empty() ? "Component" : definition->name, instance->transform,
                     definition->entities);
         }
       }
       hand_over(current.node->mChildren, current.node->mNumChildren, children);
     }
+  }
+
+  // A group that has nothing of its own but one instance where the group is needs one node for both: the group's, with
+  // the definition's meshes.
+  static Instance const* find_contents(Entities const& entities) {
+    if (entities.group == nullptr || entities.faces.size() > 0) {
+      return nullptr;
+    }
+    Instance const* found = nullptr;
+    for (Instance const* const instance : entities.instances) {
+      Definition const* const definition = instance->definition;
+      if (definition->kind != Kind::kDefinition || definition->entities->faces.size() == 0 ||
+          !definition->entities->groups.empty() || !definition->entities->instances.empty() ||
+          !std::equal(std::begin(kIdentity.values), std::end(kIdentity.values), instance->transform.values)) {
+        continue;
+      }
+      if (found != nullptr) {
+        return nullptr;
+      }
+      found = instance;
+    }
+    return found;
   }
 
   // Gives the node its place; the node inside it that is to show the contents where it takes two to do so.
@@ -222,10 +318,6 @@ class SceneBuilder {
                                          ? std::move(source)
                                          : transform_mesh(*source, place.values);
       mesh->mMaterialIndex = source_materials_[number];
-      if (format_.invents_normals && !notes_.has_normals) {
-        // It asks this, and afterwards the faces themselves.
-        mesh->mPrimitiveTypes = aiPrimitiveType_POINT;
-      }
       set_name(mesh->mName, name);
       meshes_.push_back(std::move(mesh));
     }
@@ -235,7 +327,8 @@ class SceneBuilder {
   std::vector<unsigned int> const& find_meshes(Entities const& entities, std::string const& name) {
     auto const [found, is_new] = meshes_of_.try_emplace(&entities);
     if (is_new) {
-      for (BuiltMesh& built : build_meshes(entities, format_.has_one_sided_faces, notes_.has_normals)) {
+      for (BuiltMesh& built :
+           build_meshes(entities, format_.has_one_sided_faces, notes_.has_normals || format_.needs_normals)) {
         unsigned int const material = find_material(built.look);
         if (format_.has_nodes) {
           built.mesh->mMaterialIndex = material;
@@ -328,6 +421,9 @@ class SceneBuilder {
       textures_.push_back(std::move(embedded));
       return std::string("*").append(std::to_string(textures_.size() - 1));
     }
+    if (std::string const inside = path_inside(notes_.folder, path); !inside.empty()) {
+      return inside;
+    }
     std::string const wanted = clean_file_name(base_name(path));
     for (;;) {
       std::string const name = texture_files_.add(wanted, true);
@@ -350,6 +446,7 @@ class SceneBuilder {
   Format const& format_;
   SceneNotes const& notes_;
   BuiltScene result_;
+  std::unique_ptr<aiNode> root_;
   std::vector<std::unique_ptr<aiMesh>> meshes_;
   std::vector<std::unique_ptr<aiMesh>> sources_;
   std::vector<unsigned int> source_materials_;

@@ -76,13 +76,12 @@ float finite(double value) {
   return std::isfinite(narrow) ? narrow : 0.0F;
 }
 
-// Gives every distinct vertex of a mesh a number: those of one corner group differ by their UVs alone.
+// Gives every distinct vertex of a mesh a number: those at one vertex of the entities differ by normal or UVs. Without
+// normals they differ by UVs alone.
 class VertexSplitter {
  public:
   VertexSplitter(Entities const& entities, CornerNormals const& normals)
-      : entities_(entities),
-        normals_(normals),
-        first_(std::max(entities.corners.size(), entities.vertices.size()) * 2, kNoIndex) {}
+      : entities_(entities), normals_(normals), first_(entities.vertices.size() * 2, kNoIndex) {}
 
   void begin_mesh() {
     for (std::uint32_t const head : used_heads_) {
@@ -93,12 +92,12 @@ class VertexSplitter {
   }
 
   std::uint32_t number(Side const& side, std::uint32_t corner, std::uint32_t place) {
-    std::size_t const group = normals_.groups[corner];
     SUPoint2D const uv = side.uvs == kNoIndex ? SUPoint2D{0, 0} : entities_.uvs[side.uvs + place];
     // Backs have their normals the other way, and lists of their own.
-    std::size_t const head = group * 2 + (side.is_back ? 1 : 0);
+    std::size_t const head = std::size_t{entities_.corners[corner].vertex} * 2 + (side.is_back ? 1 : 0);
     for (std::uint32_t vertex = first_[head]; vertex != kNoIndex; vertex = vertices_[vertex].next) {
-      if (vertices_[vertex].uv.x == uv.x && vertices_[vertex].uv.y == uv.y) {
+      if (vertices_[vertex].uv.x == uv.x && vertices_[vertex].uv.y == uv.y &&
+          has_same_normal(vertices_[vertex].corner, corner)) {
         return vertex;
       }
     }
@@ -135,6 +134,15 @@ class VertexSplitter {
   }
 
  private:
+  bool has_same_normal(std::uint32_t a, std::uint32_t b) const {
+    if (normals_.normals.empty() || normals_.groups[a] == normals_.groups[b]) {
+      return true;
+    }
+    CornerNormals::Normal const& first = normals_.normals[normals_.groups[a]];
+    CornerNormals::Normal const& second = normals_.normals[normals_.groups[b]];
+    return first.x == second.x && first.y == second.y && first.z == second.z;
+  }
+
   struct Vertex {
     SUPoint2D uv;
     std::uint32_t corner;
@@ -143,7 +151,7 @@ class VertexSplitter {
   };
   Entities const& entities_;
   CornerNormals const& normals_;
-  std::vector<std::uint32_t> first_;  // per corner group and side, the last vertex made for it
+  std::vector<std::uint32_t> first_;  // per vertex and side, the last one made for it
   std::vector<std::uint32_t> used_heads_;
   std::vector<Vertex> vertices_;
 };
@@ -172,16 +180,6 @@ std::unique_ptr<aiMesh> build_mesh(Entities const& entities, Part const& part, V
   return mesh;
 }
 
-// All corners at a vertex together, and no normals.
-CornerNormals one_group_per_vertex(Entities const& entities) {
-  CornerNormals result;
-  result.groups.reserve(entities.corners.size());
-  for (std::size_t corner = 0; corner < entities.corners.size(); ++corner) {
-    result.groups.push_back(entities.corners[corner].vertex);
-  }
-  return result;
-}
-
 }  // namespace
 
 std::vector<BuiltMesh> build_meshes(Entities const& entities, bool with_backs, bool with_normals) {
@@ -189,7 +187,7 @@ std::vector<BuiltMesh> build_meshes(Entities const& entities, bool with_backs, b
   if (entities.faces.empty()) {
     return result;
   }
-  CornerNormals const normals = with_normals ? compute_corner_normals(entities) : one_group_per_vertex(entities);
+  CornerNormals const normals = with_normals ? compute_corner_normals(entities) : CornerNormals();
   VertexSplitter splitter(entities, normals);
   for (Part const& part : sort_by_look(entities, with_backs)) {
     result.push_back({build_mesh(entities, part, splitter), part.look});

@@ -1,5 +1,6 @@
 #include "standalone/model/save.h"
 
+#include <assimp/postprocess.h>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,13 +20,14 @@ namespace mirel::model {
 
 namespace {
 
+constexpr unsigned int kGltfSteps = aiProcess_JoinIdenticalVertices | aiProcess_Triangulate | aiProcess_SortByPType;
 constexpr Format kFormats[] = {
-    {"glb", "glb2", true, true, true, true, true, false},
-    {"gltf", "gltf2", true, true, true, false, true, false},
-    {"dae", "collada", true, true, false, false, false, false},
-    {"obj", "obj", false, false, false, false, false, true},
-    {"ply", "plyb", false, false, false, false, false, false},
-    {"stl", "stlb", false, false, false, false, false, false},
+    {"glb", "glb2", true, true, true, true, true, false, kGltfSteps},
+    {"gltf", "gltf2", true, true, true, false, true, false, kGltfSteps},
+    {"dae", "collada", true, true, false, false, false, false, 0},
+    {"obj", "obj", false, false, false, false, false, false, aiProcess_GenSmoothNormals},
+    {"ply", "plyb", false, false, false, false, false, false, aiProcess_PreTransformVertices},
+    {"stl", "stlb", false, false, false, false, false, true, aiProcess_PreTransformVertices | aiProcess_Triangulate},
 };
 
 std::string message;

@@ -18,7 +18,8 @@ struct Format {
   bool has_one_sided_faces;   // and so can show another material on the back
   bool embeds_textures;       // else they are copied beside the file
   bool takes_only_png_and_jpeg;
-  bool invents_normals;  // the exporter does, for faces without
+  bool needs_normals;
+  unsigned int needless_steps;  // which the exporter would take first, and which triangles from here do not need
 };
 
 // What a model means, and where its files end up: see mirel_model_set_scene.
