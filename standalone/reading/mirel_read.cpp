@@ -114,7 +114,14 @@ ColladaFrame read_collada_frame(std::string const& path) {
   auto const value = unit == std::string::npos ? unit : head.find("meter=\"", unit);
   if (value != std::string::npos && value < head.find('>', unit)) {
     double const meters = std::strtod(head.c_str() + value + 7, nullptr);
-    if (meters > 0 && std::isfinite(meters)) frame.meters_per_unit = meters;
+    // Others have written it from single precision.
+    if (meters > 0 && std::isfinite(meters)) {
+      double const digits = std::exp2(std::round(std::log2(meters)) - 24);
+      frame.meters_per_unit = meters;
+      for (double const known : {0.0254, 0.3048, 0.001, 0.01, 1.0}) {
+        if (std::abs(meters - known) <= digits) frame.meters_per_unit = known;
+      }
+    }
   }
   return frame;
 }
@@ -156,6 +163,7 @@ std::string read_scene(char const* path, MirelReadProgress progress, MirelReadSc
   Assimp::Importer importer;
   importer.SetProgressHandler(new Progress(progress));  // the importer deletes it
   importer.SetPropertyBool(AI_CONFIG_IMPORT_NO_SKELETON_MESHES, true);
+  importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_USE_COLLADA_NAMES, true);
   ColladaFrame const collada = has_suffix(path, ".dae") ? read_collada_frame(path) : ColladaFrame();
   importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, has_suffix(path, ".dae") && !collada.is_x_up);
   aiScene const* source = importer.ReadFile(path, 0);

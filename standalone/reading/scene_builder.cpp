@@ -190,6 +190,7 @@ class SceneMaker {
   std::string add_node(Visit const& visit, aiMatrix4x4 const& local) {
     Node& node = scene_.nodes.emplace_back();
     node.name = visit.node->mName.C_Str();
+    if (node.name.starts_with("$ColladaAutoName$")) node.name.clear();
     node.parent = visit.parent;
     // By rows there, by columns here.
     for (unsigned int row = 0; row < 4; ++row) {

@@ -22,12 +22,12 @@ module Zu
         @entities = []
       end
 
-      # Whether the mesh has UVs that are to be written: faces have them only together with a material.
-      attr_writer :has_uvs
+      # Whether faces are to have materials that say nothing too: with them go UVs, and what backs look like.
+      attr_writer :all_materials
 
       # @return [Array<String, nil>] one per face set of the mesh; nil for what looks as without a material
       def material_names
-        materials.map { |material| material.name unless material.nil? || (nothing_special?(material) && !@has_uvs) }
+        materials.map { |material| material.name unless material.nil? || (nothing_special?(material) && !@all_materials) }
       end
 
       def group?

@@ -101,7 +101,9 @@ module Zu
         @imported_materials = materials.to_h { |material| [material.name, describe(material)] }
         @meshes_exported = 0
         @meshes_to_export = definitions.size
-        definitions.each { |definition| definition.has_uvs = Engine.uvs?(definition.balancer_mesh_index) }
+        definitions.each do |definition|
+          definition.all_materials = !apply_materials_both_sides? || Engine.uvs?(definition.balancer_mesh_index)
+        end
       end
 
       def describe(material)

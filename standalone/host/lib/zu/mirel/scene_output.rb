@@ -191,7 +191,7 @@ module Zu
         counts.sum unless counts.any?(&:nil?)
       end
 
-      # As the file has them: in its unit and axes.
+      # As a reader of the file has them: glTF is in meters and y up, COLLADA says what it is in.
       def expected_bounds(path)
         to_file = file_transformation(path)
         boxes = @importer.placements.map do |definition, place|
@@ -203,6 +203,7 @@ module Zu
       end
 
       def file_transformation(path)
+        return IDENTITY if self.class.extension(path) == '.dae'
         return turned?(path) ? Z_UP_TO_Y_UP : IDENTITY if WITHOUT_AXES.include?(self.class.extension(path))
 
         scale = Geom::Transformation.scaling(@importer.meters_per_unit)
