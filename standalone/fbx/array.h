@@ -31,8 +31,10 @@ class Array {
     std::free(std::exchange(items_, nullptr));
     count_ = 0;
     if (count == 0) return true;
-    if (count > std::numeric_limits<std::size_t>::max() / sizeof(T)) return false;
-    items_ = static_cast<T*>(std::malloc(count * sizeof(T)));
+    // T may be a pointer.
+    constexpr std::size_t kItemSize = sizeof(T);  // NOLINT(bugprone-sizeof-expression)
+    if (count > std::numeric_limits<std::size_t>::max() / kItemSize) return false;
+    items_ = static_cast<T*>(std::malloc(count * kItemSize));
     if (items_ == nullptr) return false;
     count_ = count;
     return true;

@@ -125,7 +125,9 @@ TriangulationMemory memory_of_triangulation(MeshData const& mesh) {
   auto const carry_attribute = [&](auto const& attribute) {
     carry(attribute.mapping, attribute.indices.size(), sizeof(int));
     if (attribute.reference == FbxLayerElement::eDirect) {
-      carry(attribute.mapping, attribute.values.size(), sizeof(*attribute.values.data()));
+      // The values of a material's layer are pointers.
+      constexpr std::size_t kValueSize = sizeof(*attribute.values.data());  // NOLINT(bugprone-sizeof-expression)
+      carry(attribute.mapping, attribute.values.size(), kValueSize);
     }
   };
   for (MeshLayer const& layer : mesh.layers) {

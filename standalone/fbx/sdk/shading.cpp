@@ -8,7 +8,7 @@ namespace fbxsdk {
 const char* const FbxSurfaceMaterial::sDiffuse = "DiffuseColor";
 
 const FbxImplementation* GetImplementation(const FbxObject* pObject, const char* pImplementationTarget) {
-  static const char kPrefix[] = "Implementation";
+  static constexpr char kPrefix[] = "Implementation";
   if (pObject == nullptr || pImplementationTarget == nullptr) return nullptr;
   if (std::strncmp(pImplementationTarget, kPrefix, sizeof kPrefix - 1) != 0) return nullptr;
   const char* const language = pImplementationTarget + sizeof kPrefix - 1;
