@@ -87,7 +87,8 @@ module Tables
       share = geometric_mean(ours.map { |row| row['stages_ms'][stage] / row['stages_ms']['ladder'] })
       format('%<stage>s %<share>.0f %%', stage: stage, share: 100 * share)
     end
-    [format("#{OURS}, first runs: the ladder alone %.2f M faces/s; beside it %s of its time", ladder, shares.join(', '))]
+    [format('%<name>s, first runs: the ladder alone %<speed>.2f M faces/s; beside it %<shares>s of its time',
+            name: OURS, speed: ladder, shares: shares.join(', '))]
   end
 
   def by_share(shares)

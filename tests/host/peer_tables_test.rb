@@ -43,8 +43,8 @@ class PeerTablesTest < HostTest
   def test_stages
     assert_empty Tables.stages([row('one', 0.1)])
     rows = [row('Mirel', 0.1, stages_ms: { 'fill' => 1.0, 'prepare' => 2.0, 'ladder' => 10.0, 'move' => 0.5 })]
-    assert_equal ['Mirel, first runs: the ladder alone 0.10 M faces/s; beside it fill 10 %, prepare 20 %, move 5 % of ' \
-                  'its time'], Tables.stages(rows)
+    assert_equal ['Mirel, first runs: the ladder alone 0.10 M faces/s; beside it fill 10 %, prepare 20 %, move 5 % ' \
+                  'of its time'], Tables.stages(rows)
   end
 
   def test_figures_side_by_side
