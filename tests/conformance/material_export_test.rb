@@ -267,8 +267,13 @@ class MaterialExportTest < ExportTest
   end
 
   def test_a_name_without_description
+    importer.imported_materials.default_proc = ->(_, key) { Events.emit("look up", key) && nil }
     assert_raises(NoMethodError) { export_materials("Unknown") }
+    assert_equal 'look up "Unknown"', log.last
+    start
+    # A name that is no text is not looked up.
     assert_raises(TypeError) { export_materials(7) }
+    assert_equal "SUModelGetNumMaterials model1", log.last
   end
 
   def test_the_prefix
