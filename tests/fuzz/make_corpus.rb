@@ -2,7 +2,7 @@
 # frozen_string_literal: true
 
 # Writes seed files for the fuzzers: make_corpus.rb FOLDER makes FOLDER/obj, FOLDER/mtl, FOLDER/ply and
-# FOLDER/fbx.
+# FOLDER/fbx, and FOLDER/fbx.dict with the words of its format.
 # Each seed shows a form that a mutation would hardly hit by itself.
 
 require "fileutils"
@@ -164,3 +164,13 @@ folder = ARGV.fetch(0)
   FileUtils.mkdir_p(File.join(folder, kind))
   seeds.each { |name, text| File.binwrite(File.join(folder, kind, name), text) }
 end
+
+# Small files of other programs, where they are.
+models = File.join(ENV.fetch("MIREL_SHARED", File.expand_path("../../../shared", __dir__)), "models", "fbx", "**", "*.fbx")
+Dir.glob(models).select { |path| File.size(path) <= 16_384 }.each do |path|
+  File.binwrite(File.join(folder, "fbx", "model_#{File.basename(path, '.fbx')}"), File.binread(path))
+end
+
+# Names that a mutation would hardly spell.
+words = FbxSeeds.all.values_at("text", "text_old").flat_map { |text| text.scan(/[A-Za-z][A-Za-z0-9_]{3,}/) }.uniq.sort
+File.write(File.join(folder, "fbx.dict"), words.map { |word| "\"#{word}\"\n" }.join)

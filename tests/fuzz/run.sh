@@ -21,10 +21,14 @@ for target in obj mtl ply fbx; do
   mkdir -p "$build/corpus/$target"
   # A whole FBX scene does not fit into what is plenty for the others.
   longest=4096
-  if [ "$target" = fbx ]; then longest=16384; fi
+  dictionary=
+  if [ "$target" = fbx ]; then
+    longest=16384
+    dictionary=-dict=$build/seeds/fbx.dict
+  fi
   echo "fuzz_$target: $seconds s"
   "$build/bin/fuzz_$target" "$build/corpus/$target" "$build/seeds/$target" -max_total_time="$seconds" -max_len="$longest" \
-    -timeout=10 -rss_limit_mb=1024 -artifact_prefix="$build/findings/$target-" >"$build/fuzz_$target.log" 2>&1 &
+    ${dictionary:+"$dictionary"} -timeout=10 -rss_limit_mb=1024 -artifact_prefix="$build/findings/$target-" >"$build/fuzz_$target.log" 2>&1 &
   running="$running $target=$!"
 done
 for entry in $running; do
