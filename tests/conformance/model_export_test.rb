@@ -502,6 +502,35 @@ class ModelExportTest < ExportTest
     assert_empty lines.grep(/SUModelSaveToFile|SUModelRelease|SUTerminate/)
   end
 
+  # What the mesh SDK throws, at each operation that the export asks of it.
+  def test_an_exception_of_the_sdk_at_each_operation
+    scripted = lambda do
+      make_meshes
+      Recorder.answer("getNumFaceSets", 1)
+      Recorder.floats("getVertexUVs", [0, 0, 1, 0, 0, 1])
+    end
+    scripted.call
+    export(whole_scene)
+    operations = log.grep(/\Adepot/).map { |line| line.split.first.split(".").last }.uniq
+    assert_equal %w[getFace getFaceEdgeFlags getFaceSetOfFace getFaces getMesh getNumFaceSets getNumFaces getNumMeshes
+                    getNumVertices getVertexUVs getVertices hasCornerUVs], operations.sort
+    operations.each do |operation|
+      { "broken" => [RuntimeError, :throw_error], nil => [NoMemoryError, :throw_out_of_memory] }.each do |text, how|
+        scripted.call
+        importer.forget_exported
+        root = whole_scene
+        Recorder.public_send(how.last, operation, *text)
+        error = assert_raises(how.first, operation) { export(root) }
+        assert_equal text, error.message if text
+        assert_equal 0, SketchupRecorder.strings
+        assert_abandoned
+      end
+    end
+    importer.forget_exported
+    scripted.call
+    assert_equal true, export(whole_scene)
+  end
+
   def test_clear_in_each_callback
     each_event do |root, arm|
       arm.call { importer.clear_balancer }
