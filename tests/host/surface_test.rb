@@ -47,6 +47,20 @@ class SurfaceTest < HostTest
     assert_equal numbers.first(numbers.size / 2).map { |number| number + count }, numbers.drop(numbers.size / 2)
   end
 
+  def test_faces_of_a_mirrored_mesh_are_turned_on_request
+    @importer.import(write('terrain.obj', terrain(4)))
+    definition = @importer.instances.first.definition
+    mirrored = Zu::Mirel::Instance.new('mirrored', definition, Geom::Transformation.scaling(-1, 1, 1))
+    @importer.root.entities.replace([mirrored])
+    as_it_is = Zu::Mirel::Surface.of(@importer)
+    turned = Zu::Mirel::Surface.of(@importer, outward: true)
+    assert_equal as_it_is.positions, turned.positions
+    corners = as_it_is.faces.unpack('L*').each_slice(3).map { |a, b, c| [a, c, b] }
+    assert_equal corners, turned.faces.unpack('L*').each_slice(3).to_a
+    opposite = @library.compare(@library.mesh(as_it_is), @library.mesh(turned), samples: 1000)
+    assert_in_delta 180, opposite.normal_degrees, 0.01
+  end
+
   def test_a_reduced_model_gives_the_arrays_of_its_step
     before = surface(20)
     faces = @importer.reduce(ratio: 0.25)

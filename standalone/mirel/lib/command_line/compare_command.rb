@@ -109,7 +109,7 @@ module CommandLine
     def read(importer, name)
       @phases.run('read', "read #{name}") do
         importer.import(name)
-        naming(name) { Zu::Mirel::Surface.of(importer) }
+        naming(name) { Zu::Mirel::Surface.of(importer, outward: true) }
       end
     ensure
       importer.close

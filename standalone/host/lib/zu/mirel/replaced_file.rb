@@ -20,8 +20,7 @@ module Zu
         folder = Dir.mktmpdir('.mirel-', File.dirname(target))
         file = File.join(folder, File.basename(target))
         result = yield(file)
-        File.chmod(File.stat(target).mode & 0o7777, file) if File.exist?(target)
-        File.rename(file, target)
+        ObjOutput.put_in_place(file, target)
         result
       rescue SystemCallError => e
         ObjOutput.fail_for(path, Errors.reason(e))

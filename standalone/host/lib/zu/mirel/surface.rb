@@ -15,10 +15,16 @@ module Zu
       attr_reader :positions, :faces
 
       # @param importer [Importer] with a model, before or after a reduction
+      # @param outward [Boolean] turn the faces of a mesh where a mirroring place would have them face inwards; else
+      #   corners stay in the order in which the mesh has them
       # @return [Surface] every mesh as often as the scene has it, at its place
       # @raise [Error] where the mesh library in use does not hand out its arrays
-      def self.of(importer)
-        new.tap { |surface| surface.add_entities(importer.root, IDENTITY) }
+      def self.of(importer, outward: false)
+        new.tap do |surface|
+          importer.placements.each do |definition, place|
+            surface.add(definition.balancer_mesh_index, place, turned: outward && place.determinant.negative?)
+          end
+        end
       end
 
       def initialize
@@ -36,25 +42,20 @@ module Zu
         faces.bytesize / 12
       end
 
-      # Adds what stands below a definition.
-      def add_entities(definition, place)
-        definition.entities.each do |instance|
-          inner = place * instance.transformation
-          mesh = instance.definition.balancer_mesh_index
-          add_mesh(mesh, inner) if mesh
-          add_entities(instance.definition, inner)
-        end
-      end
-
-      private
-
-      def add_mesh(mesh, place)
+      # Adds a mesh.
+      # @param mesh [Integer]
+      # @param place [Geom::Transformation]
+      # @param turned [Boolean] with its faces the other way round
+      def add(mesh, place, turned: false)
         points = Engine.positions(mesh)
         numbers = Engine.faces(mesh)
         raise Error, 'the mesh library in use does not hand out its triangles' unless points && numbers
 
+        numbers = numbers.unpack('L*').each_slice(3).flat_map { |a, b, c| [a, c, b] }.pack('L*') if turned
         append(place == IDENTITY ? points : CompareLibrary.instance.place(points, place.to_a), numbers)
       end
+
+      private
 
       def append(points, numbers)
         first = vertex_count
