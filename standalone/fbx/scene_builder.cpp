@@ -142,6 +142,7 @@ class SceneBuilder {
     for (Connection const& connection : document_.connections()) connect(connection);
     link_tree();
     place_layer_textures();
+    name_textures();
   }
 
  private:
@@ -580,6 +581,16 @@ class SceneBuilder {
         depths[path[k]] = ++depth;
         if (depth > kDeepestNode) throw ReadError("The hierarchy of nodes is too deep");
       }
+    }
+  }
+
+  // Some writers give only the path beside the file.
+  void name_textures() {
+    for (FbxObject* const object : made_) {
+      FbxFileTexture* const texture = FbxCast<FbxFileTexture>(object);
+      if (texture == nullptr || !Internals::data(*texture).file_name.empty()) continue;
+      charge_text(Internals::data(*texture).relative_name);
+      Internals::data(*texture).file_name = Internals::data(*texture).relative_name;
     }
   }
 

@@ -12,6 +12,9 @@
 namespace mirel::fbx {
 namespace {
 
+// How far into a file its version is looked for.
+constexpr std::size_t kVersionReach = 4096;
+
 bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v';
 }
@@ -278,8 +281,13 @@ bool is_text(std::string_view bytes) {
   while (at < bytes.size() && is_blank(bytes[at])) ++at;
   std::string_view const head = bytes.substr(at, 4096);
   if (head.empty() || head.find('\0') != std::string_view::npos) return false;
-  if (head.front() == ';') return head.substr(0, 200).find("FBX") != std::string_view::npos;
-  return head.substr(0, 19) == "FBXHeaderExtension:" || head.substr(0, 12) == "FBXVersion: ";
+  if (head.front() == ';') return head.find("FBX") != std::string_view::npos;
+  // Sections that a file may begin with when its head has been taken off.
+  for (std::string_view const section : {"FBXHeaderExtension:", "FBXVersion:", "CreationTime:", "Creator:",
+                                         "GlobalSettings:", "Documents:", "References:", "Definitions:", "Objects:"}) {
+    if (head.substr(0, section.size()) == section) return true;
+  }
+  return false;
 }
 
 int find_version(std::string_view bytes) {
@@ -287,24 +295,23 @@ int find_version(std::string_view bytes) {
     bool big_endian = false;
     return find_binary_version(bytes, big_endian);
   }
-  // "; FBX 7.4.0 project file", and for those without it the element.
-  std::string_view const head = bytes.substr(0, 4096);
-  std::size_t const title = head.find("; FBX ");
-  if (title != std::string_view::npos && title + 11 <= head.size()) {
-    char const* const p = head.data() + title + 6;
-    auto const digit = [&](int k) { return p[k] >= '0' && p[k] <= '9'; };
-    if (digit(0) && p[1] == '.' && digit(2) && p[3] == '.' && digit(4)) {
-      return (p[0] - '0') * 1000 + (p[2] - '0') * 100 + (p[4] - '0') * 10;
-    }
-  }
+  // The element, else "; FBX 7.4.0 project file".
+  std::string_view const head = bytes.substr(0, kVersionReach);
   std::size_t const element = head.find("FBXVersion:");
-  if (element == std::string_view::npos) return 0;
-  char const* p = head.data() + element + 11;
-  char const* const end = head.data() + head.size();
-  while (p < end && *p == ' ') ++p;
-  int version = 0;
-  std::from_chars(p, end, version);
-  return version > 0 && version < 1000000 ? version : 0;
+  if (element != std::string_view::npos) {
+    char const* p = head.data() + element + 11;
+    char const* const end = head.data() + head.size();
+    while (p < end && *p == ' ') ++p;
+    int version = 0;
+    std::from_chars(p, end, version);
+    if (version > 0 && version < 1000000) return version;
+  }
+  std::size_t const title = head.find("; FBX ");
+  if (title == std::string_view::npos || title + 11 > head.size()) return 0;
+  char const* const p = head.data() + title + 6;
+  auto const digit = [&](int k) { return p[k] >= '0' && p[k] <= '9'; };
+  if (!digit(0) || p[1] != '.' || !digit(2) || p[3] != '.' || !digit(4)) return 0;
+  return (p[0] - '0') * 1000 + (p[2] - '0') * 100 + (p[4] - '0') * 10;
 }
 
 std::unique_ptr<ElementTree> read_text(std::string_view bytes) {

@@ -45,7 +45,9 @@ bool FbxImporter::Initialize(const char* pFileName, int, FbxIOSettings*) {
       return false;
     }
     int const version = mirel::fbx::find_version(head.view());
-    if (version < kOldestVersion || version > kNewestVersion) {
+    // Text says what it is by its objects; the binary kind cannot be taken apart without.
+    bool const needs_none = version == 0 && !mirel::fbx::is_binary(head.view());
+    if (!needs_none && (version < kOldestVersion || version > kNewestVersion)) {
       std::string const text = version == 0 ? "The file does not tell its version"
                                             : "Files of version " + std::to_string(version / 1000) + "." +
                                                   std::to_string(version / 100 % 10) + " are not supported";

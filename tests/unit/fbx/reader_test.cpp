@@ -137,6 +137,25 @@ TEST(Reader, RefusesVersionsItDoesNotKnow) {
   EXPECT_EQ("Files of version 9.0 are not supported", Loaded(write_file(square_scene(), form)).error);
 }
 
+TEST(Reader, ReadsTextThatTellsNoVersion) {
+  std::string const text = write_file(square_scene(), Form());
+  std::size_t const objects = text.find("Objects:");
+  ASSERT_NE(std::string::npos, objects);
+  Loaded const file(text.substr(objects));
+  ASSERT_TRUE(file.ok) << file.error;
+  ASSERT_NE(nullptr, file.mesh());
+  EXPECT_EQ(4, file.mesh()->GetControlPointsCount());
+}
+
+// The element has the last word.
+TEST(Reader, TakesTheVersionOfTheElement) {
+  Loaded const file("; FBX 7.4.0 project file\nFBXHeaderExtension: {\nFBXVersion: 7300\n}\n");
+  ASSERT_TRUE(file.ok) << file.error;
+  int version[3];
+  file.importer->GetFileVersion(version[0], version[1], version[2]);
+  EXPECT_EQ(7300, version[0] * 1000 + version[1] * 100 + version[2] * 10);
+}
+
 TEST(Reader, TellsAMissingFileFromABrokenOne) {
   FbxManager* const manager = FbxManager::Create();
   FbxImporter* const importer = FbxImporter::Create(manager, "");

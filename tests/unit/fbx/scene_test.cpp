@@ -265,6 +265,19 @@ TEST(Textures, HaveAllTheirFields) {
   EXPECT_NE(nullptr, FbxCast<FbxProceduralTexture>(bump.GetSrcObject<FbxTexture>(0)));
 }
 
+TEST(Textures, TakeTheRelativeNameWhereThereIsNoOther) {
+  Node const texture = {"Texture",
+                        {std::int64_t{3}, text("Texture::t"), text("")},
+                        {leaf("FileName", text("")), leaf("RelativeFilename", text("maps\\y.png"))}};
+  Loaded const file = load(scene({model(1, "a"), material(2, "phong", {}), texture},
+                                 {connect(1, 0), connect(2, 1), connect(3, 2, "DiffuseColor")}));
+  ASSERT_TRUE(file.ok) << file.error;
+  FbxProperty const diffuse = file.child(0)->GetMaterial(0)->FindProperty("DiffuseColor");
+  FbxFileTexture* const found = FbxCast<FbxFileTexture>(diffuse.GetSrcObject<FbxTexture>(0));
+  ASSERT_NE(nullptr, found);
+  EXPECT_STREQ("maps\\y.png", found->GetFileName());
+}
+
 // Version 6 tells by polygon which of the node's textures is meant.
 TEST(Textures, OfVersionSixGoToTheMaterialsOfTheirPolygons) {
   Node shape = {"Model", {text("Model::a"), text("Mesh")}};
