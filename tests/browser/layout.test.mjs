@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { existsSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
-import { covered, head, keep, launch, lighthouse, open, picture, shared, terrain, until, Viewer } from './support/viewer.mjs';
+import { covered, difference, head, keep, launch, lighthouse, open, picture, shared, terrain, until, Viewer } from './support/viewer.mjs';
 
 let browser;
 
@@ -73,6 +73,18 @@ test('a plain model of 125,000 faces', async () => {
     await page.locator('#show-marks').setChecked(true);
     await until(page, () => window.mirel.model.marks.children.length === 3);
     await keep(page, 'terrain');
+  });
+});
+
+const duck = '/usr/share/assimp/models/Collada/duck.dae';
+test('a texture in TGA is shown', { skip: existsSync(duck) ? false : 'duck.dae is not here' }, async () => {
+  await withViewer(duck, async (page) => {
+    assert.equal(await page.evaluate(() => window.mirel.state.materials[0].texture), 'image/x-tga');
+    const [textured, plain] = [await picture(page), (await page.locator('#show-textures').setChecked(false), await picture(page))];
+    assert.ok(difference(textured, plain) > 0.1);
+    await page.locator('#show-textures').setChecked(true);
+    await keep(page, 'model-duck');
+    assert.deepEqual(page.complaints, []);
   });
 });
 

@@ -43,7 +43,7 @@ class ViewerSessionTest < ViewerTest
 
   def test_textures_are_served_by_number
     start(textured)
-    assert_equal [true, false], JSON.parse(get('state').body)['materials'].map { |material| material['texture'] }
+    assert_equal ['image/png', nil], JSON.parse(get('state').body)['materials'].map { |material| material['texture'] }
     assert_equal ['image/png', 'PNG'], get('texture/0').then { |r| [r['content-type'], r.body] }
     assert_status 404, get('texture/1')
     assert_status 404, get('texture/2')

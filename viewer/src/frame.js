@@ -25,12 +25,14 @@ class Package {
   }
 }
 
-// Distances from the original, given for each vertex: one for each corner, in the order in which corners are drawn.
+// Distances from the original, given for each vertex: one for each corner, in the order in which corners are drawn, and
+// the diagonal of the original.
 export function cornerDistances(bytes) {
   const answer = new Package(bytes);
-  const distances = answer.floats(answer.head.distances, answer.head.vertices);
-  const corners = answer.numbers(answer.head.corners, answer.head.faces * 3);
-  return Float32Array.from(corners, (vertex) => distances[vertex]);
+  const { vertices, faces, diagonal } = answer.head;
+  const distances = answer.floats(answer.head.distances, vertices);
+  const corners = answer.numbers(answer.head.corners, faces * 3);
+  return { distances: Float32Array.from(corners, (vertex) => distances[vertex]), diagonal };
 }
 
 // What was drawn.

@@ -1,5 +1,6 @@
 // The page: what is shown, and what the controls do. The model itself is the server's.
 import * as THREE from 'three';
+import { TGALoader } from 'three/addons/loaders/TGALoader.js';
 import { cornerDistances, Frame } from './frame.js';
 import { colorsOf, cssGradient, largest } from './heat.js';
 import { ModelGroup } from './model_group.js';
@@ -52,7 +53,8 @@ function look() {
 }
 
 function textureOf(material) {
-  if (!page.state.materials[material]?.texture) return null;
+  const type = page.state.materials[material]?.texture;
+  if (!type) return null;
   const known = page.textures.get(material);
   if (known) return known;
   page.arriving += 1;
@@ -60,8 +62,9 @@ function textureOf(material) {
     page.arriving -= 1;
     stage.invalidate();
   };
+  const loader = type === 'image/x-tga' ? new TGALoader() : new THREE.TextureLoader();
   const address = `texture/${material}?${page.state.loads}`;
-  const texture = new THREE.TextureLoader().load(address, arrived, undefined, arrived);
+  const texture = loader.load(address, arrived, undefined, arrived);
   texture.colorSpace = THREE.SRGBColorSpace;
   texture.wrapS = THREE.RepeatWrapping;
   texture.wrapT = THREE.RepeatWrapping;
@@ -198,6 +201,8 @@ async function loadOriginal(again = false) {
   page.original?.dispose();
   page.original = new ModelGroup(frame, look());
   stage.setModel('original', page.original.group);
+  // What is coarse may have lost parts that stand farthest out.
+  fitTo(frame);
   applySwitches();
 }
 
@@ -227,7 +232,7 @@ async function updateHeat() {
   }
   if (model.frame.head.points_only) return;
   try {
-    const distances = cornerDistances(await server.distances());
+    const { distances, diagonal } = cornerDistances(await server.distances());
     // A move may have come between.
     if (page.model !== model || distances.length !== model.frame.cornerCount) return;
     page.distances = distances;
@@ -235,17 +240,12 @@ async function updateHeat() {
     model.setHeat(colorsOf(distances, top));
     element('legend-middle').textContent = short(top / 2);
     element('legend-top').textContent = short(top);
-    element('legend-note').textContent = `at most ${percentOfDiagonal(top)} of the diagonal, at the vertices`;
+    const share = diagonal > 0 ? `${short((100 * top) / diagonal)} %` : '–';
+    element('legend-note').textContent = `at most ${share} of the diagonal, at the vertices`;
     stage.invalidate();
   } catch (error) {
     complain(error);
   }
-}
-
-function percentOfDiagonal(distance) {
-  const [low, high] = page.bounds;
-  const diagonal = Math.hypot(...low.map((value, axis) => high[axis] - value));
-  return diagonal > 0 ? `${short((100 * distance) / diagonal)} %` : '–';
 }
 
 // ---- rebuild, save ----
@@ -323,6 +323,11 @@ function takeState(state) {
   element('slider').disabled = false;
 }
 
+// The pictures are fitted to what this frame shows.
+function fitTo(frame) {
+  stage.setBounds(frame.head.bounds, frame.batches('faces').map((batch) => frame.positions(batch)));
+}
+
 function setUp(axis) {
   stage.setUp(axis);
   element('up-axis').textContent = `${axis.toUpperCase()} up`;
@@ -339,8 +344,7 @@ async function begin() {
     build: ({ text }) => settings.phase(text),
   });
   const frame = new Frame(await server.frame(layers()));
-  page.bounds = frame.head.bounds;
-  stage.setBounds(frame.head.bounds, frame.batches('faces').map((batch) => frame.positions(batch)));
+  fitTo(frame);
   setUp(page.state.y_up ? 'y' : 'z');
   showFrame(frame);
   element('smooth-switch').hidden = !page.model.hasNormals;

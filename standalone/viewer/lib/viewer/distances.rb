@@ -25,7 +25,7 @@ module Viewer
     def encode(importer)
       surface = Zu::Mirel::Surface.of(importer)
       package = Package.new
-      package.encode(vertices: surface.vertex_count, faces: surface.face_count,
+      package.encode(vertices: surface.vertex_count, faces: surface.face_count, diagonal: @library.diagonal(@original),
                      distances: package.add(@library.distances(@original, surface.positions)),
                      corners: package.add(surface.faces))
     end

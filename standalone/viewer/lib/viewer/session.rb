@@ -197,7 +197,7 @@ module Viewer
     def material(index)
       material = importer.materials[index]
       color = material.color || Zu::Mirel::PreviewColors::DEFAULT
-      { name: material.name.scrub, color: color.to_a, texture: textures.known?(index) }
+      { name: material.name.scrub, color: color.to_a, texture: textures.type(index) }
     end
 
     def name

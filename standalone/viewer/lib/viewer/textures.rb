@@ -3,9 +3,9 @@
 module Viewer
   # The textures of a model, by number: a request never names a file.
   class Textures
-    # What browsers show.
+    # What the page shows: TGA it reads itself, the rest is the browser's.
     TYPES = { '.png' => 'image/png', '.jpg' => 'image/jpeg', '.jpeg' => 'image/jpeg', '.gif' => 'image/gif',
-              '.bmp' => 'image/bmp', '.webp' => 'image/webp' }.freeze
+              '.bmp' => 'image/bmp', '.webp' => 'image/webp', '.tga' => 'image/x-tga' }.freeze
     LARGEST_BYTES = 256 << 20
 
     # @param importer [Zu::Mirel::Importer]
@@ -14,15 +14,16 @@ module Viewer
     end
 
     # @param material [Integer]
-    # @return [Boolean] whether the material has a texture that can be shown
-    def known?(material)
-      !@files[material].nil?
+    # @return [String, nil] the type; nil where the material has no texture that can be shown
+    def type(material)
+      file = @files[material]
+      file && TYPES[File.extname(file).downcase]
     end
 
     # @return [Array(String, String), nil] type and content
     def [](material)
       file = @files[material] if material < @files.size
-      file && [TYPES[File.extname(file).downcase], File.binread(file)]
+      file && [type(material), File.binread(file)]
     rescue SystemCallError
       nil
     end

@@ -46,6 +46,11 @@ module Zu
         mesh
       end
 
+      # @return [Float] of the bounding box of all faces, model units
+      def diagonal(mesh)
+        function('mirel_compare_mesh_diagonal', [POINTER], Fiddle::TYPE_DOUBLE).call(mesh)
+      end
+
       # @param samples [Integer] on each surface
       # @param accuracy [Float, nil] relative accuracy to which the maxima are to be bounded; nil leaves them sampled
       # @return [Result]
