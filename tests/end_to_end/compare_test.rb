@@ -75,6 +75,22 @@ class CompareTest < ProgramTest
     end
   end
 
+  # What is written of a scene with its axes, units, instances and mirrored parts is where the scene was.
+  def test_a_converted_scene_is_where_it_was
+    scenes = %w[assimp/cubes_with_mirroring_and_pivot.fbx blender_293_instancing_7400_binary.fbx]
+    scenes.each do |name|
+      scene = need(Models.shared("fbx/#{name}"))
+      %w[obj glb dae].each do |extension|
+        written = path("scene.#{extension}")
+        assert_equal 0, mirel("convert", scene, "-o", written).status
+        report = compare(scene, written, "--samples", 20_000)
+        assert_operator report["max_relative"], :<, 1e-5, "#{name} as #{extension}"
+        assert_operator report["normal_degrees"], :<, 0.5, "#{name} as #{extension}"
+        assert_equal report["first"]["faces"], report["second"]["faces"]
+      end
+    end
+  end
+
   def test_the_deviation_of_a_reduction_is_within_its_bound
     input = write("terrain.obj", Models.terrain(60))
     reduced = reduce(input, path("small.obj"), "--tolerance", "0.5%")

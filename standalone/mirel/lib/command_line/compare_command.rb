@@ -38,8 +38,9 @@ module CommandLine
         options.banner = 'usage: mirel compare FIRST SECOND [options]'
         options.separator ''
         options.separator 'Measures the distance between the surfaces of two models (in any format that mirel reads) in'
-        options.separator 'both directions, with every mesh where the scene puts it. Lengths are in model units;'
-        options.separator 'percentages are of the diagonal of the bounding box of FIRST.'
+        options.separator 'both directions, with every mesh where the scene puts it. A model whose z axis points up is'
+        options.separator 'turned to y up; where both files say their unit, SECOND is scaled to that of FIRST. Lengths'
+        options.separator 'are in model units of FIRST, percentages of the diagonal of its bounding box.'
         add_measuring_options(options)
         add_heat_map_options(options)
         add_common_options(options)
@@ -109,10 +110,18 @@ module CommandLine
     def read(importer, name)
       @phases.run('read', "read #{name}") do
         importer.import(name)
-        naming(name) { Zu::Mirel::Surface.of(importer, outward: true) }
+        naming(name) { Zu::Mirel::Surface.of(importer, frame: frame(importer), outward: true) }
       end
     ensure
       importer.close
+    end
+
+    # One frame for both files: y up, and the unit of the first where both say theirs.
+    def frame(importer)
+      length = importer.meters_per_unit if importer.unit_known?
+      @meters_per_unit = length unless defined?(@meters_per_unit)
+      scale = length && @meters_per_unit ? length / @meters_per_unit : 1.0
+      scale == 1.0 ? importer.to_y_up : Geom::Transformation.scaling(scale) * importer.to_y_up
     end
 
     # What fails within the block is the fault of that file.

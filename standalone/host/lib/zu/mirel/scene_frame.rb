@@ -8,6 +8,8 @@ module Zu
     # What a file does not say is taken as in glTF: meters, and y up.
     module SceneFrame
       METERS_OF_UNIT = [0.0254, 0.3048, 0.001, 0.01, 1.0].freeze
+      # (x, y, z) becomes (x, z, -y).
+      Z_UP_TO_Y_UP = Geom::Transformation.new([1, 0, 0, 0, 0, 0, -1, 0, 0, 1, 0, 0, 0, 0, 0, 1]).freeze
       UNIT_NAMES = %w[in ft mm cm m].freeze
 
       # @return [Integer, nil] 0 inches, 1 feet, 2 millimeters, 3 centimeters, 4 meters; nil where it is none of them,
@@ -47,6 +49,11 @@ module Zu
 
       def y_up?
         up_axis == :y
+      end
+
+      # @return [Geom::Transformation] that turns the scene so that y points up
+      def to_y_up
+        y_up? ? IDENTITY : Z_UP_TO_Y_UP
       end
 
       private

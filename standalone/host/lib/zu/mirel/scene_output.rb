@@ -20,12 +20,10 @@ module Zu
       # These know no axes, and y up is the custom.
       WITHOUT_AXES = %w[.obj .ply .stl].freeze
       TEXTURED = %w[.glb .gltf .dae .obj].freeze
-      # (x, y, z) becomes (x, z, -y).
-      Z_UP_TO_Y_UP = Geom::Transformation.new([1, 0, 0, 0, 0, 0, -1, 0, 0, 1, 0, 0, 0, 0, 0, 1]).freeze
       # How far the bounds of the file may be from the scene's, as a share of the diagonal.
       BOUNDS_SHARE = 1e-5
       MISSING_TEXTURE = 'Failed to Create Texture from File'
-      private_constant :NAMES, :WITHOUT_AXES, :TEXTURED, :Z_UP_TO_Y_UP, :BOUNDS_SHARE, :MISSING_TEXTURE
+      private_constant :NAMES, :WITHOUT_AXES, :TEXTURED, :BOUNDS_SHARE, :MISSING_TEXTURE
 
       # What was written: counts of the whole scene (normals and uvs are nil where they were not counted), its bounds as
       # a Geom::BoundingBox, bytes of all files together, the names of the side files, and what was left out.
@@ -139,7 +137,7 @@ module Zu
         ModelLibrary.describe_scene(name: @importer.root.name, meters_per_unit: @importer.meters_per_unit,
                                     y_up: @importer.y_up? || turned?(path),
                                     normals: @importer.maintain_normals != false, folder: File.dirname(target))
-        @importer.export_scene(file, turned?(path) ? Z_UP_TO_Y_UP : IDENTITY)
+        @importer.export_scene(file, turned?(path) ? SceneFrame::Z_UP_TO_Y_UP : IDENTITY)
       rescue RuntimeError => e
         lost = missing_texture if e.message == MISSING_TEXTURE
         fail_for(path, lost ? texture_reason(lost) : e.message)
@@ -204,10 +202,10 @@ module Zu
 
       def file_transformation(path)
         return IDENTITY if self.class.extension(path) == '.dae'
-        return turned?(path) ? Z_UP_TO_Y_UP : IDENTITY if WITHOUT_AXES.include?(self.class.extension(path))
+        return turned?(path) ? SceneFrame::Z_UP_TO_Y_UP : IDENTITY if WITHOUT_AXES.include?(self.class.extension(path))
 
         scale = Geom::Transformation.scaling(@importer.meters_per_unit)
-        @importer.y_up? ? scale : Z_UP_TO_Y_UP * scale
+        @importer.y_up? ? scale : SceneFrame::Z_UP_TO_Y_UP * scale
       end
 
       def close?(box, other)

@@ -15,13 +15,15 @@ module Zu
       attr_reader :positions, :faces
 
       # @param importer [Importer] with a model, before or after a reduction
+      # @param frame [Geom::Transformation] where the whole scene is put
       # @param outward [Boolean] turn the faces of a mesh where a mirroring place would have them face inwards; else
       #   corners stay in the order in which the mesh has them
       # @return [Surface] every mesh as often as the scene has it, at its place
       # @raise [Error] where the mesh library in use does not hand out its arrays
-      def self.of(importer, outward: false)
+      def self.of(importer, frame: IDENTITY, outward: false)
         new.tap do |surface|
-          importer.placements.each do |definition, place|
+          importer.placements.each do |definition, inner|
+            place = frame * inner
             surface.add(definition.balancer_mesh_index, place, turned: outward && place.determinant.negative?)
           end
         end
