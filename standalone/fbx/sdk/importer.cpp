@@ -82,7 +82,8 @@ bool FbxImporter::Import(FbxDocument* pDocument, bool) {
     std::unique_ptr<mirel::fbx::ElementTree> const tree = mirel::fbx::read_elements(bytes.view());
     mirel::fbx::Document const document(*tree);
     mirel::fbx::build_scene(document, importer.manager, scene);
-    tree->budget.give_back(tree->size_in_memory());
+    // Tree and bytes go before anything is cut into triangles.
+    tree->budget.give_back(tree->size_in_memory() + bytes.view().size());
     mirel::fbx::note_last_file(document, *scene);
     return true;
   } catch (std::bad_alloc const&) {
