@@ -138,7 +138,9 @@ FbxObject* Internals::find_source(const FbxObject& object, const char* property,
 
 void Internals::destroy(FbxObject* object) {
   ObjectData& freed = *object->mObject;
-  freed.manager->mManager->objects[freed.position] = nullptr;
+  FbxManager::Data& manager = *freed.manager->mManager;
+  manager.objects[freed.position] = nullptr;
+  if (manager.settings == object) manager.settings = nullptr;
   freed.free(object);
 }
 

@@ -137,6 +137,19 @@ TEST(Reader, RefusesVersionsItDoesNotKnow) {
   EXPECT_EQ("Files of version 9.0 are not supported", Loaded(write_file(square_scene(), form)).error);
 }
 
+TEST(Manager, ForgetsSettingsThatAreDestroyed) {
+  FbxManager* const manager = FbxManager::Create();
+  FbxIOSettings* const settings = FbxIOSettings::Create(manager, "IOSRoot");
+  manager->SetIOSettings(settings);
+  EXPECT_EQ(settings, manager->GetIOSettings());
+  settings->SetBoolProp("Import|A", true);
+  EXPECT_TRUE(settings->GetBoolProp("Import|A", false));
+  EXPECT_TRUE(settings->GetBoolProp("Import|B", true));
+  settings->Destroy();
+  EXPECT_EQ(nullptr, manager->GetIOSettings());
+  manager->Destroy();
+}
+
 TEST(Reader, ReadsTextThatTellsNoVersion) {
   std::string const text = write_file(square_scene(), Form());
   std::size_t const objects = text.find("Objects:");
