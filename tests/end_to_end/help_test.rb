@@ -7,7 +7,7 @@ class HelpTest < ProgramTest
     result = mirel("--help")
     assert_equal 0, result.status
     assert_empty result.err
-    %w[reduce info compare view --help --version].each { |word| assert_includes result.out, word }
+    %w[reduce info compare view snapshot --help --version].each { |word| assert_includes result.out, word }
   end
 
   def test_reduce_help_gives_defaults_ranges_units_and_examples
@@ -31,6 +31,14 @@ class HelpTest < ProgramTest
     assert_equal 0, help.status
     %w[--port --no-open --faces].each { |word| assert_includes help.out, word }
     assert_match(/default: any free port/, help.out)
+    assert_match(/example/i, help.out)
+  end
+
+  def test_snapshot_help
+    help = mirel("snapshot", "--help")
+    assert_equal 0, help.status
+    %w[--output --faces --wireframe --compare --heatmap --size].each { |word| assert_includes help.out, word }
+    assert_match(/default: 1200x800/, help.out)
     assert_match(/example/i, help.out)
   end
 

@@ -18,6 +18,11 @@ class QuantityTest < HostTest
     refuse :count, '0', '-1', '1.5', 'x', '', '4294967296', '0x10'
   end
 
+  def test_port
+    assert_equal [1, 8080, 65_535], %w[1 8080 65535].map { |text| Quantity.port(text) }
+    refuse :port, '0', '65536', '-1', 'http', '', '8e3'
+  end
+
   def test_ratio
     assert_equal [1.0, 0.25, 0.25, 1.0, 0.005], %w[1 0.25 25% 100% 0.5%].map { |text| Quantity.ratio(text) }
     refuse :ratio, '0', '1.01', '101%', '-1', '%', 'x', 'NaN', '1e400'
