@@ -161,11 +161,16 @@ void read_polygons(Document const& document, Element const& geometry, MeshData& 
 
 void read_layers(Document const& document, Element const& geometry, MeshData& mesh) {
   LayerElements const elements = index_layer_elements(document, geometry);
-  bool has_layers = false;
+  std::vector<Element const*> layers;
   for (Element const* layer = geometry.first_child; layer != nullptr; layer = layer->next) {
     if (layer->name() != "Layer") continue;
-    has_layers = true;
-    document.tree().budget.take(3 * sizeof(MeshLayer) + 512);
+    document.tree().budget.take(3 * (sizeof(MeshLayer) + sizeof layer) + 512);
+    layers.push_back(layer);
+  }
+  // Their numbers have the say, not their places in the file.
+  std::stable_sort(layers.begin(), layers.end(),
+                   [](Element const* a, Element const* b) { return number_of(*a) < number_of(*b); });
+  for (Element const* const layer : layers) {
     MeshLayer& read = mesh.layers.emplace_back();
     for (Element const* entry = layer->first_child; entry != nullptr; entry = entry->next) {
       if (entry->name() != "LayerElement") continue;
@@ -174,7 +179,7 @@ void read_layers(Document const& document, Element const& geometry, MeshData& me
       if (found != elements.end()) add_to_layer(document, *found->second, read);
     }
   }
-  if (has_layers) return;
+  if (!layers.empty()) return;
   // Lean writers leave the layers out: elements of one number belong together then.
   for (Element const* element = geometry.first_child; element != nullptr; element = element->next) {
     if (element->name().substr(0, 12) != "LayerElement") continue;

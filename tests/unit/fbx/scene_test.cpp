@@ -348,6 +348,20 @@ TEST(Layers, ResolveEveryMappingAndReference) {
   }
 }
 
+TEST(Layers, StandInTheOrderOfTheirNumbers) {
+  auto const uvs = [](int number, double u) {
+    return layer_element("LayerElementUV", number, "AllSame", "Direct", {leaf("UV", std::vector<double>{u, 0})});
+  };
+  Loaded const file = load(
+      scene({geometry(10, kTriangle, {0, 1, -3},
+                      {uvs(0, 0.5), uvs(1, 0.75), layer(1, {"LayerElementUV"}, 1), layer(0, {"LayerElementUV"}, 0)}),
+             model(1, "a")},
+            {connect(10, 1), connect(1, 0)}));
+  ASSERT_TRUE(file.ok) << file.error;
+  ASSERT_EQ(2, file.mesh()->GetLayerCount());
+  EXPECT_EQ(0.5, file.mesh()->GetLayer(0)->GetUVs()->GetDirectArray().GetAt(0)[0]);
+}
+
 TEST(Layers, BeyondTheFirstAreKept) {
   auto const uvs = [](int number, double u) {
     return layer_element("LayerElementUV", number, "ByPolygonVertex", "Direct",
