@@ -44,6 +44,7 @@ FileUtils.mkdir_p(folder)
 $LOAD_PATH.unshift(File.join(root, 'standalone/host/lib'), __dir__)
 require 'mirel'
 require 'zu/mirel/surface'
+require 'document'
 require 'drivers'
 require 'input_models'
 require 'machine'
@@ -97,8 +98,5 @@ out = options[:out] || File.join(folder, 'results.json')
 # A line for each row: small to keep, and readable as a difference.
 head = JSON.pretty_generate(report.except('rows')).delete_suffix("\n}")
 File.write(out, "#{head},\n  \"rows\": [\n#{rows.map { |row| "    #{row.to_json}" }.join(",\n")}\n  ]\n}\n")
-puts Machine.lines(report['machine'], load_before, report['load_after'])
-versions = rows.select { |row| row['version'] }.map { |row| row.values_at('peer', 'version').join(' ') }.uniq
-puts "- #{versions.join(', ')}", ''
-absent.each { |name| puts "#{name}: not installed" }
-puts Tables.summary(rows), '', Tables.runs(rows), '', "#{report['seconds']} s; #{out}"
+document = Document.new(report)
+puts document.summary, '', document.runs, '', "#{report['seconds']} s; #{out}"

@@ -26,14 +26,14 @@ module Tables
      format('%.3g', row['normal_degrees']), row['new_non_manifold_edges']]
   end
 
-  # Errors as geometric means of the ratio to the least error that any of the other simplifiers has on the same model at
-  # the same target; speed as geometric mean.
-  def summary(rows)
+  # Errors as geometric means of the ratio to the least error that any of the other simplifiers has on the same model
+  # at the same target; speed as geometric mean.
+  def summary(rows, speeds: true)
     shares = rows.map { |row| row['share'] }.uniq.sort.reverse
-    lines = ["| simplifier | M faces/s at #{percents(shares)} | RMS | maximum | normals | new non-manifold edges in |",
-             '|---|---|---|---|---|---|']
+    lines = ["| simplifier | #{"M faces/s at #{percents(shares)} | " if speeds}RMS | maximum | normals | " \
+             'new non-manifold edges in |', "|---|#{'---|' if speeds}---|---|---|---|"]
     rows.map { |row| row['peer'] }.uniq.each do |peer|
-      cells = [speeds(rows, peer, shares), *LEAST.keys.map { |metric| ratios(rows, peer, shares, metric) }]
+      cells = [*(mean_speeds(rows, peer, shares) if speeds), *LEAST.keys.map { |metric| ratios(rows, peer, shares, metric) }]
       own = rows.select { |row| row['peer'] == peer && !row['failed'] }
       bad = own.count { |row| row['new_non_manifold_edges'].positive? }
       lines << "| #{[peer, *cells, "#{bad} of #{own.size}"].join(' | ')} |"
@@ -63,7 +63,7 @@ module Tables
 
   def percents(shares) = shares.map { |share| "#{format('%g', 100 * share)} %" }.join(' / ')
 
-  def speeds(rows, peer, shares)
+  def mean_speeds(rows, peer, shares)
     by_share(shares) do |share|
       geometric_mean(rows.select { |row| row['peer'] == peer && row['share'] == share && !row['failed'] }
                          .map { |row| row['million_faces_per_second'] })

@@ -1,7 +1,8 @@
 # frozen_string_literal: true
 
 require 'host_test'
-require_relative '../../benchmarks/peers/tables'
+$LOAD_PATH.unshift(File.expand_path('../../benchmarks/peers', __dir__))
+require 'document'
 
 # How results of the benchmark beside other simplifiers become ratios and means.
 class PeerTablesTest < HostTest
@@ -63,5 +64,36 @@ class PeerTablesTest < HostTest
     assert_includes Tables.runs(rows)[2], '| ball | 1,000 | 100 | Mirel | 100 | 2.0 | 0.50 | 3 | 0.4 | 1.6 | 5 | 0 |'
     assert_includes Tables.runs(rows).last, 'crashed'
     assert_equal [12], Tables.runs(rows).map { |line| line.count('|') - 1 }.uniq
+  end
+
+  def report(load)
+    { 'machine' => { 'processor' => 'a processor', 'processors' => 2, 'memory_bytes' => 8e9, 'system' => 'Linux',
+                     'compiler' => 'c++', 'flags' => '-O3', 'commit' => 'abc' },
+      'load_before' => load, 'load_after' => load, 'absent' => ['two'],
+      'rows' => [row('Mirel', 0.0022, version: '1'), row('one', 0.002, version: '2')] }
+  end
+
+  def test_the_document_tells_times_of_a_quiet_machine_only
+    quiet = Document.new(report('0.2')).summary.join("\n")
+    busy = Document.new(report('6.9')).summary.join("\n")
+    assert_includes quiet, '| Mirel | 0.50 | 1.10 | 1.10 | 1.00 | 0 of 1 |'
+    assert_includes busy, '| Mirel | 1.10 | 1.10 | 1.00 | 0 of 1 |'
+    assert_includes busy, 'the machine was busy'
+    [quiet, busy].each do |text|
+      assert_includes text, '| ball | 10 % | RMS | 1.100 | one |'
+      assert_includes text, "- Mirel 1, one 2\n- two: not installed"
+      assert_includes text, "1 mesh of up to a million faces:\n"
+      assert_includes text, '- Mirel: 3000'
+    end
+  end
+
+  def test_the_document_takes_its_place_in_a_text
+    document = Document.new(report('0.2'))
+    text = "above\n#{Document::BEGIN_MARK}old\n#{Document::END_MARK}below\n"
+    once = document.updated(text)
+    assert_equal once, document.updated(once)
+    assert_match(/\Aabove\n.*a processor.*below\n\z/m, once)
+    refute_includes once, 'old'
+    assert_raises(ArgumentError) { document.updated('nothing') }
   end
 end
