@@ -71,6 +71,19 @@ class FbxTest < ProgramTest
     assert_equal 1, glb(path("with.glb"))["images"].size
   end
 
+  # Meters, and y up but where the format says which axis is up.
+  def test_convert_to_every_format
+    input = write("in.fbx", scene_of_two(FbxFile.new(axes: :y_up, unit: 100.0)).text)
+    %w[.glb .gltf .dae .obj .ply .stl].each do |extension|
+      result = mirel("convert", input, "-o", path("out#{extension}"), "--json")
+      assert_equal 0, result.status, result.err
+      info = mirel("info", path("out#{extension}"), "--json").json
+      low, high = info["bounds"]
+      up = extension == ".dae" ? 2 : 1
+      [[10, low[0]], [16, high[0]], [0, low[up]], [6, high[up]]].each { |expected, found| assert_in_delta expected, found, 1e-4, extension }
+    end
+  end
+
   # -- info
 
   def test_info

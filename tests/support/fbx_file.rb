@@ -124,7 +124,7 @@ class FbxFile
 
   def text
     lines = ["; FBX #{version.digits.reverse.first(3).join(".")} project file", ""]
-    write(lines, 0, ["FBXHeaderExtension", [["FBXHeaderVersion", old? ? 1003 : 1003], ["FBXVersion", version],
+    write(lines, 0, ["FBXHeaderExtension", [["FBXHeaderVersion", 1003], ["FBXVersion", version],
                                             ["Creator", "test writer"]]])
     write(lines, 0, settings) unless old?
     write(lines, 0, ["Definitions", [["Version", 100], ["Count", @items.size]]])

@@ -33,7 +33,7 @@ module CommandLine
       OptionParser.new do |options|
         options.banner = 'usage: mirel convert INPUT -o OUTPUT [options]'
         options.separator ''
-        options.separator 'Reads a model (OBJ, PLY, STL, glTF, GLB, DAE, 3DS, OFF and others) and writes the whole scene'
+        options.separator 'Reads a model (OBJ, PLY, FBX, STL, glTF, GLB, DAE, 3DS and others) and writes the whole scene'
         options.separator 'in the format of the extension of OUTPUT: names, groups, instances, materials and textures.'
         options.separator 'Polygons are cut into triangles. OUTPUT is replaced only by a complete result.'
         options.separator ''

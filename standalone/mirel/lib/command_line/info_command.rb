@@ -24,8 +24,8 @@ module CommandLine
       OptionParser.new do |options|
         options.banner = 'usage: mirel info INPUT [options]'
         options.separator ''
-        options.separator 'Tells the faces, vertices, bounds, meshes and materials of a model (OBJ, PLY, STL, glTF,'
-        options.separator 'GLB, DAE, 3DS, FBX, OFF and others). Faces are counted as triangles; lengths are in model units.'
+        options.separator 'Tells the faces, vertices, bounds, meshes and materials of a model (OBJ, PLY, FBX, STL,'
+        options.separator 'glTF, GLB, DAE, 3DS, OFF and others). Faces are counted as triangles; lengths are in model units.'
         options.separator 'Of an FBX file it also tells the version, what wrote it, unit, axes and the tree of nodes.'
         options.separator ''
         options.separator 'what to tell:'

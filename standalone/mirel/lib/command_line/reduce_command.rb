@@ -33,7 +33,7 @@ module CommandLine
       OptionParser.new do |options|
         options.banner = 'usage: mirel reduce INPUT -o OUTPUT (--faces N | --ratio R | --tolerance D) [options]'
         options.separator ''
-        options.separator 'Reads a model (OBJ, PLY, STL, glTF, GLB, DAE, 3DS, OFF and others), reduces the number of'
+        options.separator 'Reads a model (OBJ, PLY, FBX, STL, glTF, GLB, DAE, 3DS and others), reduces the number of'
         options.separator 'its faces and writes the whole scene: names, groups, instances, materials and textures. The'
         options.separator 'extension of OUTPUT chooses the format. OUTPUT is replaced only by a complete result. Where'
         options.separator 'the count cannot be reached, the coarsest result is written and the reason is told.'
