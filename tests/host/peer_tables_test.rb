@@ -89,11 +89,11 @@ class PeerTablesTest < HostTest
 
   def test_the_document_takes_its_place_in_a_text
     document = Document.new(report('0.2'))
-    text = "above\n#{Document::BEGIN_MARK}old\n#{Document::END_MARK}below\n"
+    text = "above\n#{Document::BEGIN_MARK}what was there\n#{Document::END_MARK}below\n"
     once = document.updated(text)
     assert_equal once, document.updated(once)
     assert_match(/\Aabove\n.*a processor.*below\n\z/m, once)
-    refute_includes once, 'old'
+    refute_includes once, 'what was there'
     assert_raises(ArgumentError) { document.updated('nothing') }
   end
 end
