@@ -168,6 +168,12 @@ bool LadderBuilder::cheapest(std::uint32_t v, std::uint32_t& best) {
 
 // Takes the cheapest legal collapse of v if it still belongs to the current bucket, else files v where it now belongs.
 void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
+  if (stars_.is_hub(v)) {
+    // Its edges stand in the queue for their other ends: to evaluate all of them at every change would cost the square
+    // of their number.
+    set_aside(v, {});
+    return;
+  }
   evaluate(kernels_, stars_, v, candidates_);
   if (records_.attributed) refined_.assign(candidates_.count, 0);
   if ((stars_.vertex(v).flags & kOneWedge) != 0) add_attribute_costs(stars_, attribute_sums_, v, candidates_, refined_);
@@ -222,6 +228,7 @@ void LadderBuilder::set_aside(std::uint32_t v, std::array<std::uint8_t, kObstacl
 
 // The ring of v has changed: it may have legal edges again.
 void LadderBuilder::wake(std::uint32_t v) {
+  if (stars_.is_hub(v)) return;
   if (live_components_ > 0) ++components_[component_of_[v]].active;
   stars_.vertex(v).bucket = kNotQueued;
   process(v, 0);

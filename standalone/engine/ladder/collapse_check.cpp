@@ -28,6 +28,7 @@ int xy_sign(Point const& a, Point const& b, Point const& c) {
 // Whether the edge (a, b) may collapse to `place`, the cheap tests first. Leaves in the scratch members what `commit`
 // needs.
 LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, Vec3 place) {
+  if ((stars_.is_hub(a) || stars_.is_hub(b)) && hub_turns(a, b, place)) return Obstacle::kFoldover;
   if (!gather(a, b)) return Obstacle::kTopology;
   list_neighbours(stars_, a, own_neighbours_);
   list_neighbours(stars_, b, other_neighbours_);
@@ -54,6 +55,35 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   return Obstacle::kNone;
 }
 
+// The test for faces that turn, a block of faces after the other and the smaller star first: most collapses into a hub
+// end here before all of its star has been looked at.
+bool LadderBuilder::hub_turns(std::uint32_t a, std::uint32_t b, Vec3 place) {
+  constexpr std::uint32_t kBlock = 64;
+  StarEntry faces[kBlock + kMaxLanes];
+  FaceRow changes[kBlock + kMaxLanes];
+  FaceRow terms[kBlock + kMaxLanes];
+  bool const a_first = stars_.vertex(a).star_count <= stars_.vertex(b).star_count;
+  for (int round = 0; round < 2; ++round) {
+    std::uint32_t const end = a_first == (round == 0) ? a : b;
+    std::uint32_t const other = end == a ? b : a;
+    std::span<StarEntry const> const star = std::as_const(stars_).star(end);
+    for (std::size_t i = 0; i < star.size();) {
+      std::uint32_t count = 0;
+      for (; i < star.size() && count < kBlock; ++i) {
+        faces[count] = star[i];
+        auto const on_edge =
+            static_cast<std::uint32_t>(star[i].next == other) | static_cast<std::uint32_t>(star[i].previous == other);
+        count += 1 - on_edge;
+      }
+      if (count == 0) continue;
+      std::fill_n(faces + count, kMaxLanes, faces[count - 1]);
+      Fan const fan{faces, count, count, count, end, other, {place.x, place.y, place.z}, rounding_};
+      if (kernels_.test_fan(stars_.vertices(), fan, changes, terms) == kFanTurns) return true;
+    }
+  }
+  return false;
+}
+
 // Sorts the faces of both stars into those that stay and those on the edge. False when no face stays or none is on the
 // edge.
 bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
@@ -70,7 +100,7 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
   std::uint32_t going = 0;
   StarEntry* const gone = fan_faces_.data() + star_a.size() + star_b.size();
   for (StarEntry const& entry : star_a) {
-    auto const on_edge = static_cast<std::uint32_t>((entry.next == b) | (entry.previous == b));
+    auto const on_edge = static_cast<std::uint32_t>(entry.next == b) | static_cast<std::uint32_t>(entry.previous == b);
     fan_faces_[kept] = entry;
     gone[going] = entry;
     kept += 1 - on_edge;
@@ -79,7 +109,8 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
   fan_.of_a = kept;
   for (StarEntry const& entry : star_b) {
     fan_faces_[kept] = entry;
-    kept += 1 - static_cast<std::uint32_t>((entry.next == a) | (entry.previous == a));
+    auto const on_edge = static_cast<std::uint32_t>(entry.next == a) | static_cast<std::uint32_t>(entry.previous == a);
+    kept += 1 - on_edge;
   }
   fan_.surviving = kept;
   for (std::uint32_t i = 0; i < going; ++i) fan_faces_[kept++] = gone[i];

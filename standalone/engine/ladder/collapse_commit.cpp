@@ -101,7 +101,7 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     add(fan_terms_[i], kept_sums);
     for (std::uint32_t const v : {face.next, face.previous}) {
       Vertex& vertex = stars_.vertex(v);
-      if ((vertex.flags & kIrregular) == 0) add(fan_changes_[i], vertex);
+      if ((vertex.flags & kIrregular) == 0 || stars_.is_hub(v)) add(fan_changes_[i], vertex);
     }
   }
   if (with_attributes) change_attributes(place);
@@ -123,7 +123,15 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   for (std::uint32_t const v : other_neighbours_.span()) add_to_ring(v, (v != a) & !is_opposite(v));
   ring_.resize(ring_size);
   // The star of the vertex that is kept is renamed too, and then written anew.
-  for (std::uint32_t const v : (swapped ? own_neighbours_ : other_neighbours_).span()) stars_.rename(v, gone, kept);
+  for (std::uint32_t const v : (swapped ? own_neighbours_ : other_neighbours_).span()) {
+    if (stars_.is_hub(v)) {
+      for (StarEntry const& face : std::as_const(stars_).star(gone)) {
+        if (face.next == v || face.previous == v) stars_.rename(v, face.face(), gone, kept);
+      }
+    } else {
+      stars_.rename(v, gone, kept);
+    }
+  }
   for (StarEntry const& face : dying()) {
     std::uint32_t const v = opposite(face);
     stars_.remove(v, face.face());
@@ -154,7 +162,10 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   }
   if ((ring_flags & kIrregular) != 0) {
     for (std::uint32_t const v : ring_) {
-      if ((stars_.vertex(v).flags & (kIrregular | kDead)) == kIrregular) refresh(v);
+      Vertex const& neighbour = stars_.vertex(v);
+      // The sums of hubs are changed like those of others, and made anew only now and then.
+      bool const due = !stars_.is_hub(v) || neighbour.star_count % Stars::kHub < 2;
+      if ((neighbour.flags & (kIrregular | kDead)) == kIrregular && due) refresh(v);
     }
   }
   if (live_components_ > 0) {

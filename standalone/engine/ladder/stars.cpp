@@ -42,11 +42,24 @@ void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> tri
       entries_[vertex.star_begin + vertex.star_count++] = {v[(k + 1) % 3], v[(k + 2) % 3], face << 2 | k};
     }
   }
+  for (std::uint32_t v = 0; v < vertex_count; ++v) {
+    if (is_hub(v)) index_hub(v);
+  }
 }
 
-void Stars::remove(std::uint32_t v, std::uint32_t face) {
+void Stars::index_hub(std::uint32_t v) {
+  std::uint32_t place = 0;
+  for (StarEntry const& entry : star(v)) hub_places_[std::uint64_t{v} << 32 | entry.face()] = place++;
+}
+
+// Where the entry of a face stands; the number of entries where there is none.
+std::size_t Stars::place_of(std::uint32_t v, std::uint32_t face) const {
   std::uint32_t const count = vertices_[v].star_count;
-  StarEntry* const entries = entries_.get() + vertices_[v].star_begin;
+  if (count >= kHub) {
+    auto const found = hub_places_.find(std::uint64_t{v} << 32 | face);
+    return found == hub_places_.end() ? count : found->second;
+  }
+  StarEntry const* const entries = entries_.get() + vertices_[v].star_begin;
   std::size_t place = count;
   for (std::size_t i = 0; i < count && place == count; i += kOverrun) {
     for (std::size_t k = i; k < i + kOverrun; ++k) {
@@ -55,10 +68,28 @@ void Stars::remove(std::uint32_t v, std::uint32_t face) {
       place ^= (place ^ k) & (0 - here);
     }
   }
+  return place;
+}
+
+void Stars::remove(std::uint32_t v, std::uint32_t face) {
+  std::uint32_t const count = vertices_[v].star_count;
+  StarEntry* const entries = entries_.get() + vertices_[v].star_begin;
+  std::size_t const place = place_of(v, face);
   if (place >= count) return;
   entries[place] = entries[count - 1];
+  if (count >= kHub) {
+    hub_places_[std::uint64_t{v} << 32 | entries[place].face()] = static_cast<std::uint32_t>(place);
+    hub_places_.erase(std::uint64_t{v} << 32 | face);
+  }
   --vertices_[v].star_count;
   if (vertices_[v].slack < 255) ++vertices_[v].slack;
+}
+
+void Stars::rename(std::uint32_t v, std::uint32_t face, std::uint32_t from, std::uint32_t to) {
+  std::size_t const place = place_of(v, face);
+  if (place >= vertices_[v].star_count) return;
+  StarEntry& entry = entries_[vertices_[v].star_begin + place];
+  (entry.next == from ? entry.next : entry.previous) = to;
 }
 
 void Stars::rename(std::uint32_t v, std::uint32_t from, std::uint32_t to) {
@@ -97,6 +128,7 @@ void Stars::assign(std::uint32_t v, std::span<StarEntry const> entries) {
   }
   vertex.star_count = count;
   std::copy(entries.begin(), entries.end(), entries_.get() + vertex.star_begin);
+  if (count >= kHub) index_hub(v);
 }
 
 void Stars::grow(std::size_t capacity) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 #include "standalone/engine/ladder/bucket_queue.h"
@@ -76,11 +77,18 @@ class Stars {
   // So many entries from the start of the last one of a star on may be read, whatever they hold.
   static constexpr std::size_t kOverrun = 4;
 
+  // From so many faces on a vertex is a hub: the places of its entries are kept, so that what happens beside it does
+  // not cost a walk through its star.
+  static constexpr std::uint32_t kHub = 512;
+  bool is_hub(std::uint32_t v) const { return vertices_[v].star_count >= kHub; }
+
   // Removes the entry of `face` from the star of v.
   void remove(std::uint32_t v, std::uint32_t face);
   // Puts `to` for `from` wherever it stands in the star of v, and perhaps in entries behind it: for a vertex that goes,
   // which is to be renamed in all stars.
   void rename(std::uint32_t v, std::uint32_t from, std::uint32_t to);
+  // The same in the entry of one face.
+  void rename(std::uint32_t v, std::uint32_t face, std::uint32_t from, std::uint32_t to);
   // Gives v a new star. `entries` must not point into the store. May move every star.
   void assign(std::uint32_t v, std::span<StarEntry const> entries);
   // Forgets the star of v.
@@ -92,10 +100,14 @@ class Stars {
  private:
   void compact();
   void grow(std::size_t capacity);
+  void index_hub(std::uint32_t v);
+  std::size_t place_of(std::uint32_t v, std::uint32_t face) const;
 
   std::vector<Vertex> vertices_;
   std::unique_ptr<StarEntry[]> entries_;
   std::size_t capacity_ = 0;
+  // Hub and face to place in the hub's star. Entries of what is a hub no longer stay, and are never asked for.
+  std::unordered_map<std::uint64_t, std::uint32_t> hub_places_;
   std::size_t used_ = 0;  // entries before this place are or were in use
 };
 

@@ -1,0 +1,217 @@
+// The laws of the ladder on meshes drawn by seed: holes, noise, soups, hubs, and one beyond a single stretch of the
+// queue.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "standalone/engine/ladder/ladder.h"
+#include "standalone/engine/prepare/validate.h"
+#include "tests/unit/ladder/zoo.h"
+
+namespace mirel::engine {
+namespace {
+
+// The same numbers everywhere.
+struct Random {
+  std::uint32_t state;
+  std::uint32_t below(std::uint32_t end) {
+    state = state * 1664525U + 1013904223U;
+    return (state >> 8) % end;
+  }
+  float unit() { return static_cast<float>(below(65536)) / 65536.0F; }
+};
+
+// A grid in the plane with noise of so many 65536ths on it and, where `holes` is not 0, without one face of so many. In
+// whole numbers and one division each: the same bits on every machine.
+WedgeMesh rough_grid(std::uint32_t cells, std::uint32_t noise, std::uint32_t holes, std::uint32_t seed) {
+  Random random{seed};
+  std::vector<float> positions;
+  for (std::uint64_t y = 0; y <= cells; ++y) {
+    for (std::uint64_t x = 0; x <= cells; ++x) {
+      std::uint64_t const cubed = std::uint64_t{cells} * cells * cells;
+      std::uint64_t const height = 65536 * x * y * (cells - x) / cubed + random.below(noise + 1);
+      positions.push_back(static_cast<float>(x) / static_cast<float>(cells));
+      positions.push_back(static_cast<float>(y) / static_cast<float>(cells));
+      positions.push_back(static_cast<float>(height) / 65536.0F);
+    }
+  }
+  std::vector<std::uint32_t> triangles;
+  for (std::uint32_t y = 0; y < cells; ++y) {
+    for (std::uint32_t x = 0; x < cells; ++x) {
+      std::uint32_t const a = y * (cells + 1) + x;
+      std::uint32_t const c = a + cells + 1;
+      if (holes == 0 || random.below(holes) != 0) triangles.insert(triangles.end(), {a, a + 1, c});
+      if (holes == 0 || random.below(holes) != 0) triangles.insert(triangles.end(), {a + 1, c + 1, c});
+    }
+  }
+  return test::from_triangles(positions, triangles);
+}
+
+WedgeMesh rough_sphere(std::uint32_t seed) {
+  Random random{seed};
+  WedgeMesh mesh = test::sphere(8 + random.below(12), 8 + random.below(12));
+  float const noise = 0.05F * random.unit();
+  for (float& x : mesh.vertices) x += noise * random.unit();
+  return mesh;
+}
+
+enum class Hub { kBipyramid, kDrum, kHalfDisc };
+
+// Vertices with `spokes` faces each.
+WedgeMesh hub_mesh(Hub kind, std::uint32_t spokes) {
+  std::vector<float> positions = {0, 0, 1, 0, 0, -1};
+  std::vector<std::uint32_t> triangles;
+  auto const ring = [&](float z) {
+    auto const first = static_cast<std::uint32_t>(positions.size() / 3);
+    for (std::uint32_t i = 0; i < spokes; ++i) {
+      double const turn = kind == Hub::kHalfDisc ? 3.0 : 6.283185307179586;
+      double const angle = turn * i / spokes;
+      for (double const k : {std::cos(angle), std::sin(angle), double{z}}) positions.push_back(static_cast<float>(k));
+    }
+    return first;
+  };
+  std::uint32_t const a = ring(kind == Hub::kDrum ? 1.0F : 0.0F);
+  std::uint32_t const b = kind == Hub::kDrum ? ring(-1) : a;
+  for (std::uint32_t i = 0; i < spokes; ++i) {
+    std::uint32_t const j = (i + 1) % spokes;
+    if (kind == Hub::kHalfDisc) {
+      if (j != 0) triangles.insert(triangles.end(), {0, a + i, a + j});
+      continue;
+    }
+    triangles.insert(triangles.end(), {0, a + i, a + j, 1, b + j, b + i});
+    if (kind == Hub::kDrum) triangles.insert(triangles.end(), {a + i, b + i, a + j, a + j, b + i, b + j});
+  }
+  return test::from_triangles(positions, triangles);
+}
+
+std::unique_ptr<Ladder> build(WedgeMesh const& mesh) {
+  WedgeMesh const* const meshes[] = {&mesh};
+  return Ladder::build(meshes, {});
+}
+
+struct EdgeCounts {
+  std::uint32_t boundary = 0;
+  std::uint32_t non_manifold = 0;
+};
+
+EdgeCounts count_edges(WedgeMesh const& mesh) {
+  std::vector<std::uint64_t> edges;
+  for (std::size_t f = 0; f < mesh.faces.size(); f += 3) {
+    for (std::size_t k = 0; k < 3; ++k) {
+      std::uint64_t const a = mesh.position_of[mesh.faces[f + k]];
+      std::uint64_t const b = mesh.position_of[mesh.faces[f + (k + 1) % 3]];
+      edges.push_back(std::min(a, b) << 32 | std::max(a, b));
+    }
+  }
+  std::sort(edges.begin(), edges.end());
+  EdgeCounts counts;
+  for (std::size_t i = 0; i < edges.size();) {
+    std::size_t const end =
+        static_cast<std::size_t>(std::upper_bound(edges.begin(), edges.end(), edges[i]) - edges.begin());
+    counts.boundary += end - i == 1 ? 1U : 0U;
+    counts.non_manifold += end - i > 2 ? 1U : 0U;
+    i = end;
+  }
+  return counts;
+}
+
+bool same(WedgeMesh const& a, WedgeMesh const& b) {
+  return a.vertices == b.vertices && a.position_of == b.position_of && a.faces == b.faces &&
+         a.set_begin == b.set_begin && a.lowest_position == b.lowest_position;
+}
+
+// Every law, at `looks` steps drawn by the seed and both ends.
+void expect_laws(WedgeMesh const& mesh, std::uint32_t seed, std::uint32_t looks) {
+  ASSERT_EQ(validate(mesh), "");
+  auto const ladder = build(mesh);
+  auto const again = build(mesh);
+  ASSERT_EQ(ladder->step_count(), again->step_count());
+  for (std::uint32_t step = 1; step <= ladder->step_count(); ++step) {
+    ASSERT_LT(ladder->face_count(step), ladder->face_count(step - 1));
+  }
+  Random random{seed};
+  std::vector<std::uint32_t> steps = {0, ladder->step_count()};
+  for (std::uint32_t i = 0; i < looks; ++i) steps.push_back(random.below(ladder->step_count() + 1));
+  std::map<std::uint32_t, WedgeMesh> seen;
+  for (std::uint32_t const step : steps) ladder->read(0, step, seen[step]);
+  EdgeCounts before = count_edges(mesh);
+  bool const closed = before.boundary == 0;
+  for (auto const& [step, at_step] : seen) {
+    SCOPED_TRACE("step " + std::to_string(step));
+    ASSERT_EQ(validate(at_step), "");
+    ASSERT_EQ(at_step.face_count(), ladder->face_count(step));
+    EdgeCounts const now = count_edges(at_step);
+    ASSERT_LE(now.non_manifold, before.non_manifold);
+    if (closed) {
+      ASSERT_EQ(now.boundary, 0U);
+    }
+    before = now;
+  }
+  // From anywhere to anywhere.
+  WedgeMesh out;
+  for (std::uint32_t i = 0; i < looks; ++i) {
+    std::uint32_t const step = steps[random.below(static_cast<std::uint32_t>(steps.size()))];
+    (random.below(2) == 0 ? ladder : again)->read(0, step, out);
+    ASSERT_TRUE(same(out, seen[step])) << "step " << step;
+  }
+}
+
+TEST(LadderPropertyTest, MeshesDrawnBySeedKeepTheLaws) {
+  for (std::uint32_t seed = 1; seed <= 24; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Random random{seed};
+    expect_laws(rough_grid(6 + random.below(20), random.below(13000), 0, seed), seed, 20);
+    expect_laws(rough_grid(6 + random.below(20), random.below(3300), 3 + random.below(12), seed), seed, 20);
+    expect_laws(rough_sphere(seed), seed, 20);
+    expect_laws(test::soup(20 + random.below(60), 40 + random.below(300), seed), seed, 20);
+  }
+}
+
+TEST(LadderPropertyTest, HubsKeepTheLawsAndGo) {
+  for (std::uint32_t const spokes : {500U, 513U, 2000U}) {
+    for (Hub const kind : {Hub::kBipyramid, Hub::kDrum, Hub::kHalfDisc}) {
+      SCOPED_TRACE(std::to_string(spokes) + " spokes, kind " + std::to_string(static_cast<int>(kind)));
+      WedgeMesh const mesh = hub_mesh(kind, spokes);
+      expect_laws(mesh, spokes, 30);
+      auto const ladder = build(mesh);
+      EXPECT_EQ(ladder->face_count(ladder->step_count()), kind == Hub::kHalfDisc ? 1U : 4U);
+    }
+  }
+}
+
+TEST(LadderPropertyTest, MeshesOfManyStretchesKeepTheLaws) {
+  expect_laws(rough_grid(300, 650, 0, 5), 5, 4);
+  expect_laws(rough_grid(300, 650, 40, 6), 6, 2);
+}
+
+// FNV-1a over the arrays of some steps.
+std::uint64_t fingerprint(WedgeMesh const& mesh) {
+  auto const ladder = build(mesh);
+  std::uint64_t hash = 14695981039346656037U;
+  auto const add = [&hash](auto const& values) {
+    auto const* bytes = reinterpret_cast<unsigned char const*>(values.data());
+    for (std::size_t i = 0; i < values.size() * sizeof(values[0]); ++i) hash = (hash ^ bytes[i]) * 1099511628211U;
+  };
+  WedgeMesh out;
+  for (std::uint32_t const part : {1U, 2U, 10U, 100U}) {
+    ladder->read(0, ladder->step_for_face_count(mesh.face_count() / part), out);
+    add(out.vertices);
+    add(out.faces);
+  }
+  return hash;
+}
+
+// Pinned, so that a compiler or a processor that gives other bits is seen. They change with the metric and the order.
+TEST(LadderPropertyTest, TheBitsAreThoseOfEveryMachine) {
+  EXPECT_EQ(fingerprint(rough_grid(40, 3300, 0, 1)), 4824388422284089162U);
+  EXPECT_EQ(fingerprint(rough_grid(40, 1300, 15, 2)), 15290882358992146404U);
+  EXPECT_EQ(fingerprint(rough_grid(280, 1300, 0, 3)), 8168046360992100308U);
+  EXPECT_EQ(fingerprint(test::soup(60, 300, 4)), 11505606042302706893U);
+}
+
+}  // namespace
+}  // namespace mirel::engine
