@@ -154,12 +154,12 @@ void addCornerUVs(FbxMesh* fbxMesh, ab::IMesh* target, fbxsdk::FbxLayerElementUV
 // Null, or the text that says why there are no UVs. Makes no Ruby call.
 char const* copyUVs(FbxMesh* fbxMesh, ab::IMesh* target, fbxsdk::FbxLayerElementUV* element,
                     std::span<bool const> flags, bool textureAll) {
-  std::vector<float> const buffer = copyDirectArray(element, 2);
-  std::uint32_t const count = static_cast<std::uint32_t>(buffer.size() / 2);
   FbxLayerElement::EReferenceMode const reference = element->GetReferenceMode();
   switch (element->GetMappingMode()) {
     case FbxLayerElement::eByControlPoint:
       if (reference == FbxLayerElement::eDirect) {
+        std::vector<float> const buffer = copyDirectArray(element, 2);
+        std::uint32_t const count = static_cast<std::uint32_t>(buffer.size() / 2);
         if (count != target->getNumVertices()) {
           return "Error!! Number of UVs do not match the number of vertices currently in Balancer";
         }
@@ -167,7 +167,8 @@ char const* copyUVs(FbxMesh* fbxMesh, ab::IMesh* target, fbxsdk::FbxLayerElement
         return nullptr;
       }
       if (reference == FbxLayerElement::eIndexToDirect) {
-        target->addUVs(buffer.data(), count);
+        std::vector<float> const buffer = copyDirectArray(element, 2);
+        target->addUVs(buffer.data(), static_cast<std::uint32_t>(buffer.size() / 2));
         setFaceIndicesByControlPoint(fbxMesh, target, element, &ab::IMesh::setFaceUVIndices);
         return nullptr;
       }
@@ -200,12 +201,12 @@ void addCornerNormals(FbxMesh* fbxMesh, ab::IMesh* target) {
 
 // Null, or the text that says why there are no normals. Makes no Ruby call.
 char const* copyNormals(FbxMesh* fbxMesh, ab::IMesh* target, fbxsdk::FbxLayerElementNormal* element) {
-  std::vector<float> const buffer = copyDirectArray(element, 3);
-  std::uint32_t const count = static_cast<std::uint32_t>(buffer.size() / 3);
   FbxLayerElement::EReferenceMode const reference = element->GetReferenceMode();
   switch (element->GetMappingMode()) {
     case FbxLayerElement::eByControlPoint:
       if (reference == FbxLayerElement::eDirect) {
+        std::vector<float> const buffer = copyDirectArray(element, 3);
+        std::uint32_t const count = static_cast<std::uint32_t>(buffer.size() / 3);
         if (count != target->getNumVertices()) {
           return "Error!! Number of Normals do not match the number of vertices currently in Balancer";
         }
@@ -213,7 +214,8 @@ char const* copyNormals(FbxMesh* fbxMesh, ab::IMesh* target, fbxsdk::FbxLayerEle
         return nullptr;
       }
       if (reference == FbxLayerElement::eIndexToDirect) {
-        target->addNormals(buffer.data(), count);
+        std::vector<float> const buffer = copyDirectArray(element, 3);
+        target->addNormals(buffer.data(), static_cast<std::uint32_t>(buffer.size() / 3));
         setFaceIndicesByControlPoint(fbxMesh, target, element, &ab::IMesh::setFaceNormalIndices);
         return nullptr;
       }
