@@ -22,13 +22,18 @@ for target in obj mtl ply fbx; do
   # A whole FBX scene does not fit into what is plenty for the others.
   longest=4096
   dictionary=
+  models=
   if [ "$target" = fbx ]; then
     longest=16384
     dictionary=-dict=$build/seeds/fbx.dict
+    # Real files too, where there are some.
+    models=${MIREL_SHARED:-$here/../../../shared}/models/fbx
+    if [ ! -d "$models" ]; then models=; fi
   fi
   echo "fuzz_$target: $seconds s"
-  "$build/bin/fuzz_$target" "$build/corpus/$target" "$build/seeds/$target" -max_total_time="$seconds" -max_len="$longest" \
-    ${dictionary:+"$dictionary"} -timeout=10 -rss_limit_mb=1024 -artifact_prefix="$build/findings/$target-" >"$build/fuzz_$target.log" 2>&1 &
+  "$build/bin/fuzz_$target" "$build/corpus/$target" "$build/seeds/$target" ${models:+"$models"} \
+    -max_total_time="$seconds" -max_len="$longest" ${dictionary:+"$dictionary"} -timeout=10 -rss_limit_mb=1024 \
+    -artifact_prefix="$build/findings/$target-" >"$build/fuzz_$target.log" 2>&1 &
   running="$running $target=$!"
 done
 for entry in $running; do
