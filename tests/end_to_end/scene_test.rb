@@ -410,7 +410,7 @@ class SceneTest < ProgramTest
     FORMATS.each do |format|
       output = File.join(disk, "out.#{format}")
       File.write(output, "as it was")
-      result = mirel("reduce", Models::SAMPLE, "-o", output, "--ratio", 0.5)
+      result = mirel("reduce", Models::SAMPLE, "-o", output, "--ratio", 0.5, "--quiet")
       assert_refused(result, output, /space|full/i, format)
       assert_equal ["out.#{format}"], Dir.children(disk)
       assert_equal "as it was", File.read(output)
