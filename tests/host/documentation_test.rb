@@ -40,7 +40,7 @@ class DocumentationTest < HostTest
   def test_defaults
     importer = Zu::Mirel::Importer.new
     rows = File.read(File.join(ROOT, 'docs/ruby-library.md')).scan(/^\| `(\w+)` \| `?([^|`]+?)`? \|/)
-    assert_equal 10, rows.size
+    assert_equal 14, rows.size
     rows.each { |name, default| assert_equal default, importer.public_send(name).inspect, name }
   end
 end

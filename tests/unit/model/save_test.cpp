@@ -382,6 +382,92 @@ TEST_F(SaveTest, SmoothEdgesShareNormalsAndHardOnesDoNot) {
   EXPECT_EQ(24U, read("hard.glb")->mMeshes[0]->mNumVertices);
 }
 
+// Nearer to each other than the exporters' own joining would leave apart, in formats that number their vertices.
+TEST_F(SaveTest, TheSmallestModelsKeepTheirVertices) {
+  std::vector<SUPoint3D> points = cube_points();
+  for (SUPoint3D& point : points) {
+    point = {point.x * 1e-6, point.y * 1e-6, point.z * 1e-6};
+  }
+  fill(root_, points, cube_faces());
+  for (SUEdgeRef const edge : edges(root_)) {
+    SUEdgeSetSmooth(edge, true);
+  }
+  for (char const* const name : {"tiny.glb", "tiny.gltf", "tiny.ply"}) {
+    ASSERT_EQ(SU_ERROR_NONE, save(name));
+    aiScene const* const scene = read(name);
+    ASSERT_NE(nullptr, scene) << name;
+    EXPECT_EQ(8U, scene->mMeshes[0]->mNumVertices) << name;
+    EXPECT_EQ(12U, scene->mMeshes[0]->mNumFaces) << name;
+  }
+}
+
+TEST_F(SaveTest, WhatTheNumbersMeanIsSaid) {
+  fill(root_, cube_points(), cube_faces());
+  mirel_model_set_scene("Garage", 0.01, 1, 0, nullptr);
+  ASSERT_EQ(SU_ERROR_NONE, save("said.glb"));
+  aiScene const* const scene = read("said.glb");
+  ASSERT_NE(nullptr, scene);
+  EXPECT_FALSE(scene->mMeshes[0]->HasNormals());
+  EXPECT_NEAR(0.01, scene->mRootNode->mTransformation.a1, 1e-8);
+  EXPECT_NEAR(0.01, scene->mRootNode->mTransformation.b2, 1e-8);
+  EXPECT_NEAR(0.01, scene->mRootNode->mTransformation.c3, 1e-8);
+  ASSERT_EQ(SU_ERROR_NONE, save("said.dae"));
+  std::ifstream file(path("said.dae"));
+  std::string const text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  EXPECT_NE(std::string::npos, text.find("<up_axis>Y_UP"));
+  std::size_t const unit = text.find("meter=\"");
+  ASSERT_NE(std::string::npos, unit);
+  EXPECT_NEAR(0.01, std::stod(text.substr(unit + 7)), 1e-8);
+  EXPECT_STREQ("Garage", read("said.glb")->mRootNode->mName.C_Str());
+  mirel_model_set_scene(nullptr, 0, 0, 1, nullptr);
+  ASSERT_EQ(SU_ERROR_NONE, save("inches.glb"));
+  EXPECT_STREQ("Model", read("inches.glb")->mRootNode->mName.C_Str());
+  EXPECT_TRUE(importer_.GetScene()->mMeshes[0]->HasNormals());
+}
+
+// Side files get the names that they need where the file is going to be.
+TEST_F(SaveTest, NamesAreForTheFolderInTheEnd) {
+  std::filesystem::create_directory(path("end"));
+  std::ofstream(path("end/brick.png")) << "another picture";
+  std::ofstream(path("brick.png")) << "\x89PNG\r\n\x1A\n";
+  Look look;
+  look.front = add_material("brick", {255, 255, 255, 255}, path("brick.png").c_str());
+  fill(root_, cube_points(), cube_faces(), look);
+  std::filesystem::create_directory(path("first"));
+  mirel_model_set_scene(nullptr, 0, 0, 1, path("end").c_str());
+  EXPECT_EQ(SU_ERROR_NONE, save("first/wall.gltf"));
+  mirel_model_set_scene(nullptr, 0, 0, 1, nullptr);
+  EXPECT_TRUE(std::filesystem::exists(path("first/brick_2.png")));
+  EXPECT_FALSE(std::filesystem::exists(path("first/brick.png")));
+}
+
+constexpr SUTransformation kNowhere = {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}};
+
+// A group around one instance is one node, of the group's name, with the definition's mesh.
+TEST_F(SaveTest, AGroupAroundOneInstanceIsOneNode) {
+  SUEntitiesRef inside = {};
+  SUComponentDefinitionRef const wheel = add_definition("Wheel", inside);
+  fill(inside, cube_points(), cube_faces());
+  for (char const* const name : {"left", "right"}) {
+    SUEntitiesRef const group = add_group(root_, name, kNowhere);
+    add_instance(group, wheel, kNowhere);
+  }
+  SUEntitiesRef const moved = add_group(root_, "axle", kNowhere);
+  SUTransformation away = kNowhere;
+  away.values[12] = 5;
+  add_instance(moved, wheel, away);
+  ASSERT_EQ(SU_ERROR_NONE, save("wheels.glb"));
+  aiNode const& root = *read("wheels.glb")->mRootNode;
+  ASSERT_EQ(3U, root.mNumChildren);
+  for (unsigned int number = 0; number < 2; ++number) {
+    EXPECT_STREQ(number == 0 ? "left" : "right", root.mChildren[number]->mName.C_Str());
+    EXPECT_EQ(1U, root.mChildren[number]->mNumMeshes);
+    EXPECT_EQ(0U, root.mChildren[number]->mNumChildren);
+  }
+  EXPECT_EQ(0U, root.mChildren[2]->mNumMeshes);
+  EXPECT_EQ(1U, root.mChildren[2]->mNumChildren);
+}
+
 TEST_F(SaveTest, SmoothWithoutSoftIsSmoothToo) {
   fill(root_, cube_points(), cube_faces());
   for (SUEdgeRef const edge : edges(root_)) {

@@ -21,9 +21,12 @@ module Zu
         # @param normals [Boolean] whether files get corner normals
         # @param folder [String] where the files are going to be in the end
         def describe_scene(name:, meters_per_unit:, y_up:, normals:, folder:)
-          types = [Fiddle::TYPE_VOIDP, Fiddle::TYPE_DOUBLE, Fiddle::TYPE_INT, Fiddle::TYPE_INT, Fiddle::TYPE_VOIDP]
-          function('mirel_model_set_scene', types, Fiddle::TYPE_VOID)
-            .call(name.delete("\0"), meters_per_unit, y_up ? 1 : 0, normals ? 1 : 0, folder)
+          set_scene(name.delete("\0"), meters_per_unit, y_up ? 1 : 0, normals ? 1 : 0, folder)
+        end
+
+        # Back to what the host's models mean.
+        def forget_scene
+          set_scene(nil, 0.0, 0, 1, nil)
         end
 
         # @return [String, nil] why the last file was not written, or what had to be left out of it
@@ -33,6 +36,11 @@ module Zu
         end
 
         private
+
+        def set_scene(*values)
+          types = [Fiddle::TYPE_VOIDP, Fiddle::TYPE_DOUBLE, Fiddle::TYPE_INT, Fiddle::TYPE_INT, Fiddle::TYPE_VOIDP]
+          function('mirel_model_set_scene', types, Fiddle::TYPE_VOID).call(*values)
+        end
 
         def text(name)
           return '' unless library

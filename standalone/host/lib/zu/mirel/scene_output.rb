@@ -141,6 +141,9 @@ module Zu
       rescue RuntimeError => e
         lost = missing_texture if e.message == MISSING_TEXTURE
         fail_for(path, lost ? texture_reason(lost) : e.message)
+      ensure
+        ModelLibrary.forget_scene
+        @importer.leave_out_textures = false
       end
 
       def missing_texture_remarks
