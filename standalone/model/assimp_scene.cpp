@@ -173,7 +173,7 @@ class SceneBuilder {
     if (format_.has_nodes) {
       root_->mTransformation = outermost_transform(notes_);
     }
-    fill_node(*root_, *model.entities, kIdentity, notes_.name);
+    fill_node(start_node(*model.entities), *model.entities, kIdentity, notes_.name);
     if (!format_.has_nodes) {
       name_all_meshes_of_root(*root_);
     }
@@ -190,6 +190,17 @@ class SceneBuilder {
   }
 
  private:
+  // COLLADA's exporter takes unit and axes from the outermost node, unless that one has meshes of its own.
+  aiNode& start_node(Entities const& entities) {
+    if (std::strcmp(format_.exporter, "collada") != 0 || entities.faces.size() == 0) {
+      return *root_;
+    }
+    auto* inner = new aiNode();
+    set_name(inner->mName, node_names_.add(clean_name(notes_.name)));
+    root_->addChildren(1, &inner);
+    return *inner;
+  }
+
   std::unique_ptr<aiScene> make_scene() const {
     if (format_.needless_steps != 0 && has_triangles_only(meshes_)) {
       if (std::unique_ptr<aiScene> scene = make_finished_scene(format_.needless_steps)) {
