@@ -44,7 +44,8 @@ class ProgramTest < Minitest::Test
     note = "#{message || File.basename(file)}: #{result.inspect}"
     assert_nil result.signal, note
     assert_equal 1, result.status, note
-    assert_equal 1, result.err_lines.size, note
+    # On a slow machine the time of a phase comes before.
+    assert_equal 1, result.err_lines.grep_v(/: \d+\.\d s\z/).size, note
     assert_includes result.err, File.basename(file), note
     assert_match reason, result.err, note
     refute_match(/\.rb:\d+/, result.err, note)
