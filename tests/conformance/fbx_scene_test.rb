@@ -311,6 +311,25 @@ class FbxSceneTest < FbxTest
                                          'Kernel.puts "Mesh Layer 0 does not have any Normal data!"']
   end
 
+  def test_surfaces_are_taken_as_meshes
+    file = FbxFile.new
+    file.node("a", mesh: file.surface("patch", points: POINTS, steps: 2), materials: [file.material("red")])
+    lines = import_scene(file)
+    assert_equal 8, lines.grep(/addFace/).size
+    assert_equal 9, lines.grep(/addVertex/).size
+    assert_equal 'importer.add_instance "K-#patch" :offset 0 ["M-red"] :"definition of a"', lines.grep(/offset/).last
+  end
+
+  # Nothing is said, and what follows is walked.
+  def test_a_surface_that_does_not_become_triangles_is_passed_over
+    file = FbxFile.new
+    above = file.node("above", mesh: file.surface("broken", points: POINTS.first(2)))
+    file.node("below", parent: above, mesh: triangle(file))
+    lines = import_scene(file)
+    assert_equal ['importer.get_mesh_name "triangle" #triangle'], lines.grep(/get_mesh_name/)
+    assert_empty lines.grep(/Error|Warning/)
+  end
+
   def test_materials_in_the_order_of_their_connections_and_again_for_each_node
     file = FbxFile.new
     red = file.material("red")

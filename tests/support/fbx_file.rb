@@ -66,6 +66,14 @@ class FbxFile
     attribute("Geometry", name, "Mesh", body)
   end
 
+  # A NURBS surface of order 2 through four points, cut into so many steps each way; with fewer points it is none.
+  def surface(name, points:, steps: 1)
+    body = [["Type", "NurbsSurface"], ["NurbsSurfaceVersion", 100], ["NurbsSurfaceOrder", 2, 2], ["Dimensions", 2, 2],
+            ["Step", steps, steps], ["Form", "Open", "Open"], array("Points", points.flat_map { |point| [*point, 1] }),
+            array("KnotVectorU", [0, 0, 1, 1]), array("KnotVectorV", [0, 0, 1, 1])]
+    attribute("Geometry", name, "NurbsSurface", body)
+  end
+
   # A camera, light, bone or null: node attributes without geometry.
   def attribute(kind, name, subclass, body = [])
     old? ? Item.new(kind, name, subclass, nil, body) : add(kind, name, subclass, body)
