@@ -11,7 +11,7 @@
 #   --runs N         at most so often (default: 7)
 #   --samples N      points on each surface when errors are measured (default: 500000)
 #   --reuse FILE     take error figures from earlier results wherever a simplifier's result is the same
-#   --keep FILE      take the rows of what is not run from earlier results, times and all
+#   --keep FILE      take the rows of what is not run from earlier results, without the times of a busy machine
 #   --out FILE       the results as JSON (default: BUILD_DIR/peers/results.json)
 #
 # BUILD_DIR is a build with -DMIREL_BENCHMARKS=ON; scripts/setup --bench installs the peers. A MODEL is a file, or the
@@ -84,7 +84,9 @@ rows = models.flat_map do |model, make|
 end
 $stdout.reopen(console)
 if options[:keep]
-  kept = JSON.parse(File.read(options[:keep]))['rows'].select { |row| models.key?(row['model']) }
+  earlier = JSON.parse(File.read(options[:keep]))
+  kept = earlier['rows'].select { |row| models.key?(row['model']) }
+  kept.each { |row| row['busy'] = true } if Document.busy?(earlier)
   run = rows.map { |row| row.values_at('model', 'peer', 'share') }
   rows += kept.reject { |row| run.include?(row.values_at('model', 'peer', 'share')) }
   order = [models.keys, Drivers::NAMES]

@@ -21,9 +21,9 @@ module Tables
     start = [row['model'], grouped(row['input_faces']), grouped(row['target_faces']), row['peer']]
     return [*start, row['failed'], *([''] * 7)] if row['failed']
 
-    [*start, grouped(row['faces']), format('%.1f', row['ms']), format('%.2f', row['million_faces_per_second']),
-     (row['peak_bytes'] / 1e6).round, format('%.3g', 100 * row['rms']), format('%.3g', 100 * row['max']),
-     format('%.3g', row['normal_degrees']), row['new_non_manifold_edges']]
+    times = row['busy'] ? %w[– –] : [format('%.1f', row['ms']), format('%.2f', row['million_faces_per_second'])]
+    [*start, grouped(row['faces']), *times, (row['peak_bytes'] / 1e6).round, format('%.3g', 100 * row['rms']),
+     format('%.3g', 100 * row['max']), format('%.3g', row['normal_degrees']), row['new_non_manifold_edges']]
   end
 
   # Errors as geometric means of the ratio to the least error that any of the other simplifiers has on the same model
@@ -33,7 +33,8 @@ module Tables
     lines = ["| simplifier | #{"M faces/s at #{percents(shares)} | " if speeds}RMS | maximum | normals | " \
              'new non-manifold edges in |', "|---|#{'---|' if speeds}---|---|---|---|"]
     rows.map { |row| row['peer'] }.uniq.each do |peer|
-      cells = [*(mean_speeds(rows, peer, shares) if speeds), *LEAST.keys.map { |metric| ratios(rows, peer, shares, metric) }]
+      cells = LEAST.keys.map { |metric| ratios(rows, peer, shares, metric) }
+      cells.unshift(mean_speeds(rows, peer, shares)) if speeds
       own = rows.select { |row| row['peer'] == peer && !row['failed'] }
       bad = own.count { |row| row['new_non_manifold_edges'].positive? }
       lines << "| #{[peer, *cells, "#{bad} of #{own.size}"].join(' | ')} |"
@@ -65,8 +66,8 @@ module Tables
 
   def mean_speeds(rows, peer, shares)
     by_share(shares) do |share|
-      geometric_mean(rows.select { |row| row['peer'] == peer && row['share'] == share && !row['failed'] }
-                         .map { |row| row['million_faces_per_second'] })
+      geometric_mean(rows.select { |row| row['peer'] == peer && row['share'] == share }
+                         .reject { |row| row['failed'] || row['busy'] }.map { |row| row['million_faces_per_second'] })
     end
   end
 
@@ -79,7 +80,7 @@ module Tables
 
   # What the stages of the engine take, over all meshes: filling and reading back are copying.
   def stages(rows)
-    ours = rows.select { |row| row['stages_ms'] }
+    ours = rows.select { |row| row['stages_ms'] && !row['busy'] }
     return [] if ours.empty?
 
     ladder = geometric_mean(ours.map { |row| row['input_faces'] / row['stages_ms']['ladder'] / 1000 })

@@ -41,6 +41,12 @@ class PeerTablesTest < HostTest
     assert_in_delta 1.1, losses[0]['ratio']
   end
 
+  def test_times_of_a_busy_machine_are_not_told
+    rows = [row('Mirel', 0.004), row('one', 0.002, busy: true)]
+    assert_includes Tables.summary(rows), '| one | – | 1.00 | 1.00 | 1.00 | 0 of 1 |'
+    assert_includes Tables.runs(rows).last, '| one | 100 | – | – | 3 | 0.2 |'
+  end
+
   def test_stages
     assert_empty Tables.stages([row('one', 0.1)])
     rows = [row('Mirel', 0.1, stages_ms: { 'fill' => 1.0, 'prepare' => 2.0, 'ladder' => 10.0, 'move' => 0.5 })]
