@@ -196,6 +196,18 @@ class FbxTest < HostTest
     assert_equal [2487], @importer.materials.filter_map(&:texture_file).map { |file| File.size(file) }
   end
 
+  def test_a_texture_with_a_scale_of_its_own
+    write('a.png', 'a picture')
+    %w[a.png gone.png].each do |name|
+      @file.texture('paint', on: (material = @file.material(name)), file: name, scale: [2, 3])
+      @file.node(name, mesh: triangle(name), materials: [material])
+    end
+    import
+    assert_equal [['a.png', 'gone.png'], ['gone.png']], [@importer.scaled_textures, @importer.missing_textures]
+    @importer.import(write('t.obj', terrain(2)))
+    assert_empty @importer.scaled_textures
+  end
+
   def test_a_texture_without_a_name_is_none
     assert_nil import_textured('').texture
     assert_empty @importer.missing_textures

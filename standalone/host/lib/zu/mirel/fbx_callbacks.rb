@@ -22,6 +22,9 @@ module Zu
       # @return [Array<String>] textures as the file names them that are nowhere to be found
       attr_reader :missing_textures
 
+      # @return [Array<String>] textures whose material repeats or stretches them, which no output tells
+      attr_reader :scaled_textures
+
       # @!group Called by the native half
 
       # @param code [Integer] as SceneFrame#unit
@@ -65,10 +68,11 @@ module Zu
 
       # @param identifier [Integer, nil] nil from the importers whose materials have none
       # @return [Material]
-      def add_material(name, color, texture, identifier = nil, *)
+      def add_material(name, color, texture, identifier = nil, scale_u = 1.0, scale_v = 1.0)
         return super(name, color, texture) unless identifier
 
         texture = nil if texture && texture.empty?
+        @scaled_textures |= [texture] if texture && [scale_u, scale_v] != [1.0, 1.0]
         @fbx_materials[name] ||= Material.new(name, color, texture, texture_file: texture && texture_file(texture))
                                          .tap { |material| materials << material }
       end
@@ -102,6 +106,7 @@ module Zu
         @fbx_materials = {}
         @fbx_node_name = name
         @missing_textures = []
+        @scaled_textures = []
         @media_folder = nil
       end
 

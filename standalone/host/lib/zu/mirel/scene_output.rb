@@ -122,7 +122,7 @@ module Zu
         file = File.join(@folder, File.basename(target))
         export(path, file, target)
         fail_for(path, ModelLibrary.message || 'no file was made') unless File.file?(file)
-        remarks = [ModelLibrary.message].compact + missing_texture_remarks
+        remarks = [ModelLibrary.message].compact + texture_remarks
         survey = SceneReader.survey(file)
         compare(path, survey)
         result = result_of(file, survey, remarks)
@@ -146,10 +146,13 @@ module Zu
         @importer.leave_out_textures = false
       end
 
-      def missing_texture_remarks
+      def texture_remarks
         return [] unless @importer.textures_written?
 
-        @importer.missing_textures.map { |name| "the texture #{name} was not found: left out" }
+        @importer.missing_textures.map { |name| "the texture #{name} was not found: left out" } +
+          (@importer.scaled_textures - @importer.missing_textures).map do |name|
+            "the texture #{name} has a scale of its own, which is not written"
+          end
       end
 
       # @return [String, nil] the first texture in use that is not there
