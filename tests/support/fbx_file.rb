@@ -10,7 +10,8 @@
 #   File.write(path, file.text)
 class FbxFile
   # Right, up and front, each as axis number and sign.
-  AXES = { z_up: { up: [2, 1], front: [1, -1], coord: [0, 1] }, y_up: { up: [1, 1], front: [2, 1], coord: [0, 1] } }.freeze
+  AXES = { z_up: { up: [2, 1], front: [1, -1], coord: [0, 1] },
+           y_up: { up: [1, 1], front: [2, 1], coord: [0, 1] } }.freeze
 
   Item = Struct.new(:kind, :name, :subclass, :id, :body)
   # A layer element: how values map to the mesh, what refers to them, the values, and their indices.
@@ -60,7 +61,7 @@ class FbxFile
     indices = polygons.flat_map { |corners| corners[0..-2] + [-corners.last - 1] }
     body = [array("Vertices", points.flatten.map(&:to_f)), array("PolygonVertexIndex", indices)]
     body << ["GeometryVersion", 124]
-    elements = { "Normal" => normals, "UV" => uvs, "Material" => materials }.transform_values { |element| elements_of(element) }
+    elements = { "Normal" => normals, "UV" => uvs, "Material" => materials }.transform_values { |given| elements_of(given) }
     elements.each { |kind, list| list.each_with_index { |element, at| body << layer_element(kind, at, element) } }
     body.concat(layers_of(elements)) if layers
     attribute("Geometry", name, "Mesh", body)
@@ -86,7 +87,8 @@ class FbxFile
   # @param diffuse [Array, nil] nil leaves the property out
   def material(name, shading: "lambert", diffuse: [0.8, 0.8, 0.8], properties: {})
     properties = { "DiffuseColor" => diffuse.map(&:to_f) }.merge(properties) if diffuse
-    add("Material", name, "", [["Version", 102], ["ShadingModel", shading], ["MultiLayer", 0], properties_of(properties)])
+    body = [["Version", 102], ["ShadingModel", shading], ["MultiLayer", 0], properties_of(properties)]
+    add("Material", name, "", body)
   end
 
   # A file texture on a material's channel, or inside a layered texture.

@@ -15,9 +15,9 @@ module CommandLine
     # @return [Hash] to be added to the report
     def to_h
       facts = @importer.fbx_facts
-      report = { fbx: { version: facts&.version, ascii: facts&.ascii, creator: facts&.creator,
-                        application: facts&.application, unit_meters: @importer.meters_per_unit, axes: facts&.axes }, nodes: nodes }
-      report[:missing_textures] = @importer.missing_textures
+      file = { version: facts&.version, ascii: facts&.ascii, creator: facts&.creator, application: facts&.application,
+               unit_meters: @importer.meters_per_unit, axes: facts&.axes }
+      report = { fbx: file, nodes: nodes, missing_textures: @importer.missing_textures }
       report[:textures] = dumps if @textures
       report
     end
