@@ -178,7 +178,15 @@ std::string read_scene(char const* path, MirelReadProgress progress, MirelReadSc
   source = importer.ApplyPostProcessing(aiProcess_Triangulate);
   if (!source) return importer.GetErrorString();
   bool const has_materials = !has_suffix(path, ".ply") && !has_suffix(path, ".stl") && !has_suffix(path, ".off");
-  return mirel::reading::build_scene(*source, outermost(*source, path, collada, scene), has_materials, scene);
+  std::string problem =
+      mirel::reading::build_scene(*source, outermost(*source, path, collada, scene), has_materials, scene);
+  if (has_suffix(path, ".dae") || has_suffix(path, ".zae")) {
+    // Many writers of COLLADA mean opaque by it.
+    for (auto& material : scene.materials) {
+      if (material.color[3] == 0) material.color[3] = 1;
+    }
+  }
+  return problem;
 }
 
 }  // namespace

@@ -89,6 +89,13 @@ class SceneTest < ProgramTest
     assert_equal File.binread(original), File.binread(path("rock.png"))
   end
 
+  # COLLADA files that call their opaque materials transparent show something all the same.
+  def test_nothing_is_made_of_nothing
+    info(need(Models.assimp("Collada/teapots.DAE")))["materials"].each do |material|
+      assert_operator material["color"][3], :>, 0, material["name"]
+    end
+  end
+
   # Textures inside a file come out of it.
   def test_embedded_textures_are_unpacked
     convert(Models::SAMPLE, path("in.glb"))

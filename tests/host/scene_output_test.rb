@@ -201,5 +201,9 @@ class SceneOutputTest < HostTest
     assert_equal beside, finder.find('C:\\work\\textures\\STONE.png', [@folder])
     assert_equal beside, finder.find('/elsewhere/stone.png', [path('maps'), @folder])
     assert_equal path('none.png'), finder.find('none.png', [@folder])
+    spaced = write('my wood ü.png', 'x')
+    assert_equal spaced, finder.find('my%20wood%20%C3%BC.png', [@folder])
+    percent = write('100%20.png', 'x')
+    assert_equal percent, finder.find('100%20.png', [@folder])
   end
 end

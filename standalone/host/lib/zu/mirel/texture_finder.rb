@@ -10,7 +10,7 @@ module Zu
       # @param folders [Array<String>] where relative names begin, the likeliest first
       # @return [String] the file; where there is none, where it ought to be
       def find(name, folders)
-        names = [name, name.tr('\\', '/')].uniq
+        names = [name, name.tr('\\', '/'), unescaped(name)].uniq
         names.concat(tails(names.last))
         folders = ['.'] if folders.empty?
         folders.product(names).each do |folder, candidate|
@@ -29,6 +29,12 @@ module Zu
         (1...parts.size).map { |from| parts.drop(from).join('/') }
       end
       private_class_method :tails
+
+      # Names in glTF files are parts of a URI.
+      def unescaped(name)
+        name.b.gsub(/%\h\h/) { |code| code[1, 2].hex.chr }.force_encoding(Encoding::UTF_8)
+      end
+      private_class_method :unescaped
 
       # A path of another machine is of no use here; its last part is, in whatever case.
       def beside(name, folders)
