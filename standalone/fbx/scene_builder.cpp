@@ -71,9 +71,13 @@ bool same_word(std::string_view a, std::string_view lower) {
          });
 }
 
+// What is no number leaves the value as it was: one of them would take away the place of all that hangs on the node.
 void read_vector(PropertyEntry const& entry, Vector3& value) {
   double numbers[3];
-  if (read_few(entry.element, entry.first_value, numbers, 3) == 3) value = {numbers[0], numbers[1], numbers[2]};
+  if (read_few(entry.element, entry.first_value, numbers, 3) != 3) return;
+  if (std::all_of(numbers, numbers + 3, [](double number) { return std::isfinite(number); })) {
+    value = {numbers[0], numbers[1], numbers[2]};
+  }
 }
 
 bool read_number(PropertyEntry const& entry, double& value) {

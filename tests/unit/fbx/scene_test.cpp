@@ -1,6 +1,7 @@
 // What connections, properties and layers make of a file.
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <set>
 #include <string>
 
@@ -121,6 +122,25 @@ TEST(Scene, LeavesOutNodesWithoutAWayToTheRoot) {
   Loaded const file = load(scene({model(1, "a"), model(2, "b"), model(3, "c")}, {connect(1, 0), connect(3, 2)}));
   ASSERT_TRUE(file.ok);
   EXPECT_EQ(2, file.scene->GetNodeCount());
+}
+
+TEST(Scene, TakesNoPlaceThatIsNoNumber) {
+  double const infinity = std::numeric_limits<double>::infinity();
+  double const none = std::numeric_limits<double>::quiet_NaN();
+  Loaded const file = load(scene({model(1, "a",
+                                        {property("Lcl Translation", "Lcl Translation", {1.0, none, 3.0}),
+                                         property("Lcl Rotation", "Lcl Rotation", {infinity, 0.0, 0.0}),
+                                         property("Lcl Scaling", "Lcl Scaling", {2.0, 2.0, 2.0}),
+                                         property("GeometricTranslation", "Vector3D", {0.0, 0.0, -infinity})})},
+                                 {connect(1, 0)}));
+  ASSERT_TRUE(file.ok) << file.error;
+  FbxAMatrix const& local = file.child(0)->EvaluateLocalTransform();
+  for (int row = 0; row < 4; ++row) {
+    for (int column = 0; column < 4; ++column) {
+      EXPECT_EQ(row != column ? 0.0 : row == 3 ? 1.0 : 2.0, local.Get(row, column)) << row << ' ' << column;
+    }
+  }
+  EXPECT_EQ(0.0, file.child(0)->GetGeometricTranslation(FbxNode::eSourcePivot)[2]);
 }
 
 TEST(Scene, TakesDefaultsFromTheTemplates) {
