@@ -261,6 +261,19 @@ class FbxMaterialTest < FbxTest
     assert_equal 2, lines.count("    Textures for DiffuseColor")
   end
 
+  # A channel may have both kinds, in any order.
+  def test_dump_of_layers_beside_other_textures
+    open_material do |file, material|
+      file.texture("before", on: material)
+      layered = file.layered_texture("layers", on: material, blend_modes: [1])
+      file.texture("inside", on: layered)
+      file.texture("behind", on: material)
+    end
+    lines = dumped { MirelTest.display_texture("a") }.grep(/Layered|Texture \d| {12}Name: /)
+    assert_equal ["        Texture 0", "            Name: before", "    Layered Texture: 1", "        Texture 0",
+                  "            Name: inside", "        Texture 2", "            Name: behind"], lines
+  end
+
   def test_dump_of_a_procedural_texture
     open_material { |file, material| file.procedural_texture("noise", on: material) }
     lines = dumped { MirelTest.display_texture("a") }

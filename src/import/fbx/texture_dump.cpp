@@ -59,10 +59,14 @@ void displayLayers(fbxsdk::FbxLayeredTexture* layered, int place, char const* pr
 
 void displayConnected(fbxsdk::FbxProperty const& property, char const* propertyName) {
   int const textureCount = property.GetSrcObjectCount<fbxsdk::FbxTexture>();
+  int layeredCount = 0;  // the SDK counts layered textures apart from the others
   for (int place = 0; place < textureCount; ++place) {
-    if (fbxsdk::FbxLayeredTexture* const layered = property.GetSrcObject<fbxsdk::FbxLayeredTexture>(place)) {
+    fbxsdk::FbxTexture* const texture = property.GetSrcObject<fbxsdk::FbxTexture>(place);
+    fbxsdk::FbxLayeredTexture* const layered = property.GetSrcObject<fbxsdk::FbxLayeredTexture>(layeredCount);
+    if (layered != nullptr && layered == texture) {
+      ++layeredCount;
       displayLayers(layered, place, propertyName);
-    } else if (fbxsdk::FbxTexture* const texture = property.GetSrcObject<fbxsdk::FbxTexture>(place)) {
+    } else if (texture != nullptr) {
       rb_puts("    Textures for ", propertyName);
       printCount("        Texture ", place);
       DisplayTextureInfo(texture, -1);
