@@ -172,6 +172,20 @@ class FbxTest < ProgramTest
     assert_refused(mirel("info", path("missing.fbx")), path("missing.fbx"), /no such file/)
   end
 
+  # JSON has no word for either.
+  def test_info_of_numbers_that_are_none_or_endless
+    ["nan", "1e+400", "-1.#IND"].each do |number|
+      text = FbxFile.new.tap { |file| file.node("a", mesh: file.mesh("m", points: [[0, 0, 0], [1, 0, 0], [7, 1, 0]],
+                                                                          polygons: [[0, 1, 2]])) }.text
+      input = write("in.fbx", text.sub("7.0", number))
+      assert_equal ["a"], mirel("info", input, "--json").json["nodes"].map { |node| node["name"] }, number
+    end
+    file = FbxFile.new
+    file.node("far", mesh: file.mesh("m", points: [[0, 0, 0], [1, 0, 0], [0, 1, 0]], polygons: [[0, 1, 2]]),
+                     properties: { "Lcl Scaling" => [1e300, 1e300, 1e300] })
+    assert_nil mirel("info", write("far.fbx", file.text), "--json").json["diagonal"]
+  end
+
   def test_a_scene_without_faces_cannot_be_reduced
     file = FbxFile.new
     file.node("eye", mesh: file.camera("camera"))

@@ -101,10 +101,11 @@ module CommandLine
       console.print("#{JSON.pretty_generate(valid(report))}\n")
     end
 
-    # Names in files and of files are any bytes; JSON is not.
+    # Names in files and of files are any bytes, and numbers may be none; JSON is text and has no such numbers.
     def valid(value)
       case value
       when String then value.scrub
+      when Float then value.finite? ? value : nil
       when Array then value.map { |item| valid(item) }
       when Hash then value.transform_values { |item| valid(item) }
       else value
