@@ -29,6 +29,7 @@ files.each do |file|
   name = File.basename(file, "_test.rb")
   environment = { "MIREL_BUILD" => build }
   folders = real_sdk.include?(name) ? [libraries] : [recording, libraries]
+  environment["LD_PRELOAD"] = File.join(recording, "librecording_fbx.so") if name == "fbx_calls"
   environment[path_variable] = [*folders, *ENV[path_variable]].join(":")
   output, status = Open3.capture2e(environment, RbConfig.ruby, "-W", "-I", File.join(folder, "support"), file)
   summary = output[/^\d+ runs, .*$/]
