@@ -233,6 +233,33 @@ class FbxMaterialTest < FbxTest
     assert_equal order, lines.last(5).map { |line| line.strip[/\A[^:]+/] }
   end
 
+  # The value of one label for a texture with one property set.
+  def dumped_value(label, property)
+    file = FbxFile.new
+    material = file.material("m")
+    file.texture("paint", on: material, properties: property)
+    file.node("a", materials: [material])
+    assert_equal true, MirelTest.open_fbx(write(file))
+    clear_log
+    dumped { MirelTest.display_texture("a") }.filter_map { |line| line.strip[/\A#{label}: (.*)/, 1] }.first
+  end
+
+  { "Alpha Source" => ["AlphaSource", ["None", "RGB Intensity", "Black"]],
+    "Material Use" => ["UseMaterial", ["Default Material", "Model Material"]],
+    "Texture Use" => ["TextureTypeUse", ["Standard", "Shadow Map", "Light Map", "Spherical Reflexion Map",
+                                         "Sphere Reflexion Map", "Bump Normal Map"]],
+    # Planes have a value each in files.
+    "Mapping Type" => ["CurrentMappingType", %w[UV Planar Planar Planar Spherical Cylindrical Environment Null Box Face]],
+    "Planar Mapping Normal" => ["CurrentMappingType", [nil, "Z", "X", "Y", nil, nil, nil, nil, nil, nil]] }
+    .each do |label, (property, names)|
+    define_method("test_dump_of_every_#{label.downcase.tr(" ", "_")}") do
+      names.each_with_index do |name, value|
+        found = dumped_value(label, { property => value })
+        name ? assert_equal(name, found, value) : assert_nil(found, value)
+      end
+    end
+  end
+
   def test_dump_with_a_blend_mode
     names = %w[Translucent Additive Modulate Modulate2 Over Normal Dissolve Darken ColorBurn LinearBurn DarkerColor Lighten
                Screen ColorDodge LinearDodge LighterColor SoftLight HardLight VividLight LinearLight PinLight HardMix
