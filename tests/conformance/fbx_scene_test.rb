@@ -320,6 +320,22 @@ class FbxSceneTest < FbxTest
     assert_equal 'importer.add_instance "K-#patch" :offset 0 ["M-red"] :"definition of a"', lines.grep(/offset/).last
   end
 
+  FOUR_POINTS = [["Dimensions", 2, 2], ["Step", 2, 2],
+                 ["Points", 0, 0, 0, 1, 1, 0, 0, 1, 0, 1, 0, 1, 1, 1, 0, 1]].freeze
+
+  { "Nurb" => [["NurbOrder", 2, 2], ["Form", "Open", "Open"], ["KnotVectorU", 0, 0, 1, 1], ["KnotVectorV", 0, 0, 1, 1]],
+    "Patch" => [["PatchType", "Linear", "Linear"]] }.each do |kind, body|
+    [6100, 7400].each do |version|
+      define_method("test_the_type_#{kind.downcase}_of_version_#{version}_is_taken_as_a_mesh") do
+        file = FbxFile.new(version: version)
+        file.node("a", mesh: file.attribute("Geometry", kind, kind, FOUR_POINTS + body))
+        lines = import_scene(file)
+        assert_equal 8, lines.grep(/addFace/).size
+        assert_includes lines, "depot1.mesh0.addVertex 0.5 0.5 0"
+      end
+    end
+  end
+
   # Nothing is said, and what follows is walked.
   def test_a_surface_that_does_not_become_triangles_is_passed_over
     file = FbxFile.new
