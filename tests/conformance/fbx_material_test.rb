@@ -68,6 +68,23 @@ class FbxMaterialTest < FbxTest
     LOG
   end
 
+  # Names of properties differ in capitals: this is another one, for colour, texture and dump.
+  def test_a_diffuse_property_in_other_letters
+    other = lambda do |file|
+      file.material("bare", shading: "unknown", diffuse: nil, properties: { "DIFFUSECOLOR" => [1.0, 1.0, 1.0] })
+          .tap { |material| file.texture("paint", on: material, channel: "DIFFUSECOLOR") }
+    end
+    lines = hand_over(&other)
+    assert_equal 'Kernel.print "No DiffuseColor property found for material: "', lines.first
+    assert_includes lines.last, "Color(0,0,0,255) nil #bare 1.0 1.0"
+    file = FbxFile.new
+    file.node("a", materials: [other.call(file)])
+    assert_equal true, MirelTest.open_fbx(write(file))
+    clear_log
+    assert_empty dumped { MirelTest.display_texture("a") }
+    refute_empty dumped { MirelTest.display_property("a", "DIFFUSECOLOR") }
+  end
+
   %w[HLSL CGFX].each do |language|
     define_method("test_a_shader_in_#{language}_stays_black_and_keeps_its_texture") do
       lines = hand_over do |file|
