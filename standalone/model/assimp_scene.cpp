@@ -57,6 +57,17 @@ aiMatrix4x4 outermost_transform(SceneNotes const& notes) {
   return {scale, 0, 0, 0, 0, 0, scale, 0, 0, -scale, 0, 0, 0, 0, 0, 1};
 }
 
+bool is_identity(aiMatrix4x4 const& matrix) {
+  aiMatrix4x4 const identity;
+  return std::equal(matrix[0], matrix[0] + 4, identity[0]) && std::equal(matrix[1], matrix[1] + 4, identity[1]) &&
+         std::equal(matrix[2], matrix[2] + 4, identity[2]);
+}
+
+// Half a turn about z, which no rounding comes with.
+aiMatrix4x4 half_turn() {
+  return {-1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+}
+
 std::string base_name(std::string const& path) {
   std::size_t const slash = path.rfind('/');
   return slash == std::string::npos ? path : path.substr(slash + 1);
@@ -170,10 +181,8 @@ class SceneBuilder {
   BuiltScene build(Model const& model) {
     root_ = std::make_unique<aiNode>();
     set_name(root_->mName, node_names_.add(clean_name(notes_.name)));
-    if (format_.has_nodes) {
-      root_->mTransformation = outermost_transform(notes_);
-    }
-    fill_node(start_node(*model.entities), *model.entities, kIdentity, notes_.name);
+    aiNode& outermost = format_.has_nodes ? *set_transform(*root_, outermost_transform(notes_)) : *root_;
+    fill_node(start_node(outermost, *model.entities), *model.entities, kIdentity, notes_.name);
     if (!format_.has_nodes) {
       name_all_meshes_of_root(*root_);
     }
@@ -191,13 +200,13 @@ class SceneBuilder {
 
  private:
   // COLLADA's exporter takes unit and axes from the outermost node, unless that one has meshes of its own.
-  aiNode& start_node(Entities const& entities) {
+  aiNode& start_node(aiNode& outermost, Entities const& entities) {
     if (std::strcmp(format_.exporter, "collada") != 0 || entities.faces.size() == 0) {
-      return *root_;
+      return outermost;
     }
     auto* inner = new aiNode();
     set_name(inner->mName, node_names_.add(clean_name(notes_.name)));
-    root_->addChildren(1, &inner);
+    outermost.addChildren(1, &inner);
     return *inner;
   }
 
@@ -301,17 +310,33 @@ class SceneBuilder {
   }
 
   // Gives the node its place; the node inside it that is to show the contents where it takes two to do so.
-  static aiNode* place_node(aiNode& node, SUTransformation const& transform) {
+  aiNode* place_node(aiNode& node, SUTransformation const& transform) {
     SplitTransform const split = split_shear(transform);
-    node.mTransformation = to_assimp(split.outer);
-    if (!split.is_split) {
+    aiMatrix4x4 const outer = to_assimp(is_gltf() ? with_thickness(split.outer) : split.outer);
+    aiNode* const place = set_transform(node, outer);
+    return split.is_split ? set_transform(add_inside(*place), to_assimp(split.inner)) : place;
+  }
+
+  // The exporter of glTF leaves out what is within a hundredth of the identity: such a place takes two half turns.
+  aiNode* set_transform(aiNode& node, aiMatrix4x4 const& transform) {
+    node.mTransformation = transform;
+    if (!is_gltf() || !transform.IsIdentity() || is_identity(transform)) {
       return &node;
     }
-    auto* inner = new aiNode(std::string(node.mName.C_Str()) + " turned");
-    inner->mTransformation = to_assimp(split.inner);
-    node.addChildren(1, &inner);
-    return inner;
+    node.mTransformation = transform * half_turn();
+    aiNode& inner = add_inside(node);
+    inner.mTransformation = half_turn();
+    return &inner;
   }
+
+  aiNode& add_inside(aiNode& node) {
+    auto* inner = new aiNode();
+    set_name(inner->mName, node_names_.add(std::string(node.mName.C_Str()) + " turned"));
+    node.addChildren(1, &inner);
+    return *inner;
+  }
+
+  bool is_gltf() const { return format_.takes_only_png_and_jpeg; }
 
   void show_meshes(aiNode& node, Entities const& entities, SUTransformation const& place, std::string const& name) {
     std::vector<unsigned int> const& shown = find_meshes(entities, name);

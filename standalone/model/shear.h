@@ -15,4 +15,8 @@ struct SplitTransform {
 // transformation then, and inner the identity. By the eigenvectors of its square (Jacobi's rotations).
 SplitTransform split_shear(SUTransformation const& transform);
 
+// Of a transformation whose axes are at right angles: those without length get one that is nothing beside the others,
+// so that the transformation stays a translation, rotation and scale for readers that divide by the lengths.
+SUTransformation with_thickness(SUTransformation const& transform);
+
 }  // namespace mirel::model

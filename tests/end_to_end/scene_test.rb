@@ -305,6 +305,37 @@ class SceneTest < ProgramTest
     end
   end
 
+  # A place that squeezes a part flat, or to a point, is no reason to leave it out.
+  def test_parts_without_thickness
+    flat = car
+    flat[:nodes][1][:scale] = [1, 0, 1]
+    flat[:nodes][3][:scale] = [0, 0, 0]
+    flat[:nodes][4].merge!(scale: [0, 2, 0], rotation: [0.6, 0, 0, 0.8])
+    input = write("flat.gltf", JSON.generate(flat))
+    %w[glb gltf dae obj].each do |format|
+      output = path("out.#{format}")
+      convert(input, output)
+      assert_same_scene input, output
+      assert_empty Gltf.errors(output) if format.start_with?("gl")
+    end
+  end
+
+  # Moves far below a centimeter, and turns that hardly show, are still where the parts are.
+  def test_small_moves_are_kept
+    moved = car
+    moved[:nodes][5].delete(:rotation)
+    moved[:nodes][5][:translation] = [-0.006, -0.007, -0.008]
+    moved[:nodes][6][:scale] = [1.009, 1, 1]
+    moved[:nodes][6][:translation] = [-0.002, -0.003, -0.004]
+    input = write("moved.gltf", JSON.generate(moved))
+    %w[glb gltf dae].each do |format|
+      report = convert(input, path("out.#{format}"))
+      report["bounds_after"].first.zip([-0.008, -0.01, -0.012]).each { |a, b| assert_in_delta b, a, 1e-6, format }
+      assert_same_scene input, path("out.#{format}")
+    end
+    assert_empty Gltf.errors(path("out.glb"))
+  end
+
   # --- what can go wrong -----------------------------------------------------------------------------------------
 
   def textured(texture = "brick.png")

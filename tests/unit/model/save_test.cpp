@@ -500,6 +500,31 @@ TEST_F(SaveTest, ShearedInstancesStandWhereTheyBelong) {
   }
 }
 
+// Places that differ from none at all by less than readers commonly call nothing.
+TEST_F(SaveTest, SmallMovesAreKept) {
+  SUEntitiesRef inside = {};
+  SUComponentDefinitionRef const chair = add_definition("Chair", inside);
+  fill(inside, cube_points(), cube_faces());
+  SUEntitiesRef const group = add_group(root_, "Outer", {{1, 0, 0, 0, 0, 1.004, 0, 0, 0, 0, 1, 0, 0, 0, 0.008, 1}});
+  add_instance(group, chair, translation(0.005, 0, 0));
+  add_instance(group, chair, translation(0, -0.009, 0));
+  for (char const* const name : {"moved.glb", "moved.gltf", "moved.dae"}) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(SU_ERROR_NONE, save(name));
+    aiScene const* const scene = read(name);
+    std::size_t faces = 0;
+    Bounds bounds;
+    collect(*scene, *scene->mRootNode, aiMatrix4x4(), faces, bounds);
+    // From -1 to 1.005 along x, from -1.013036 to 1.004 along y, from -0.992 to 1.008 along z; turned to y up.
+    EXPECT_NEAR(1.005F * 0.0254F, bounds.high.x, 1e-7F);
+    EXPECT_NEAR(-1.013036F * 0.0254F, -bounds.high.z, 1e-7F);
+    EXPECT_NEAR(1.008F * 0.0254F, bounds.high.y, 1e-7F);
+    EXPECT_EQ(24U, faces);
+    check_outward(*scene, *scene->mRootNode, aiMatrix4x4());
+    EXPECT_EQ(1U, scene->mNumMeshes);
+  }
+}
+
 TEST_F(SaveTest, SidesOfAFace) {
   SUMaterialRef const red = add_material("Red", {255, 0, 0, 255});
   SUMaterialRef const blue = add_material("Blue", {0, 0, 255, 255});

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <random>
 
 #include "standalone/model/scene.h"
@@ -62,6 +64,33 @@ TEST(Shear, OthersAreTheProductOfTwoThatHaveThem) {
     for (int axis = 0; axis < 3; ++axis) {
       double const* const column = split.inner.values + axis * 4;
       EXPECT_NEAR(1, std::hypot(column[0], column[1], column[2]), 1e-9);
+    }
+  }
+}
+
+TEST(Shear, AxesWithoutLengthGetATinyOne) {
+  SUTransformation const solid = {{0, 2, 0, 0, -2, 0, 0, 0, 0, 0, 3, 0, 5, 6, 7, 1}};
+  SUTransformation const same = with_thickness(solid);
+  EXPECT_TRUE(std::equal(std::begin(solid.values), std::end(solid.values), std::begin(same.values)));
+  // Each set of axes may be without length, all of them included; the others are along no coordinate axis.
+  double const axes[3][3] = {{2 * 0.6, 2 * 0.8, 0}, {-5 * 0.8, 5 * 0.6, 0}, {0, 0, 3}};
+  for (int flat = 1; flat < 8; ++flat) {
+    SUTransformation transform = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 6, 7, 1}};
+    for (int column = 0; column < 3; ++column) {
+      for (int row = 0; row < 3; ++row) {
+        transform.values[column * 4 + row] = (flat >> column & 1) != 0 ? 0 : axes[column][row];
+      }
+    }
+    SUTransformation const thick = with_thickness(transform);
+    for (auto const& [a, b] : {std::pair(0, 1), std::pair(0, 2), std::pair(1, 2)}) {
+      EXPECT_NEAR(0, angle_cosine(thick, a, b), 1e-12) << flat;
+    }
+    for (int place = 0; place < 16; ++place) {
+      EXPECT_NEAR(transform.values[place], thick.values[place], 1e-8) << flat;
+    }
+    for (int column = 0; column < 3; ++column) {
+      double const* const axis = thick.values + column * 4;
+      EXPECT_GT(std::hypot(axis[0], axis[1], axis[2]), 1e-10) << flat;
     }
   }
 }
