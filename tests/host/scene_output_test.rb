@@ -190,6 +190,43 @@ class SceneOutputTest < HostTest
     assert_raises(ArgumentError) { @importer.up_axis = :x }
   end
 
+  def textured_triangle(picture)
+    write('brick.png', picture)
+    write('wall.mtl', "newmtl wall\nmap_Kd brick.png\n")
+    @importer.import(write('wall.obj', "mtllib wall.mtl\nv 0 0 0\nv 1 0 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 0 1\n" \
+                                       "usemtl wall\nf 1/1 2/2 3/3\n"))
+    FileUtils.mkdir(path('out'))
+  end
+
+  # Between the choice of a texture's name and the end, another run may have taken it.
+  def test_a_texture_name_taken_meanwhile
+    textured_triangle('ours')
+    others = path('out/brick.png')
+    @importer.define_singleton_method(:count_vertices) { File.exist?(others) ? super() : File.write(others, 'theirs') }
+    written = Zu::Mirel::SceneOutput.write(@importer, path('out/wall.obj'))
+    assert_equal %w[brick_2.png wall.mtl], written.side_files
+    assert_equal 'theirs', File.read(others)
+    assert_equal 'ours', File.read(path('out/brick_2.png'))
+    assert_match(/map_Kd brick_2\.png/, File.read(path('out/wall.mtl')))
+    assert_equal %w[brick.png brick_2.png wall.mtl wall.obj], Dir.children(path('out')).sort
+  end
+
+  def test_the_same_texture_placed_meanwhile
+    textured_triangle('ours')
+    others = path('out/brick.png')
+    @importer.define_singleton_method(:count_vertices) { File.write(others, 'ours') && super() }
+    @importer.save(path('out/wall.obj'))
+    assert_equal %w[brick.png wall.mtl wall.obj], Dir.children(path('out')).sort
+  end
+
+  def test_a_folder_in_place_of_a_side_file
+    textured_triangle('ours')
+    FileUtils.mkdir(path('out/wall.mtl'))
+    error = assert_raises(Zu::Mirel::ExportError) { @importer.save(path('out/wall.obj')) }
+    assert_match(/wall\.obj: cannot be written: .*wall\.mtl is a directory/, error.message)
+    assert_equal %w[wall.mtl], Dir.children(path('out'))
+  end
+
   def test_textures_are_found
     finder = Zu::Mirel::TextureFinder
     FileUtils.mkdir_p(path('maps'))

@@ -23,7 +23,11 @@ module Zu
       # How far the bounds of the file may be from the scene's, as a share of the diagonal.
       BOUNDS_SHARE = 1e-5
       MISSING_TEXTURE = 'Failed to Create Texture from File'
-      private_constant :NAMES, :WITHOUT_AXES, :TEXTURED, :BOUNDS_SHARE, :MISSING_TEXTURE
+      # How often the names of textures are chosen anew when somebody else takes them meanwhile.
+      MOST_ATTEMPTS = 20
+      # A texture's name has been taken since it was chosen.
+      NameTaken = Class.new(StandardError)
+      private_constant :MOST_ATTEMPTS, :NameTaken, :NAMES, :WITHOUT_AXES, :TEXTURED, :BOUNDS_SHARE, :MISSING_TEXTURE
 
       # What was written: counts of the whole scene (normals and uvs are nil where they were not counted), its bounds as
       # a Geom::BoundingBox, bytes of all files together, the names of the side files, and what was left out.
@@ -86,7 +90,7 @@ module Zu
         return write_mesh(path) if mesh_only?(path)
 
         check_scene(path)
-        write_scene(path, target)
+        write_with_textures(path, target)
       rescue SystemCallError => e
         ObjOutput.fail_for(path, Errors.reason(e))
       ensure
@@ -117,6 +121,18 @@ module Zu
         Result.new(**written.to_h, side_files: [], remarks: [])
       end
 
+      def write_with_textures(path, target)
+        @placed = []
+        attempts = 0
+        begin
+          write_scene(path, target)
+        rescue NameTaken => e
+          fail_for(path, "#{e.message}: somebody else keeps writing it") if (attempts += 1) == MOST_ATTEMPTS
+          FileUtils.remove_entry(@folder, true)
+          retry
+        end
+      end
+
       def write_scene(path, target)
         @folder = Dir.mktmpdir('.mirel-', File.dirname(target))
         file = File.join(@folder, File.basename(target))
@@ -126,7 +142,8 @@ module Zu
         survey = SceneReader.survey(file)
         compare(path, survey)
         result = result_of(file, survey, remarks)
-        finish(file, target)
+        finish(path, file, target)
+        result.side_files |= @placed
         result
       rescue ImportError => e
         fail_for(path, "what was written cannot be read again: #{e.message}")
@@ -232,12 +249,30 @@ module Zu
 
       # --- into place ----------------------------------------------------------------------------------------------
 
-      # Side files first, so that the main file never names one that is not there.
-      def finish(file, target)
-        names = Dir.children(@folder) - [File.basename(file)]
-        (names.sort + [File.basename(file)]).each do |name|
-          ObjOutput.put_in_place(File.join(@folder, name), File.join(File.dirname(target), name))
-        end
+      # Side files first, so that the main file never names one that is not there; and textures before those that go
+      # with the main file alone, since another program may have taken the name of one.
+      def finish(path, file, target)
+        names = Dir.children(@folder).sort - [File.basename(file)]
+        places = names.to_h { |name| [name, File.join(File.dirname(target), name)] }
+        in_the_way = places.values.find { |place| File.directory?(place) }
+        fail_for(path, "#{in_the_way} is a directory") if in_the_way
+
+        own, textures = names.partition { |name| File.basename(name, '.*') == File.basename(file, '.*') }
+        textures.each { |name| place_texture(File.join(@folder, name), places[name]) }
+        own.each { |name| ObjOutput.put_in_place(File.join(@folder, name), places[name]) }
+        ObjOutput.put_in_place(file, target)
+      end
+
+      # Another run may write into the same folder: a picture that is there is never replaced.
+      def place_texture(file, place)
+        File.open(file, 'rb', &:fsync)
+        File.link(file, place)
+        @placed << File.basename(place)
+      rescue Errno::EEXIST
+        raise NameTaken, place unless FileUtils.identical?(file, place)
+      rescue Errno::EPERM, Errno::ENOTSUP, Errno::ENOSYS, Errno::EMLINK, NotImplementedError
+        File.rename(file, place) # a file system that knows no links
+        @placed << File.basename(place)
       end
     end
   end
