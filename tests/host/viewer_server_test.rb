@@ -125,6 +125,32 @@ class ViewerServerTest < ViewerTest
     end
   end
 
+  def test_a_tunnel_is_refused
+    start
+    assert_match(%r{\AHTTP/1\.1 40\d }, raw("CONNECT 127.0.0.1:#{@address.port} HTTP/1.1\r\n" \
+                                            "Host: 127.0.0.1:#{@address.port}\r\nOrigin: #{origin}\r\n\r\n"))
+  end
+
+  def test_any_number_of_connections_that_say_nothing_leaves_the_page_its_answers
+    start
+    page = Net::HTTP.start('127.0.0.1', @address.port)
+    assert_equal '200', page.get("#{@address.path}state").code
+    idle = Array.new(400) do |i|
+      TCPSocket.new('127.0.0.1', @address.port).tap { |socket| socket.write('GET /') if i.odd? }
+    rescue Errno::ECONNRESET, Errno::EPIPE
+      nil
+    end
+    Timeout.timeout(20) do
+      assert_status 200, get('state')
+      # The page's own connection is as it was.
+      assert_equal '200', page.get("#{@address.path}state").code
+    end
+    assert_predicate page, :started?
+  ensure
+    idle&.each { |socket| socket&.close }
+    page&.finish
+  end
+
   def test_pictures_are_taken_only_where_one_was_asked_for
     start
     assert_status 404, post('picture', 'PNG')

@@ -40,7 +40,8 @@ module Viewer
       raise Refusal.new(403, 'this host is not served') unless hosts.include?(request['host'])
       raise Refusal.new(403, 'another origin') unless own_origin?(request)
 
-      below_token(request.path)
+      # CONNECT names a host, no path.
+      below_token(request.path.to_s)
     end
 
     # Before anything of the message is read.

@@ -5,6 +5,7 @@ require 'json'
 require 'webrick'
 require 'viewer/gate'
 require 'viewer/messages'
+require 'viewer/newcomers'
 require 'viewer/session'
 
 module Viewer
@@ -28,6 +29,8 @@ module Viewer
     MESSAGE_LIMIT = 16 << 10
     PICTURE_LIMIT = 256 << 20
     SECONDS_FOR_A_REQUEST = 30
+    # Each takes a thread and a file; streams of events last as long as their page.
+    MOST_CONNECTIONS = 250
     HEADERS = {
       'cache-control' => 'no-store',
       'content-security-policy' => "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' blob: data:; " \
@@ -53,6 +56,7 @@ module Viewer
       @session = session
       @events = events
       @gate = Gate.new
+      @newcomers = Newcomers.new
       @web = listen(port)
       @gate.port = @web.config[:Port]
       @web.mount('/', Answers, self)
@@ -81,6 +85,7 @@ module Viewer
     def answer(request, response)
       HEADERS.each { |name, value| response[name] = value }
       path = @gate.admit(request)
+      @newcomers.admit(Thread.current[:WEBrickSocket])
       @gate.check_size(request, limit(request, path))
       route(request, response, path)
     rescue Gate::Refusal => e
@@ -121,13 +126,17 @@ module Viewer
     end
 
     def listen(port)
-      # Without this, the system would hold the end of each answer back until the page has confirmed what went before.
-      at_once = ->(socket) { socket.setsockopt(Socket::IPPROTO_TCP, Socket::TCP_NODELAY, true) }
-      WEBrick::HTTPServer.new(BindAddress: '127.0.0.1', Port: port, AcceptCallback: at_once, AccessLog: [],
+      WEBrick::HTTPServer.new(BindAddress: '127.0.0.1', Port: port, AcceptCallback: method(:accepted), AccessLog: [],
                               Logger: WEBrick::Log.new(File::NULL), DoNotReverseLookup: true, ServerSoftware: 'mirel',
-                              RequestTimeout: SECONDS_FOR_A_REQUEST)
+                              RequestTimeout: SECONDS_FOR_A_REQUEST, MaxClients: MOST_CONNECTIONS)
     rescue SystemCallError => e
       raise PortError, "port #{port}: #{Zu::Mirel::Errors.reason(e)}"
+    end
+
+    def accepted(socket)
+      # Without this, the system would hold the end of each answer back until the page has confirmed what went before.
+      socket.setsockopt(Socket::IPPROTO_TCP, Socket::TCP_NODELAY, true)
+      @newcomers.arrive(socket)
     end
 
     def route(request, response, path)

@@ -91,6 +91,7 @@ module Viewer
       importer.go_to_faces(faces) if faces
       scene_changed
       importer.show(@view)
+      @events.publish('rebuilt', loads: @loads)
       state
     end
 
