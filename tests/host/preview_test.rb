@@ -188,6 +188,15 @@ class PreviewTest < HostTest
     assert_match(/\A8 of 8 faces \(100 %\), drawn in \d+ ms\z/, Sketchup.status_text)
   end
 
+  def test_status_text_says_nothing_and_all_of_it_only_where_that_is_so
+    load(write('terrain.obj', terrain(30)))
+    { 1800 => '100', 1799 => '> 99', 12 => '< 1' }.each do |most, share|
+      @importer.go_to_faces(most)
+      @importer.show(@view)
+      assert_includes Sketchup.status_text, "of 1,800 faces (#{share} %)", @importer.count_faces.to_s
+    end
+  end
+
   def test_slow_frames_draw_fewer_points
     points = Array.new(10_000) { |x| [x.to_f, 0.0, 0.0] }
     @importer.instance_variable_set(:@mesh_points, points)

@@ -101,6 +101,18 @@ class ViewerSessionTest < ViewerTest
     end
   end
 
+  def test_events_tell_of_another_hierarchy
+    start
+    TCPSocket.open('127.0.0.1', @address.port) do |socket|
+      socket.write("GET #{@address.path}events HTTP/1.1\r\nHost: 127.0.0.1:#{@address.port}\r\n\r\n")
+      received = +''
+      received << socket.readpartial(4096) until received.include?(': here')
+      answer = JSON.parse(post('rebuild', { maintain_normals: false }).body)
+      received << socket.readpartial(4096) until received[/event: rebuilt\ndata: .*\n/]
+      assert_includes received, %(event: rebuilt\ndata: {"loads":#{answer['loads']}})
+    end
+  end
+
   def test_the_original_is_drawn_aside
     start
     post('move', { to: 'faces', value: 50 })

@@ -154,7 +154,16 @@ module Zu
         faces = count_faces
         return "#{delimit(faces)} faces" if faces_before.zero?
 
-        "#{delimit(faces)} of #{delimit(faces_before)} faces (#{(100.0 * faces / faces_before).round} %)"
+        "#{delimit(faces)} of #{delimit(faces_before)} faces (#{share(faces, faces_before)} %)"
+      end
+
+      # Only nothing is 0 %, and only all of it 100 %.
+      def share(part, all)
+        percent = 100.0 * part / all
+        return '< 1' if percent.positive? && percent < 1
+        return '> 99' if percent > 99 && percent < 100
+
+        percent.round.to_s
       end
 
       def delimit(number)
