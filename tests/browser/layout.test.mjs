@@ -1,9 +1,11 @@
 // The page in narrow windows, dark, on other models, and when its server goes.
 import assert from 'node:assert/strict';
-import { existsSync } from 'node:fs';
+import { existsSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
-import { covered, difference, head, keep, launch, lighthouse, open, picture, shared, terrain, until, Viewer } from './support/viewer.mjs';
+import {
+  covered, difference, folder, head, keep, launch, lighthouse, open, picture, shared, terrain, twoBalls, until, Viewer,
+} from './support/viewer.mjs';
 
 let browser;
 
@@ -73,6 +75,91 @@ test('a plain model of 125,000 faces', async () => {
     await page.locator('#show-marks').setChecked(true);
     await until(page, () => window.mirel.model.marks.children.length === 3);
     await keep(page, 'terrain');
+  });
+});
+
+test('nothing lies over anything else, however small the picture is', async () => {
+  await withViewer(lighthouse, async (page) => {
+    await page.locator('#show-marks').setChecked(true);
+    await page.locator('#compare').setChecked(true);
+    await until(page, () => window.mirel.original !== null);
+    for (const [width, height] of [[1280, 800], [800, 400], [730, 700], [390, 780], [320, 640]]) {
+      await page.setViewportSize({ width, height });
+      await page.waitForTimeout(100);
+      const crossing = await page.evaluate(() => {
+        const ids = ['status', 'key', 'camera-buttons', 'label-original', 'label-reduced'];
+        const boxes = ids.map((id) => document.getElementById(id).getBoundingClientRect());
+        const stage = document.getElementById('stage').getBoundingClientRect();
+        const out = ids.filter((_, i) => boxes[i].left < stage.left || boxes[i].right > stage.right || boxes[i].bottom > stage.bottom);
+        for (let i = 0; i < ids.length; i += 1) {
+          for (let j = 0; j < i; j += 1) {
+            const [a, b] = [boxes[i], boxes[j]];
+            if (a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom) out.push(`${ids[i]} over ${ids[j]}`);
+          }
+        }
+        return out;
+      });
+      assert.deepEqual(crossing, [], `${width} x ${height}`);
+      await keep(page, `window-${width}x${height}`);
+    }
+  }, {}, '--faces', '20000');
+});
+
+test('a mirrored instance is lit like the one that it mirrors', async () => {
+  await withViewer(twoBalls(), async (page) => {
+    const [left, right] = await page.evaluate(() => {
+      const { stage } = window.mirel;
+      stage.up = 'y';
+      // From the front, so that both stand side by side.
+      stage.camera.position.copy(stage.controls.target).z += 12;
+      stage.controls.update();
+      stage.draw();
+      const paper = document.createElement('canvas').getContext('2d', { willReadFrequently: true });
+      [paper.canvas.width, paper.canvas.height] = [160, 100];
+      paper.drawImage(stage.canvas, 0, 0, 160, 100);
+      const mean = (x) => {
+        const { data } = paper.getImageData(x, 0, 80, 100);
+        let [sum, count] = [0, 0];
+        for (let i = 0; i < data.length; i += 4) {
+          if (data[i + 3] < 255) continue;
+          sum += data[i];
+          count += 1;
+        }
+        return sum / count;
+      };
+      return [mean(0), mean(80)];
+    });
+    assert.ok(left > 60, `${left}`);
+    assert.ok(Math.abs(left - right) < 12, `${left}, ${right}`);
+    await keep(page, 'mirrored');
+  });
+});
+
+test('fitting shows what is on the page, not what was there at first', async () => {
+  await withViewer(lighthouse, async (page) => {
+    await page.click('[data-move=lowest]');
+    await until(page, () => window.mirel.frame.head.step === window.mirel.frame.head.steps);
+    await page.click('#fit');
+    const { fitted, shown } = await page.evaluate(() => ({
+      fitted: [window.mirel.stage.bounds.min.toArray(), window.mirel.stage.bounds.max.toArray()],
+      shown: window.mirel.frame.head.bounds,
+    }));
+    assert.deepEqual(fitted, shown);
+  }, {}, '--faces', '60000');
+});
+
+test('a distance map without distances says so, one face is one face', async () => {
+  const file = join(folder, 'one tri\u00e4ngle.obj');
+  writeFileSync(file, 'v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n');
+  await withViewer(file, async (page) => {
+    await page.locator('#heat').setChecked(true);
+    await page.locator('#compare').setChecked(true);
+    await until(page, () => window.mirel.distances !== null && window.mirel.original !== null);
+    assert.equal(await page.textContent('#legend-note'), 'none: every vertex lies on it');
+    assert.equal(await page.isVisible('#legend-numbers'), false);
+    assert.equal(await page.textContent('#label-reduced'), '1 face · 100 %');
+    assert.match(await page.textContent('#summary'), /^1 face · 3 vertices · /);
+    await keep(page, 'one-triangle');
   });
 });
 

@@ -323,6 +323,52 @@ test('a second page follows the first', async () => {
   await other.context().close();
 });
 
+test('a second page learns of another hierarchy', async () => {
+  const other = await open(browser, viewer);
+  const loads = await other.evaluate(() => window.mirel.state.loads);
+  const settings = page.locator('#settings');
+  if (!(await settings.evaluate((details) => details.open))) await page.click('#settings summary');
+  await page.selectOption('[name=maintain_uvs]', 'false');
+  await page.click('#rebuild');
+  await until(other, (before) => window.mirel.state.loads > before, loads);
+  await until(page, () => !document.getElementById('rebuild').disabled);
+  assert.equal(await other.inputValue('[name=maintain_uvs]'), 'false');
+  await other.context().close();
+  await page.selectOption('[name=maintain_uvs]', 'true');
+  await page.click('#rebuild');
+  await until(page, () => !document.getElementById('rebuild').disabled);
+  assert.equal(await page.evaluate(() => window.mirel.state.settings.maintain_uvs), true);
+});
+
+// A browser opens six connections to one place.
+test('more pages than a browser has connections all get their answers', async () => {
+  const context = await browser.newContext();
+  const others = [];
+  for (let i = 0; i < 8; i += 1) {
+    const other = await context.newPage();
+    // Tabs behind the first one are hidden; here all of them count as shown.
+    await other.addInitScript(() => {
+      window.front = true;
+      Object.defineProperty(document, 'hidden', { get: () => !window.front });
+    });
+    await other.goto(viewer.address);
+    await ready(other);
+    others.push(other);
+    await other.evaluate(() => {
+      window.front = false;
+      document.dispatchEvent(new Event('visibilitychange'));
+    });
+  }
+  await setCount(1100);
+  const { faces } = await head(page);
+  await others[0].evaluate(() => {
+    window.front = true;
+    document.dispatchEvent(new Event('visibilitychange'));
+  });
+  await until(others[0], (count) => window.mirel.frame.head.faces === count, faces);
+  await context.close();
+});
+
 test('every control has a name, and can be reached with the keyboard', async () => {
   const nameless = await page.evaluate(() =>
     [...document.querySelectorAll('button, input, select, canvas, summary')]

@@ -108,11 +108,10 @@ function showFrame(frame) {
 
 function showNumbers(head) {
   const { state } = page;
-  const faces = whole.format(head.faces);
   if (document.activeElement !== element('faces') || !page.typing) element('faces').value = head.faces;
   element('share').value = percent(head.faces, state.faces_before);
   if (!page.dragging) setSlider(page.scale.place(head.faces));
-  element('slider').setAttribute('aria-valuetext', `${faces} faces`);
+  element('slider').setAttribute('aria-valuetext', counted(head.faces, 'face'));
   element('step').textContent = `${whole.format(head.step)} of ${whole.format(head.steps)}`;
   element('vertices').textContent = head.vertices === null ? '–' : whole.format(head.vertices);
   const bounded = head.deviation !== null && state.settings.error_tolerance !== null;
@@ -121,8 +120,8 @@ function showNumbers(head) {
   element('stopped').hidden = !head.stopped;
   element('stopped').textContent = head.stopped ? `The coarsest mesh: ${head.stopped}.` : '';
   element('status').textContent = head.status;
-  element('label-original').textContent = `Original · ${whole.format(state.faces_prepared)} faces`;
-  element('label-reduced').textContent = `${faces} faces · ${percent(head.faces, state.faces_before)}`;
+  element('label-original').textContent = `Original · ${counted(state.faces_prepared, 'face')}`;
+  element('label-reduced').textContent = `${counted(head.faces, 'face')} · ${percent(head.faces, state.faces_before)}`;
   for (const button of document.querySelectorAll('[data-move]')) {
     const down = ['lowest', 'coarser'].includes(button.dataset.move);
     button.disabled = down ? head.step >= head.steps : head.step === 0;
@@ -136,7 +135,17 @@ function setSlider(place) {
 function percent(part, all) {
   if (!all) return '–';
   const share = (100 * part) / all;
+  if (share > 99 && share < 100) return '> 99 %';
   return `${share >= 10 || share === 0 ? Math.round(share) : share.toPrecision(2)} %`;
+}
+
+function counted(number, word) {
+  return `${whole.format(number)} ${word}${number === 1 ? '' : 's'}`;
+}
+
+// What is degenerate or there twice is not taken into the hierarchy.
+function cleaned({ faces_before: before, faces_prepared: prepared }) {
+  return prepared && prepared !== before ? ` (${whole.format(prepared)} after clean-up)` : '';
 }
 
 function short(number) {
@@ -241,7 +250,10 @@ async function updateHeat() {
     element('legend-middle').textContent = short(top / 2);
     element('legend-top').textContent = short(top);
     const share = diagonal > 0 ? `${short((100 * top) / diagonal)} %` : '–';
-    element('legend-note').textContent = `at most ${share} of the diagonal, at the vertices`;
+    element('legend-bar').hidden = top === 0;
+    element('legend-numbers').hidden = top === 0;
+    element('legend-note').textContent =
+      top === 0 ? 'none: every vertex lies on it' : `at most ${share} of the diagonal, at the vertices`;
     stage.invalidate();
   } catch (error) {
     complain(error);
@@ -254,11 +266,8 @@ async function rebuild(values) {
   settings.begin(page.state.build_seconds);
   try {
     const state = await server.rebuild(values);
-    page.original?.dispose();
-    page.original = null;
-    stage.setModel('original', null);
     takeState(state);
-    await refetch();
+    await anotherModel();
     say(null);
   } catch (error) {
     complain(error);
@@ -305,11 +314,10 @@ function takeState(state) {
   page.scale = new FaceScale(state.fewest_faces ?? 0, state.faces_prepared ?? 1, SLIDER_LENGTH);
   document.title = `${state.name} – Mirel`;
   element('name').textContent = state.name;
-  const materials = state.materials.length;
   element('summary').textContent = [
-    `${whole.format(state.faces_before)} faces`,
+    `${counted(state.faces_before, 'face')}${cleaned(state)}`,
     `${whole.format(state.vertices_before ?? 0)} vertices`,
-    `${materials} ${materials === 1 ? 'material' : 'materials'}`,
+    counted(state.materials.length, 'material'),
   ].join(' · ');
   element('textures-switch').hidden = !state.materials.some((material) => material.texture);
   element('heat-switch').hidden = !state.distances;
@@ -323,9 +331,17 @@ function takeState(state) {
   element('slider').disabled = false;
 }
 
-// The pictures are fitted to what this frame shows.
-function fitTo(frame) {
-  stage.setBounds(frame.head.bounds, frame.batches('faces').map((batch) => frame.positions(batch)));
+// The pictures are fitted to what these frames show.
+function fitTo(...frames) {
+  const shown = frames.filter((frame) => frame?.head.bounds);
+  if (!shown.length) return;
+  const ends = [0, 1].map((end) =>
+    [0, 1, 2].map((axis) => (end ? Math.max : Math.min)(...shown.map(({ head }) => head.bounds[end][axis]))),
+  );
+  const outlines = shown.flatMap((frame) =>
+    frame.batches(frame.head.points_only ? 'points' : 'faces').map((batch) => frame.positions(batch)),
+  );
+  stage.setBounds(ends, outlines);
 }
 
 function setUp(axis) {
@@ -335,14 +351,53 @@ function setUp(axis) {
   stage.fit();
 }
 
+// A browser opens few connections to one place, and each stream of news takes one: pages that nobody sees do without,
+// and look again when they come to the front.
+function listen() {
+  let source = null;
+  const follow = () => {
+    if (document.hidden === !source) return;
+    source?.close();
+    source = document.hidden ? null : server.events({ frame: frameDrawn, rebuilt, build: ({ text }) => settings.phase(text) });
+    if (source && page.ready) catchUp();
+  };
+  document.addEventListener('visibilitychange', follow);
+  follow();
+}
+
+async function catchUp() {
+  try {
+    const { loads, head } = await server.state();
+    if (loads !== page.state.loads) await rebuilt({ loads });
+    else if (head) await frameDrawn(head);
+  } catch (error) {
+    complain(error);
+  }
+}
+
+// Another page has built another hierarchy.
+async function rebuilt({ loads }) {
+  if (!page.ready || settings.busy || loads === page.state.loads) return;
+  try {
+    takeState(await server.state());
+    await anotherModel();
+  } catch (error) {
+    complain(error);
+  }
+}
+
+async function anotherModel() {
+  page.original?.dispose();
+  page.original = null;
+  stage.setModel('original', null);
+  await refetch();
+}
+
 async function begin() {
   const asked = performance.now();
   element('legend-bar').style.background = cssGradient;
   takeState(await server.state());
-  server.events({
-    frame: frameDrawn,
-    build: ({ text }) => settings.phase(text),
-  });
+  listen();
   const frame = new Frame(await server.frame(layers()));
   fitTo(frame);
   setUp(page.state.y_up ? 'y' : 'z');
@@ -416,6 +471,8 @@ function bindControls() {
 }
 
 function fit() {
+  // What is coarse may reach out of what was fitted at first, and the other way round.
+  fitTo(page.frame, page.original?.frame);
   stage.touched = false;
   stage.fit({ keepDirection: true });
 }
@@ -439,11 +496,14 @@ function showEdgesAlone() {
 }
 
 function shortcut(event) {
-  if (event.ctrlKey || event.metaKey) return;
+  // Brackets are typed with AltGr on many keyboards, which some systems tell as Ctrl and Alt.
+  const typed = event.getModifierState('AltGraph');
+  if (!typed && (event.ctrlKey || event.metaKey)) return;
+  const oneStep = event.altKey && !typed;
   if (event.target.matches('input:not([type=checkbox]):not([type=range]), select, textarea')) return;
   const actions = {
-    '[': () => press('coarser', event.altKey),
-    ']': () => press('finer', event.altKey),
+    '[': () => press('coarser', oneStep),
+    ']': () => press('finer', oneStep),
     '{': () => press('lowest'),
     '}': () => press('highest'),
     f: fit,

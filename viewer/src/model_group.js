@@ -23,9 +23,12 @@ function isIdentity(m) {
 // Positions were transformed when they were drawn; normals come in the mesh's own coordinates.
 function placedNormals(normals, transformation) {
   if (isIdentity(transformation)) return normals;
-  const matrix = new THREE.Matrix3().getNormalMatrix(new THREE.Matrix4().fromArray(transformation));
+  const place = new THREE.Matrix4().fromArray(transformation);
   const placed = attribute(new Float32Array(normals), 3);
-  placed.applyNormalMatrix(matrix);
+  placed.applyNormalMatrix(new THREE.Matrix3().getNormalMatrix(place));
+  // A mirror turns the corners of every face round: what is seen from outside counts as its back, where the shading
+  // takes the normal for its opposite.
+  if (place.determinant() < 0) for (let i = 0; i < placed.array.length; i += 1) placed.array[i] *= -1;
   return placed.array;
 }
 

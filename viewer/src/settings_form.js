@@ -17,6 +17,10 @@ export class SettingsForm {
     });
   }
 
+  get busy() {
+    return this.button.disabled;
+  }
+
   fill(settings) {
     const field = (name) => this.form.elements[name];
     field('maintain_uvs').value = String(settings.maintain_uvs);

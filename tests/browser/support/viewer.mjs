@@ -152,3 +152,46 @@ export function terrain(n) {
   writeFileSync(file, `${lines.join('\n')}\n`);
   return file;
 }
+
+// Two instances of a ball with normals side by side, as a file: the one on the right is mirrored.
+export function twoBalls() {
+  const [rows, columns] = [24, 48];
+  const points = [];
+  const corners = [];
+  for (let i = 0; i <= rows; i += 1) {
+    for (let j = 0; j <= columns; j += 1) {
+      const [across, around] = [(Math.PI * i) / rows, (2 * Math.PI * j) / columns];
+      points.push(Math.sin(across) * Math.cos(around), Math.cos(across), -Math.sin(across) * Math.sin(around));
+    }
+  }
+  for (let i = 0; i < rows; i += 1) {
+    for (let j = 0; j < columns; j += 1) {
+      const a = i * (columns + 1) + j;
+      const b = a + columns + 1;
+      corners.push(a, b, b + 1, a, b + 1, a + 1);
+    }
+  }
+  const data = [Buffer.from(Float32Array.from(points).buffer), Buffer.from(Uint32Array.from(corners).buffer)];
+  const scene = {
+    asset: { version: '2.0' },
+    scene: 0,
+    scenes: [{ nodes: [0, 1] }],
+    nodes: [{ mesh: 0, translation: [-1.5, 0, 0] }, { mesh: 0, translation: [1.5, 0, 0], scale: [-1, 1, 1] }],
+    meshes: [{ primitives: [{ attributes: { POSITION: 0, NORMAL: 0 }, indices: 1 }] }],
+    accessors: [
+      { bufferView: 0, componentType: 5126, count: points.length / 3, type: 'VEC3', min: [-1, -1, -1], max: [1, 1, 1] },
+      { bufferView: 1, componentType: 5125, count: corners.length, type: 'SCALAR' },
+    ],
+    bufferViews: [
+      { buffer: 0, byteOffset: 0, byteLength: data[0].length },
+      { buffer: 0, byteOffset: data[0].length, byteLength: data[1].length },
+    ],
+    buffers: [{
+      byteLength: data[0].length + data[1].length,
+      uri: `data:application/octet-stream;base64,${Buffer.concat(data).toString('base64')}`,
+    }],
+  };
+  const file = join(folder, 'balls.gltf');
+  writeFileSync(file, JSON.stringify(scene));
+  return file;
+}
