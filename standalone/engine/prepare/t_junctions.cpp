@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -38,8 +40,8 @@ Vector cross(Vector const& a, Vector const& b) {
 
 // A vertex to be put into a half-edge.
 struct Insertion {
-  std::uint32_t half;
   double along;  // 0 to 1
+  std::uint32_t half;
   std::uint32_t position;
 };
 
@@ -64,77 +66,190 @@ class TJunctions {
   std::uint32_t position(std::size_t corner) const { return mesh_.position_of[mesh_.faces[corner]]; }
   float const* point(std::uint32_t vertex) const { return &mesh_.vertices[std::size_t{vertex} * 3]; }
 
-  // By half-edge, those of each in order along it.
-  std::vector<Insertion> find(double tolerance) {
+  // The boundary: its half-edges in order, and a corner at each of its positions.
+  struct Boundary {
     std::vector<std::uint32_t> halves;
-    std::vector<std::uint32_t> corners;  // one at each boundary position
-    std::vector<bool> seen(mesh_.position_count);
+    std::vector<std::uint32_t> corners;
+    std::vector<std::uint32_t> place_of;  // per position: its place in corners
+  };
+
+  Boundary find_boundary() const {
+    Boundary boundary;
+    boundary.place_of.assign(mesh_.position_count, kNone);
     edges_.for_each([&](std::uint32_t, std::span<Edges::HalfEdge const> group) {
       if (group.size() != 1) {
         return;
       }
-      halves.push_back(group[0].half);
+      boundary.halves.push_back(group[0].half);
       for (std::size_t const corner : {std::size_t{group[0].half}, next_corner(group[0].half)}) {
-        if (!seen[position(corner)]) {
-          seen[position(corner)] = true;
-          corners.push_back(static_cast<std::uint32_t>(corner));
+        if (boundary.place_of[position(corner)] == kNone) {
+          boundary.place_of[position(corner)] = static_cast<std::uint32_t>(boundary.corners.size());
+          boundary.corners.push_back(static_cast<std::uint32_t>(corner));
         }
       }
     });
-    if (halves.empty()) {
+    std::sort(boundary.halves.begin(), boundary.halves.end());
+    return boundary;
+  }
+
+  // By half-edge, those of each in order along it.
+  std::vector<Insertion> find(double tolerance) const {
+    Boundary const boundary = find_boundary();
+    if (boundary.halves.empty()) {
       return {};
     }
-    std::sort(halves.begin(), halves.end());
-    std::vector<float> points(corners.size() * 3);
-    for (std::size_t i = 0; i < corners.size(); ++i) {
-      std::copy_n(point(mesh_.faces[corners[i]]), 3, &points[i * 3]);
+    std::vector<float> points(boundary.corners.size() * 3);
+    for (std::size_t i = 0; i < boundary.corners.size(); ++i) {
+      std::copy_n(point(mesh_.faces[boundary.corners[i]]), 3, &points[i * 3]);
     }
     PointTree tree(points);
-    std::vector<std::uint8_t> uses(corners.size());
+    std::vector<Insertion> candidates;
+    if (find_candidates(boundary, tolerance, tree, candidates)) {
+      return select(boundary, candidates);
+    }
+    return find_in_order(boundary, tolerance, tree);
+  }
+
+  // Everything that lies on a boundary edge, by half-edge and along it. Neighbours are asked for together. False where
+  // there is more than one per vertex: nests of edges, which have to be searched in order.
+  bool find_candidates(Boundary const& boundary, double tolerance, PointTree const& tree,
+                       std::vector<Insertion>& candidates) const {
+    constexpr std::size_t kTogether = 8;
+    std::size_t const most = boundary.corners.size() + 64;
+    std::vector<std::uint32_t> const halves = neighbours_together(boundary, tree);
+    std::vector<PointTree::Segment> segments;
+    for (std::size_t begin = 0; begin < halves.size(); begin += kTogether) {
+      std::size_t const end = std::min(begin + kTogether, halves.size());
+      segments.clear();
+      for (std::size_t i = begin; i < end; ++i) {
+        segments.push_back(around(halves[i], tolerance));
+      }
+      tree.near_segments(segments, [&](std::size_t i, std::uint32_t place) {
+        add_if_on(halves[begin + i], boundary.corners[place], tolerance, candidates);
+      });
+      if (candidates.size() > most) {
+        return false;
+      }
+    }
+    std::sort(candidates.begin(), candidates.end(), before);
+    return true;
+  }
+
+  // The half-edges by their length's power of two, those of like length along the tree's curve: a long one among short
+  // ones would make the box around them large.
+  std::vector<std::uint32_t> neighbours_together(Boundary const& boundary, PointTree const& tree) const {
+    std::vector<std::uint32_t> by_rank(boundary.halves.size());
+    std::vector<std::uint32_t> begin(boundary.corners.size() + 1);
+    auto const rank = [&](std::uint32_t half) { return tree.rank(boundary.place_of[position(half)]); };
+    for (std::uint32_t const half : boundary.halves) {
+      ++begin[rank(half) + std::size_t{1}];
+    }
+    std::partial_sum(begin.begin(), begin.end(), begin.begin());
+    for (std::uint32_t const half : boundary.halves) {
+      by_rank[begin[rank(half)]++] = half;
+    }
+    std::vector<std::uint16_t> size(by_rank.size());
+    std::array<std::size_t, 1025> size_begin{};
+    for (std::size_t i = 0; i < by_rank.size(); ++i) {
+      Vector const edge = difference(point(mesh_.faces[next_corner(by_rank[i])]), point(mesh_.faces[by_rank[i]]));
+      size[i] = static_cast<std::uint16_t>(std::bit_cast<std::uint64_t>(dot(edge, edge)) >> 53);
+      ++size_begin[size[i] + std::size_t{1}];
+    }
+    std::partial_sum(size_begin.begin(), size_begin.end(), size_begin.begin());
+    std::vector<std::uint32_t> by_size(by_rank.size());
+    for (std::size_t i = 0; i < by_rank.size(); ++i) {
+      by_size[size_begin[size[i]]++] = by_rank[i];
+    }
+    return by_size;
+  }
+
+  // What stays of the candidates when each vertex is taken up by the first edges alone.
+  std::vector<Insertion> select(Boundary const& boundary, std::vector<Insertion> const& candidates) const {
+    std::vector<std::uint8_t> uses(boundary.corners.size());
     std::vector<Insertion> insertions;
-    std::vector<std::pair<Insertion, std::uint32_t>> found;  // with the boundary position's place
-    for (std::uint32_t const half : halves) {
-      find_on(half, tolerance, tree, corners, found);
-      for (std::size_t i = 0; i < found.size(); ++i) {
-        if (i > 0 && !(found[i].first.along > found[i - 1].first.along)) {
-          continue;  // side by side across the edge: no order along it
-        }
-        insertions.push_back(found[i].first);
-        if (++uses[found[i].second] == kMostEdgesPerVertex) {
-          tree.take_out(found[i].second);
+    std::vector<Insertion> found;
+    for (std::size_t i = 0; i < candidates.size();) {
+      std::uint32_t const half = candidates[i].half;
+      found.clear();
+      for (; i < candidates.size() && candidates[i].half == half; ++i) {
+        if (uses[boundary.place_of[candidates[i].position]] < kMostEdgesPerVertex) {
+          found.push_back(candidates[i]);
         }
       }
+      take_up(found, insertions, [&](std::uint32_t position) { ++uses[boundary.place_of[position]]; });
     }
     return insertions;
   }
 
-  void find_on(std::uint32_t half, double tolerance, PointTree const& tree, std::vector<std::uint32_t> const& corners,
-               std::vector<std::pair<Insertion, std::uint32_t>>& found) const {
-    found.clear();
+  // The same where vertices that enough edges have taken up must not be met again.
+  std::vector<Insertion> find_in_order(Boundary const& boundary, double tolerance, PointTree& tree) const {
+    std::vector<std::uint8_t> uses(boundary.corners.size());
+    std::vector<Insertion> insertions;
+    std::vector<Insertion> found;
+    for (std::uint32_t const half : boundary.halves) {
+      found.clear();
+      tree.near_segment(around(half, tolerance),
+                        [&](std::uint32_t place) { add_if_on(half, boundary.corners[place], tolerance, found); });
+      std::sort(found.begin(), found.end(), before);
+      take_up(found, insertions, [&](std::uint32_t position) {
+        std::uint32_t const place = boundary.place_of[position];
+        if (++uses[place] == kMostEdgesPerVertex) {
+          tree.take_out(place);
+        }
+      });
+    }
+    return insertions;
+  }
+
+  // found: what lies on one half-edge, in order along it.
+  template <class Use>
+  static void take_up(std::vector<Insertion> const& found, std::vector<Insertion>& insertions, Use use) {
+    for (std::size_t i = 0; i < found.size(); ++i) {
+      if (i > 0 && !(found[i].along > found[i - 1].along)) {
+        continue;  // side by side across the edge: no order along it
+      }
+      insertions.push_back(found[i]);
+      use(found[i].position);
+    }
+  }
+
+  static bool before(Insertion const& x, Insertion const& y) {
+    if (x.half != y.half) {
+      return x.half < y.half;
+    }
+    return x.along != y.along ? x.along < y.along : x.position < y.position;
+  }
+
+  static double reach_of(double square, double tolerance) {
+    return std::min(tolerance, kShareOfLength * std::sqrt(square));
+  }
+
+  PointTree::Segment around(std::uint32_t half, double tolerance) const {
     float const* const a = point(mesh_.faces[half]);
     float const* const b = point(mesh_.faces[next_corner(half)]);
     Vector const edge = difference(b, a);
+    return {a, b, reach_of(dot(edge, edge), tolerance)};
+  }
+
+  void add_if_on(std::uint32_t half, std::uint32_t corner, double tolerance, std::vector<Insertion>& found) const {
+    float const* const a = point(mesh_.faces[half]);
+    Vector const edge = difference(point(mesh_.faces[next_corner(half)]), a);
     double const square = dot(edge, edge);
-    double const reach = std::min(tolerance, kShareOfLength * std::sqrt(square));
+    double const reach = reach_of(square, tolerance);
     std::size_t const face = half / 3 * std::size_t{3};
-    tree.near_segment(a, b, reach, [&](std::uint32_t place) {
-      std::uint32_t const p = position(corners[place]);
-      if (p == position(face) || p == position(face + 1) || p == position(face + 2)) {
-        return;
-      }
-      Vector const to = difference(point(mesh_.faces[corners[place]]), a);
-      double const along = dot(to, edge) / square;
-      if (!(along > 0 && along < 1)) {
-        return;
-      }
-      Vector const off = {to[0] - along * edge[0], to[1] - along * edge[1], to[2] - along * edge[2]};
-      if (dot(off, off) <= reach * reach) {
-        found.push_back({{half, along, p}, place});
-      }
-    });
-    std::sort(found.begin(), found.end(), [](auto const& x, auto const& y) {
-      return x.first.along != y.first.along ? x.first.along < y.first.along : x.first.position < y.first.position;
-    });
+    std::uint32_t const p = position(corner);
+    if (p == position(face) || p == position(face + 1) || p == position(face + 2)) {
+      return;
+    }
+    Vector const to = difference(point(mesh_.faces[corner]), a);
+    double const along = dot(to, edge) / square;
+    if (!(along > 0 && along < 1)) {
+      return;
+    }
+    Vector const off = {to[0] - along * edge[0], to[1] - along * edge[1], to[2] - along * edge[2]};
+    if (dot(off, off) <= reach * reach) {
+      found.push_back({along, half, p});
+    }
   }
 
   // Chains the vertices of each position, in order.

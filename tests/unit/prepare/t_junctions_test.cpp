@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -229,6 +230,107 @@ TEST(TJunctions, NothingHappensToMeshesWithoutFaces) {
   EXPECT_EQ(eliminate_t_junctions(empty, 1, kExact), 0U);
 }
 
+// How many boundary vertices lie on other faces' edges, every pair looked at; the mesh's faces share no edge.
+std::uint32_t junctions_by_brute_force(WedgeMesh const& mesh, double tolerance) {
+  std::uint32_t count = 0;
+  for (std::size_t half = 0; half < mesh.faces.size(); ++half) {
+    float const* const a = &mesh.vertices[std::size_t{mesh.faces[half]} * 3];
+    float const* const b = &mesh.vertices[std::size_t{mesh.faces[next_corner(half)]} * 3];
+    double const d[3] = {double{b[0]} - a[0], double{b[1]} - a[1], double{b[2]} - a[2]};
+    double const square = d[0] * d[0] + d[1] * d[1] + d[2] * d[2];
+    double const reach = std::min(tolerance, 0.01 * std::sqrt(square));
+    for (std::size_t corner = 0; corner < mesh.faces.size(); ++corner) {
+      if (corner / 3 == half / 3) {
+        continue;
+      }
+      float const* const p = &mesh.vertices[std::size_t{mesh.faces[corner]} * 3];
+      double const to[3] = {double{p[0]} - a[0], double{p[1]} - a[1], double{p[2]} - a[2]};
+      double const t = (to[0] * d[0] + to[1] * d[1] + to[2] * d[2]) / square;
+      double off = 0;
+      for (std::size_t k = 0; k < 3; ++k) {
+        off += (to[k] - t * d[k]) * (to[k] - t * d[k]);
+      }
+      count += t > 0 && t < 1 && std::sqrt(off) <= reach ? 1 : 0;
+    }
+  }
+  return count;
+}
+
+// Loose triangles of very different sizes, some with a corner on an edge of the one before.
+TEST(TJunctions, SoupsOfLooseTrianglesLoseAllThatBruteForceFinds) {
+  std::uint32_t all = 0;
+  for (std::uint32_t seed = 0; seed < 20; ++seed) {
+    std::mt19937 random(seed);
+    auto const unit = [&random] { return static_cast<float>(random() % 65536) / 65536.0F; };
+    Floats positions;
+    for (std::uint32_t i = 0; i < 300; ++i) {
+      std::size_t const before = positions.size();
+      float const size = std::ldexp(0.5F, -static_cast<int>(random() % 10));
+      float const center[3] = {unit(), unit(), unit()};
+      for (std::size_t c = 0; c < 9; ++c) {
+        positions.push_back(center[c % 3] + size * (unit() - 0.5F));
+      }
+      if (i % 3 == 1) {
+        float const t = 0.2F + 0.6F * unit();
+        for (std::size_t k = 0; k < 3; ++k) {
+          float const from = positions[before - 9 + k];
+          positions[before + k] = from + t * (positions[before - 6 + k] - from);
+        }
+      }
+    }
+    Indices corners(positions.size() / 3);
+    for (std::uint32_t i = 0; i < corners.size(); ++i) {
+      corners[i] = i;
+    }
+    WedgeMesh mesh = prepared_and_joined(plain_mesh(std::move(positions), std::move(corners)), {});
+    std::uint32_t const expected = junctions_by_brute_force(mesh, 1e-6);
+    EXPECT_GE(expected, 90U);
+    EXPECT_EQ(eliminate_t_junctions(mesh, 1e-6F, kExact), expected) << "seed " << seed;
+    EXPECT_EQ(mesh.face_count(), 300 + expected);
+    EXPECT_EQ(validate(mesh), "");
+    all += expected;
+  }
+  EXPECT_GE(all, 1900U);
+}
+
+// Both ways of asking, for segments side by side and for ones far apart.
+TEST(PointTree, SegmentsTogetherFindWhatEachFindsAlone) {
+  std::mt19937 random(11);
+  auto const unit = [&random] { return static_cast<float>(random() % 65536) / 65536.0F; };
+  Floats points(3 * 20000);
+  for (float& x : points) {
+    x = unit();
+  }
+  PointTree tree(points);
+  for (std::uint32_t i = 0; i < 20000; i += 5) {
+    tree.take_out(i);
+  }
+  std::size_t total = 0;
+  for (int query = 0; query < 300; ++query) {
+    float const spread = query % 3 == 0 ? 1.0F : 0.02F;
+    float const center[3] = {unit(), unit(), unit()};
+    std::vector<PointTree::Segment> segments;
+    for (int i = 0; i < query % 9; ++i) {
+      float ends[6];
+      for (std::size_t k = 0; k < 6; ++k) {
+        ends[k] = center[k % 3] + spread * (unit() - 0.5F);
+      }
+      segments.emplace_back(&ends[0], &ends[3], query % 2 == 0 ? 0.01 : 0.03);
+    }
+    std::vector<Indices> together(segments.size());
+    tree.near_segments(segments, [&](std::size_t i, std::uint32_t point) { together[i].push_back(point); });
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+      Indices alone;
+      tree.near_segment(segments[i], [&](std::uint32_t point) { alone.push_back(point); });
+      std::sort(alone.begin(), alone.end());
+      std::sort(together[i].begin(), together[i].end());
+      EXPECT_EQ(together[i], alone);
+      total += alone.size();
+    }
+  }
+  EXPECT_GT(total, 1000U);
+}
+
 TEST(PointTree, FindsEveryPointNearASegment) {
   std::mt19937 random(5);
   Floats points(3 * 2000);
@@ -251,7 +353,7 @@ TEST(PointTree, FindsEveryPointNearASegment) {
     }
     double const radius = query % 3;
     std::vector<bool> found(2000);
-    tree.near_segment(a, b, radius, [&](std::uint32_t i) {
+    tree.near_segment(PointTree::Segment(a, b, radius), [&](std::uint32_t i) {
       EXPECT_FALSE(found[i]);
       EXPECT_FALSE(out[i]);
       found[i] = true;
