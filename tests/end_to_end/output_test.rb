@@ -24,6 +24,31 @@ class OutputTest < ProgramTest
     assert_equal report["faces_after"], MeshReport.of(path("out/result.obj"))["faces"]
   end
 
+  # Steps of 1/16 at 123456 have eight digits in the file read, and six in the file written.
+  def test_positions_that_the_digits_merge_are_counted
+    corners = (0..8).flat_map { |y| (0..8).map { |x| [123_456 + (x / 16.0), y, x * y] } }
+    quads = (0..7).flat_map { |y| (0..7).map { |x| (y * 9) + x + 1 } }
+    faces = quads.flat_map { |v| [[v, v + 1, v + 10], [v, v + 10, v + 9]] }
+    lines = corners.map { |corner| "v #{corner.join(' ')}" } + faces.map { |face| "f #{face.join(' ')}" }
+    input = write("far.obj", "#{lines.join("\n")}\n")
+    result = mirel("reduce", input, "-o", path("out/far.obj"), "--ratio", 1, "--json")
+    assert_equal 0, result.status, result.err
+    # Where y is 0, z is 0 as well, and all nine x have the text 123456.
+    lines = File.readlines(path("out/far.obj")).grep(/\Av /)
+    merged = lines.size - lines.uniq.size
+    assert_equal 81, lines.size
+    assert_equal 8, merged
+    assert_equal merged, result.json["positions_merged"]
+    assert_equal 1, result.err_lines.size
+    assert_match(/far\.obj: #{merged} distinct positions are equal to others/, result.err_lines.first)
+  end
+
+  def test_positions_that_stay_distinct_are_not_remarked_upon
+    result = mirel("reduce", @input, "-o", path("out/result.obj"), "--ratio", 0.5, "--json")
+    assert_equal [0, []], result.json.values_at("positions_merged", "remarks")
+    assert_empty result.err
+  end
+
   def test_the_output_may_be_the_input
     report = reduce(@input, @input, "--ratio", 0.25)
     assert_equal report["faces_after"], MeshReport.of(@input)["faces"]

@@ -52,7 +52,8 @@ module CommandLine
     def after(importer, written)
       { faces_after: importer.count_faces, vertices_after: written.vertices, normals_after: written.normals,
         uvs_after: written.uvs, bounds_after: corners(written.bounds), bytes: written.bytes,
-        side_files: written.side_files, remarks: written.remarks }
+        side_files: written.side_files, remarks: written.remarks,
+        positions_merged: written.positions_merged }
     end
 
     def timing(importer)

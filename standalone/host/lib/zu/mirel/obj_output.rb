@@ -2,6 +2,7 @@
 
 require 'fileutils'
 require 'tmpdir'
+require 'zu/mirel/engine'
 require 'zu/mirel/errors'
 require 'zu/mirel/native'
 
@@ -12,8 +13,9 @@ module Zu
     # The native export tells of no write error, so it writes into a new folder beside the target, what it wrote is
     # counted and brought to the disk, and only then takes the target's name.
     class ObjOutput
-      # What was written. bounds is a Geom::BoundingBox of the positions.
-      Result = Struct.new(:vertices, :normals, :uvs, :faces, :bytes, :bounds, keyword_init: true)
+      # What was written. bounds is a Geom::BoundingBox of the positions; positions_merged is how many of them the
+      # file's six significant digits made equal to others.
+      Result = Struct.new(:vertices, :normals, :uvs, :faces, :bytes, :bounds, :positions_merged, keyword_init: true)
 
       KINDS = { 'vertices' => :vertices, 'normals' => :normals, 'texture coordinates' => :uvs,
                 'faces' => :faces }.freeze
@@ -132,6 +134,7 @@ module Zu
         result = Result.new(vertices: 0, normals: 0, uvs: 0, faces: 0, bytes: File.size(file))
         low = [Float::INFINITY] * 3
         high = [-Float::INFINITY] * 3
+        hashes = []
         File.foreach(file, mode: 'rb') do |line|
           # By bytes: the file may have millions of lines.
           kind = KIND_OF_LINE[line.getbyte(0) << 8 | line.getbyte(1).to_i]
@@ -140,13 +143,26 @@ module Zu
           result[kind] += 1
           next if kind == :faces
 
-          widen(low, high, line) if kind == :vertices
+          if kind == :vertices
+            widen(low, high, line)
+            hashes << line.hash
+          end
           # Neither "nan" nor "inf" does without an n.
           self.class.fail_for(path, 'the result is not finite') if line.index('n', 3)
         end
         result.bounds = Geom::BoundingBox.new
         result.bounds.add(low, high) if result.vertices.positive?
+        result.positions_merged = hashes.uniq.size == hashes.size ? 0 : positions_merged(file, result.vertices)
         result
+      end
+
+      # Exact, and dear in memory: for files in which two lines look alike.
+      def positions_merged(file, vertices)
+        lines = {}
+        File.foreach(file, mode: 'rb') { |line| lines[line] = true if line.start_with?('v ') }
+        positions = Engine.positions(0)
+        distinct = positions ? positions.unpack('f*').each_slice(3).uniq.size : vertices
+        [distinct - lines.size, 0].max
       end
 
       def widen(low, high, line)

@@ -30,9 +30,10 @@ module Zu
       private_constant :MOST_ATTEMPTS, :NameTaken, :NAMES, :WITHOUT_AXES, :TEXTURED, :BOUNDS_SHARE, :MISSING_TEXTURE
 
       # What was written: counts of the whole scene (normals and uvs are nil where they were not counted), its bounds as
-      # a Geom::BoundingBox, bytes of all files together, the names of the side files, and what was left out.
+      # a Geom::BoundingBox, bytes of all files together, the names of the side files, what was left out, and how many
+      # positions the file's digits made equal to others (nil where they were not counted).
       Result = Struct.new(:vertices, :normals, :uvs, :faces, :bytes, :bounds, :side_files, :remarks,
-                          keyword_init: true)
+                          :positions_merged, keyword_init: true)
 
       class << self
         # @return [Hash{String => String}] what each extension that can be written stands for
@@ -118,7 +119,14 @@ module Zu
 
       def write_mesh(path)
         written = ObjOutput.new(@importer).write(path)
-        Result.new(**written.to_h, side_files: [], remarks: [])
+        Result.new(**written.to_h, side_files: [], remarks: digit_remarks(written.positions_merged))
+      end
+
+      def digit_remarks(merged)
+        return [] if merged.zero?
+
+        ["#{merged} distinct #{merged == 1 ? 'position is' : 'positions are'} equal to others in its six significant " \
+         'digits; move the model nearer to the origin, or write .glb']
       end
 
       def write_with_textures(path, target)
