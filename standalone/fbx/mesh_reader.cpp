@@ -164,7 +164,7 @@ void read_layers(Document const& document, Element const& geometry, MeshData& me
   std::vector<Element const*> layers;
   for (Element const* layer = geometry.first_child; layer != nullptr; layer = layer->next) {
     if (layer->name() != "Layer") continue;
-    document.tree().budget.take(3 * (sizeof(MeshLayer) + sizeof layer) + 512);
+    document.tree().budget.take(3 * (sizeof(MeshLayer) + sizeof(void*)) + 512);
     layers.push_back(layer);
   }
   // Their numbers have the say, not their places in the file.
