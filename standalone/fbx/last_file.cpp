@@ -14,6 +14,7 @@ struct LastFile {
   std::string application;
   int axes[3] = {0, 0, 0};
   double unit_centimeters = 0;
+  int shapes_left_out = 0;
 };
 
 LastFile& last_file() {
@@ -65,6 +66,10 @@ void note_last_file(Document const& document, fbxsdk::FbxScene& scene) {
   last_file() = std::move(file);
 }
 
+void note_shape_left_out() {
+  ++last_file().shapes_left_out;
+}
+
 }  // namespace mirel::fbx
 
 extern "C" {
@@ -91,5 +96,9 @@ FBXSDK_DLL int mirel_fbx_axis(int direction) {
 
 FBXSDK_DLL double mirel_fbx_unit() {
   return last_file().unit_centimeters;
+}
+
+FBXSDK_DLL int mirel_fbx_shapes_left_out() {
+  return last_file().shapes_left_out;
 }
 }

@@ -22,6 +22,10 @@ int mirel_fbx_axis(int direction);
 // The length of a unit in centimeters.
 double mirel_fbx_unit(void);
 
+// How many of its meshes and surfaces were not cut into triangles so far, for they would have taken more memory than
+// the file's size is trusted with.
+int mirel_fbx_shapes_left_out(void);
+
 // Writes every picture that the file has inside into a folder, under the last part of its name; a file of that name
 // that is there already stays. Returns how many were written, -1 where the file cannot be read. Speaks of the file at
 // `path`, whatever was read last.

@@ -3,6 +3,7 @@
 require 'host_test'
 require 'zu/mirel/texture_dump'
 require_relative '../support/fbx_file'
+require_relative '../support/fbx_writer'
 
 # FBX files in the Ruby library: what the native importer announces becomes the scene.
 class FbxTest < HostTest
@@ -219,6 +220,29 @@ class FbxTest < HostTest
     assert_equal false, @importer.apply_uv_texture?
     @importer.save(path('out.obj'))
     assert_equal 3, File.foreach(path('out.obj')).grep(/\Avt /).size
+  end
+
+  # Some kilobytes that would become a hundred layers of a million triangles each, beside a mesh like any other.
+  def test_a_mesh_that_takes_too_much_memory_is_told_of
+    layer = [['LayerElement', [], [['Type', ['LayerElementUV']], ['TypedIndex', [0]]]]]
+    uvs = [['MappingInformationType', ['ByPolygon']], ['ReferenceInformationType', ['Direct']], ['UV', [[0.0, 0.0]]]]
+    layers = [['LayerElementUV', [0], uvs]] + Array.new(100) { |number| ['Layer', [number], layer] }
+    import(FbxWriter.binary([['Objects', [], geometry(1, [1] * 1_000_000 + [~2], layers) + geometry(3, [0, 1, ~2])],
+                             ['Connections', [], [[1, 2], [2, 0], [3, 4], [4, 0]].map { |ends| ['C', ['OO', *ends]] }]],
+                            deflate: true))
+    assert_equal [1, 1], [@importer.faces_before, @importer.meshes_left_out]
+    remark = '1 mesh of the file left out: far more memory than its size lets expect'
+    %w[out.obj out.glb].each { |name| assert_equal [remark], Zu::Mirel::SceneOutput.write(@importer, path(name)).remarks }
+    @importer.import(write('t.obj', terrain(2)))
+    assert_equal 0, @importer.meshes_left_out
+  end
+
+  # A mesh and its node, which has the next identifier.
+  def geometry(identifier, corners, layers = [])
+    points = [0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0, 0.0]
+    arrays = [['Vertices', [points]], ['PolygonVertexIndex', [corners]]]
+    [['Geometry', [identifier, "Geometry::g#{identifier}", 'Mesh'], arrays + layers],
+     ['Model', [identifier + 1, "Model::m#{identifier}", 'Mesh'], []]]
   end
 
   # -- what the file says of itself

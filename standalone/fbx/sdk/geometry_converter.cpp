@@ -1,6 +1,7 @@
 // Triangles from geometries.
 #include <algorithm>
 
+#include "standalone/fbx/last_file.h"
 #include "standalone/fbx/sdk/internals.h"
 #include "standalone/fbx/triangulation.h"
 
@@ -43,10 +44,11 @@ FbxNodeAttribute* FbxGeometryConverter::Triangulate(FbxNodeAttribute* pAttribute
     Internals::destroy(geometry);
     return mesh;
   } catch (const mirel::fbx::ReadError&) {
-    return nullptr;
+    mirel::fbx::note_shape_left_out();
   } catch (const std::bad_alloc&) {
-    return nullptr;
+    mirel::fbx::note_shape_left_out();
   }
+  return nullptr;
 }
 
 }  // namespace fbxsdk

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "benchmarks/fbx/generator/binary_writer.h"
+#include "standalone/fbx/mirel_fbx.h"
 #include "tests/unit/fbx/fbx_file.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -147,6 +148,7 @@ TEST(HostileFiles, APolygonOfAMillionCornersIsCut) {
   Outcome const outcome = read_within_bounds(finish(writer, {{1, 2}, {2, 0}}));
   EXPECT_EQ("", outcome.error);
   EXPECT_EQ(kCorners - 2, outcome.found.triangles);
+  EXPECT_EQ(0, mirel_fbx_shapes_left_out());
 }
 
 TEST(HostileFiles, APolygonIsNotCutWhenItsAttributesWouldNotFit) {
@@ -173,6 +175,7 @@ TEST(HostileFiles, APolygonIsNotCutWhenItsAttributesWouldNotFit) {
   EXPECT_EQ("", outcome.error);
   EXPECT_EQ(1, outcome.found.attributes);
   EXPECT_EQ(0, outcome.found.triangles);
+  EXPECT_EQ(1, mirel_fbx_shapes_left_out());
 }
 
 TEST(HostileFiles, LayersThatShareAnElementAreCountedEach) {

@@ -33,6 +33,13 @@ module Zu
           nil
         end
 
+        # @return [Integer] how many meshes of the file were not imported for want of memory; 0 where that is not known
+        def shapes_left_out
+          call('shapes_left_out', Fiddle::TYPE_INT) || 0
+        rescue Fiddle::DLError
+          0
+        end
+
         # Writes the pictures that the file has inside into a folder.
         # @return [Integer, nil] how many there were; nil where that is not known
         def extract_media(path, folder)

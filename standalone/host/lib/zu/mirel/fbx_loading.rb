@@ -38,11 +38,16 @@ module Zu
       # @return [FbxLibrary::Facts, nil] what the FBX file says of itself; nil for another format
       attr_reader :fbx_facts
 
+      # @return [Integer] meshes of an FBX file that are not there, for they would take far more memory than its size
+      #   lets expect
+      attr_reader :meshes_left_out
+
       private
 
       def reset_scene(name)
         super
         @fbx_facts = nil
+        @meshes_left_out = 0
       end
 
       def import_with_fbx_importer(path)
@@ -51,6 +56,7 @@ module Zu
         raise ImportError, fbx_failure(console.lines) unless print_to(console) { import_fbx(path) }
 
         take_frame(FbxLibrary.facts)
+        @meshes_left_out = FbxLibrary.shapes_left_out
       rescue SystemStackError
         raise ImportError, 'its nodes are nested too deep'
       ensure

@@ -119,7 +119,7 @@ module Zu
 
       def write_mesh(path)
         written = ObjOutput.new(@importer).write(path)
-        Result.new(**written.to_h, side_files: [], remarks: digit_remarks(written.positions_merged))
+        Result.new(**written.to_h, side_files: [], remarks: mesh_remarks + digit_remarks(written.positions_merged))
       end
 
       def digit_remarks(merged)
@@ -146,7 +146,7 @@ module Zu
         file = File.join(@folder, File.basename(target))
         export(path, file, target)
         fail_for(path, ModelLibrary.message || 'no file was made') unless File.file?(file)
-        remarks = [ModelLibrary.message].compact + texture_remarks
+        remarks = [ModelLibrary.message].compact + mesh_remarks + texture_remarks
         survey = SceneReader.survey(file)
         compare(path, survey)
         result = result_of(file, survey, remarks)
@@ -169,6 +169,13 @@ module Zu
       ensure
         ModelLibrary.forget_scene
         @importer.leave_out_textures = false
+      end
+
+      def mesh_remarks
+        count = @importer.meshes_left_out
+        return [] if count.zero?
+
+        ["#{count} #{count == 1 ? 'mesh' : 'meshes'} of the file left out: far more memory than its size lets expect"]
       end
 
       def texture_remarks
