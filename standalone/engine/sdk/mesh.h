@@ -10,7 +10,6 @@
 // for want of memory is empty afterwards.
 #pragma once
 
-#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,12 +17,11 @@
 #include "standalone/engine/obj/obj_reader.h"
 #include "standalone/engine/prepare/build_mesh.h"
 #include "standalone/engine/prepare/cleanup.h"
-#include "standalone/engine/prepare/edge_flags.h"
-#include "standalone/engine/prepare/point_join.h"
 #include "standalone/engine/prepare/wedges.h"
 #include "standalone/engine/sdk/hierarchy.h"
 #include "standalone/engine/sdk/material.h"
 #include "standalone/engine/sdk/mesh_view.h"
+#include "standalone/engine/sdk/view_tables.h"
 
 namespace mirel::engine {
 
@@ -99,27 +97,6 @@ class Mesh final : public MeshSlots {
   void attach(Hierarchy* hierarchy, std::uint32_t place);
 
  private:
-  // A table made at its first request.
-  struct Table {
-    bool made = false;
-    std::uint32_t count = 0;
-    std::vector<std::uint32_t> entries;
-  };
-  struct Tables {
-    Table set_begin;                       // build form: set_count + 1
-    std::vector<std::uint32_t> set_faces;  // build form: the faces set by set
-    std::vector<unsigned char> edge_flags;
-    std::vector<unsigned char> edge_kinds;
-    std::array<Table, 4> vertex_remap;  // by 2 x mode + split
-    Table normal_remap;
-    Table uv_remap;
-    std::vector<float> corner_uvs;
-    std::vector<float> corner_normals;
-    bool bounds_made = false;
-    bool has_bounds = false;
-    std::array<float, 6> bounds{};
-  };
-
   MeshView const& view() const {
     std::uint32_t const step = hierarchy_ == nullptr ? 0 : hierarchy_->currentStep();
     if (!viewed_ || step != viewed_step_) {
@@ -135,12 +112,6 @@ class Mesh final : public MeshSlots {
   auto change_wedges(Stage stage);
   void empty_wedges();
   void leave_ladder();
-  void make_set_tables() const;
-  EdgeFlagInput edge_flag_input(PointJoin& exact) const;
-  bool make_edge_flags() const;
-  std::vector<std::uint32_t> const& set_begins() const;  // set_count + 1, or empty; may throw std::bad_alloc
-  Table const& vertex_remap(std::uint32_t mode, bool split) const;
-  Table const& value_remap(Table& table, float const* values, std::uint32_t dimension) const;
 
   std::string name_;
   std::uint32_t set_count_ = 0;
@@ -162,7 +133,7 @@ class Mesh final : public MeshSlots {
   mutable bool viewed_ = false;
   mutable std::uint32_t viewed_step_ = 0;
   mutable MeshView view_;
-  mutable Tables tables_;
+  mutable ViewTables tables_;
 };
 
 }  // namespace mirel::engine

@@ -14,13 +14,14 @@ struct MeshView {
   std::uint32_t vertex_count = 0;
   std::uint32_t face_count = 0;
   std::uint32_t set_count = 0;
-  float const* vertices = nullptr;        // vertex_count x 3
-  std::uint32_t const* faces = nullptr;   // face_count x 3
-  float const* vertex_normals = nullptr;  // vertex_count x 3
-  float const* vertex_uvs = nullptr;      // vertex_count x 2
-  BuildMesh const* build = nullptr;       // where the mesh is in build form
-  WedgeMesh const* wedges = nullptr;      // where it is in wedge form
-  bool grouped = false;                   // faces lie set by set
+  std::uint32_t first_position_count = 0;  // distinct positions at step 0; 0 in build form
+  float const* vertices = nullptr;         // vertex_count x 3
+  std::uint32_t const* faces = nullptr;    // face_count x 3
+  float const* vertex_normals = nullptr;   // vertex_count x 3
+  float const* vertex_uvs = nullptr;       // vertex_count x 2
+  BuildMesh const* build = nullptr;        // where the mesh is in build form
+  WedgeMesh const* wedges = nullptr;       // where it is in wedge form
+  bool grouped = false;                    // faces lie set by set
 
   // The corner's place among the indexed normals or UVs; kNone in wedge form and where it has none.
   std::uint32_t normal_place(std::size_t corner) const {
