@@ -182,7 +182,7 @@ std::vector<float> const& ViewTables::corner_normals(MeshView const& view) {
 
 ViewTables::Bounds const& ViewTables::bounds(MeshView const& view) {
   if (!bounds_) {
-    Bounds& bounds = bounds_.emplace();
+    Bounds bounds;
     auto& box = bounds.box;
     for (std::size_t i = 0; i < view.vertex_count; ++i) {
       float const* p = view.vertices + i * 3;
@@ -195,6 +195,7 @@ ViewTables::Bounds const& ViewTables::bounds(MeshView const& view) {
       }
       bounds.exist = true;
     }
+    bounds_ = bounds;
   }
   return *bounds_;
 }
