@@ -11,6 +11,8 @@ namespace mirel::engine {
 namespace {
 
 constexpr double kRounding = 1e-12;
+// Triangles that are sampled before any is cut.
+constexpr std::uint32_t kFirstSamples = 16384;
 
 class OneSided {
  public:
@@ -22,9 +24,10 @@ class OneSided {
                kRounding * std::max(from.largest_coordinate(), to.largest_coordinate())) {}
 
   DistanceBounds run() {
-    // Corners and centres of all triangles first: the better the lower bound, the less is left to cut.
+    // Some corners and centres first: the better the lower bound, the less is left to cut.
     std::uint32_t hint = TriangleBvh::kNoSlot;
-    for (std::uint32_t slot = 0; slot < from_.size(); ++slot) {
+    std::uint32_t const stride = 1 + from_.size() / kFirstSamples;
+    for (std::uint32_t slot = 0; slot < from_.size(); slot += stride) {
       Vec centre;
       for (std::uint32_t k = 0; k < 3; ++k) {
         Vec const corner = from_.corner(slot, k);
@@ -46,12 +49,17 @@ class OneSided {
   };
 
   // What a piece may reach without mattering any more.
-  double goal() const { return result_.lower * (1 + std::max(options_.relative_accuracy, 0.0)) + slack_; }
+  double goal() const {
+    return std::max(result_.lower, options_.least) * (1 + std::max(options_.relative_accuracy, 0.0)) + slack_;
+  }
+
+  bool out_of_work() const { return options_.max_queries != 0 && queries_ >= options_.max_queries; }
 
   TriangleBvh::Nearest sample(Vec p, std::uint32_t& hint) {
     ++queries_;
     // Nearer than the lower bound is near enough: such a point cannot raise it.
-    TriangleBvh::Nearest const nearest = to_.nearest(p, std::numeric_limits<double>::infinity(), result_.lower, hint);
+    TriangleBvh::Nearest const nearest =
+        to_.nearest(p, std::numeric_limits<double>::infinity(), std::max(result_.lower, options_.least), hint);
     hint = nearest.slot;
     raise(p, nearest.distance);
     return nearest;
@@ -73,6 +81,18 @@ class OneSided {
         result_.upper = std::max(result_.upper, task.upper);
         continue;
       }
+      // Near one triangle at every corner is near it everywhere. Neighbours are mostly near the same one.
+      if (task.hint != TriangleBvh::kNoSlot) {
+        double const reach = goal();
+        double squared = 0;
+        for (std::uint32_t i = 0; i < task.piece.count && squared <= reach * reach; ++i) {
+          squared = std::max(squared, to_.squared_distance(task.hint, task.piece.corners[i]));
+        }
+        if (squared <= reach * reach) {
+          result_.upper = std::max(result_.upper, std::sqrt(squared));
+          continue;
+        }
+      }
       Vec const centre = task.piece.centre();
       double const size = task.piece.radius_around(centre);
       ++queries_;
@@ -91,8 +111,7 @@ class OneSided {
         }
       }
       double const upper = std::min({task.upper, nearest.distance + size, std::sqrt(squared)});
-      bool const out_of_work = options_.max_queries != 0 && queries_ >= options_.max_queries;
-      if (upper <= goal() || out_of_work || size <= slack_) {
+      if (upper <= goal() || out_of_work() || size <= slack_) {
         result_.upper = std::max(result_.upper, upper);
         continue;
       }
@@ -131,7 +150,10 @@ DistanceBounds one_sided_distance(TriangleBvh const& from, TriangleBvh const& to
 
 HausdorffBounds hausdorff_distance(TriangleBvh const& first, TriangleBvh const& second,
                                    DistanceOptions const& options) {
-  return {one_sided_distance(first, second, options), one_sided_distance(second, first, options)};
+  DistanceOptions back = options;
+  DistanceBounds const there = one_sided_distance(first, second, options);
+  if (options.only_larger) back.least = std::max(back.least, there.lower);
+  return {there, one_sided_distance(second, first, back)};
 }
 
 }  // namespace mirel::engine

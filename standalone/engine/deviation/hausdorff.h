@@ -23,6 +23,12 @@ struct DistanceOptions {
   // Nearest-point queries for one direction, about a microsecond each; 0: no limit. When they run out the bounds
   // hold all the same, only wider.
   std::uint64_t max_queries = 50'000'000;
+  // Model units: distances up to this need not be told apart. The upper bound is then at most
+  // max(lower, least) * (1 + relative_accuracy) + absolute_accuracy.
+  double least = 0;
+  // For hausdorff_distance: of the smaller direction only the upper bound is of use, and that no closer than the
+  // larger one needs it.
+  bool only_larger = false;
 };
 
 struct DistanceBounds {

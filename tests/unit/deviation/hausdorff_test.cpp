@@ -105,6 +105,32 @@ TEST(Hausdorff, EnclosesADenseSampling) {
   }
 }
 
+TEST(Hausdorff, TellsOnlyTheLargerDirectionWhereThatIsAsked) {
+  // A patch of a sphere: everything of it lies on the sphere, whose far side is two away.
+  Mesh const whole = sphere(30, 44);
+  Mesh patch = whole;
+  patch.faces.resize(300);
+  HausdorffBounds const both = between(whole, patch, {.relative_accuracy = 0.05});
+  HausdorffBounds const larger = between(whole, patch, {.relative_accuracy = 0.05, .only_larger = true});
+  EXPECT_EQ(larger.lower(), both.lower());
+  EXPECT_EQ(larger.upper(), both.upper());
+  EXPECT_GE(larger.second_to_first.upper, both.second_to_first.lower);
+  EXPECT_LE(larger.second_to_first.upper, larger.lower() * 1.05 + 1e-11);
+}
+
+TEST(Hausdorff, DoesNotTellShortDistancesApart) {
+  Mesh const fine = sphere(30, 44);
+  Mesh const coarse = sphere(9, 13);
+  double const exact = between(fine, coarse, {.relative_accuracy = 1e-4}).lower();
+  for (double const part : {0.5, 2.0}) {
+    DistanceBounds const bounds =
+        one_sided_distance(TriangleBvh(fine.positions, fine.faces), TriangleBvh(coarse.positions, coarse.faces),
+                           {.relative_accuracy = 0.05, .least = part * exact});
+    EXPECT_GE(bounds.upper, between(fine, coarse, {.relative_accuracy = 1e-4}).first_to_second.lower);
+    EXPECT_LE(bounds.upper, std::max(bounds.lower, part * exact) * 1.05 + 1e-11);
+  }
+}
+
 TEST(Hausdorff, HoldsWhenTheWorkIsCutShort) {
   Mesh const fine = sphere(30, 44);
   Mesh const coarse = sphere(9, 13);
