@@ -46,7 +46,10 @@ class OneSided {
     ConvexPiece piece;
     double upper;  // inherited: no part is farther than the whole
     std::uint32_t hint;
+    std::uint32_t cuts;  // that made it
   };
+  // Pieces cut so often are halved from then on: along the edges of slivers cuts may go on for ever.
+  static constexpr std::uint32_t kMostCuts = 48;
 
   // What a piece may reach without mattering any more.
   double goal() const {
@@ -73,7 +76,7 @@ class OneSided {
 
   void bound_triangle(std::uint32_t slot) {
     stack_.assign(1, {ConvexPiece::triangle(from_.corner(slot, 0), from_.corner(slot, 1), from_.corner(slot, 2)),
-                      std::numeric_limits<double>::infinity(), hint_});
+                      std::numeric_limits<double>::infinity(), hint_, 0});
     while (!stack_.empty()) {
       Task const task = stack_.back();
       stack_.pop_back();
@@ -115,10 +118,10 @@ class OneSided {
         result_.upper = std::max(result_.upper, upper);
         continue;
       }
-      Task first{{}, upper, nearest.slot};
-      Task second{{}, upper, nearest.slot};
+      Task first{{}, upper, nearest.slot, task.cuts + 1};
+      Task second{{}, upper, nearest.slot, task.cuts + 1};
       TriangleFrame const frame(to_.corner(nearest.slot, 0), to_.corner(nearest.slot, 1), to_.corner(nearest.slot, 2));
-      if (!cut_along_edge(task.piece, frame, beyond, first.piece, second.piece)) {
+      if (task.cuts >= kMostCuts || !cut_along_edge(task.piece, frame, beyond, first.piece, second.piece)) {
         task.piece.bisect(first.piece, second.piece);
       }
       stack_.push_back(first);
