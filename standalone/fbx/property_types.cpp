@@ -1,5 +1,8 @@
 #include "standalone/fbx/property_types.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "standalone/fbx/array_reader.h"
 
 namespace mirel::fbx {
@@ -80,6 +83,20 @@ PropertyValue read_value(Document const& document, PropertyEntry const& entry) {
     value.text = document.text(entry.element->values[entry.first_value]);
   }
   return value;
+}
+
+void sort_properties(PropertyTable& table) {
+  auto const by_name = [](PropertyValue const& a, PropertyValue const& b) { return a.name < b.name; };
+  if (std::is_sorted(table.begin(), table.end(), by_name)) return;
+  std::stable_sort(table.begin(), table.end(), by_name);
+}
+
+bool read_number(PropertyEntry const& entry, double& value) {
+  return read_few(entry.element, entry.first_value, &value, 1) == 1;
+}
+
+int whole(double value) {
+  return std::abs(value) < 2e9 ? static_cast<int>(value) : 0;
 }
 
 }  // namespace mirel::fbx

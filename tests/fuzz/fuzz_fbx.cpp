@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "standalone/fbx/document.h"
-#include "standalone/fbx/scene_builder.h"
+#include "standalone/fbx/scene/scene_builder.h"
 
 namespace {
 

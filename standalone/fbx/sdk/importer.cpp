@@ -6,7 +6,7 @@
 #include "standalone/fbx/document.h"
 #include "standalone/fbx/file_bytes.h"
 #include "standalone/fbx/last_file.h"
-#include "standalone/fbx/scene_builder.h"
+#include "standalone/fbx/scene/scene_builder.h"
 
 namespace fbxsdk {
 namespace {
