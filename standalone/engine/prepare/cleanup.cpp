@@ -164,6 +164,33 @@ std::uint32_t renumber(std::vector<std::uint32_t>& position_of, std::uint32_t co
   return next;
 }
 
+// The arrays of a mesh that go by vertex.
+struct VertexArrays {
+  std::vector<float>& positions;
+  std::vector<float>& normals;
+  std::vector<float>& uvs;
+  std::vector<std::uint32_t>& position_of;
+  std::uint32_t& position_count;
+};
+
+// Drops the vertices that no face uses. False where all are used.
+bool drop_unused_vertices(std::vector<std::uint32_t>& faces, VertexArrays const& arrays) {
+  std::uint32_t used_count = 0;
+  std::vector<std::uint32_t> const new_of = used_vertices(faces, arrays.positions.size() / 3, used_count);
+  if (new_of.empty()) {
+    return false;
+  }
+  keep_used(arrays.positions, 3, new_of, used_count);
+  keep_used(arrays.normals, 3, new_of, used_count);
+  keep_used(arrays.uvs, 2, new_of, used_count);
+  keep_used(arrays.position_of, 1, new_of, used_count);
+  arrays.position_count = renumber(arrays.position_of, arrays.position_count);
+  for (std::uint32_t& vertex : faces) {
+    vertex = new_of[vertex];
+  }
+  return true;
+}
+
 }  // namespace
 
 ExactPositions prepare_build_mesh(BuildMesh& mesh) {
@@ -192,18 +219,8 @@ ExactPositions prepare_build_mesh(BuildMesh& mesh) {
     pick(mesh.face_uvs, 3, order);
     pick(mesh.face_set_of, 1, order);
   }
-  std::uint32_t used_count = 0;
-  std::vector<std::uint32_t> const new_of = used_vertices(mesh.faces, mesh.vertex_count(), used_count);
-  if (!new_of.empty()) {
-    keep_used(mesh.positions, 3, new_of, used_count);
-    keep_used(mesh.vertex_normals, 3, new_of, used_count);
-    keep_used(mesh.vertex_uvs, 2, new_of, used_count);
-    keep_used(result.position_of, 1, new_of, used_count);
-    result.count = renumber(result.position_of, result.count);
-    for (std::uint32_t& vertex : mesh.faces) {
-      vertex = new_of[vertex];
-    }
-  }
+  drop_unused_vertices(mesh.faces,
+                       {mesh.positions, mesh.vertex_normals, mesh.vertex_uvs, result.position_of, result.count});
   return result;
 }
 
@@ -229,19 +246,9 @@ bool clean_wedge_mesh(WedgeMesh& mesh) {
     mesh.set_begin.back() = kept;
     mesh.faces.resize(std::size_t{kept} * 3);
   }
-  std::uint32_t used_count = 0;
-  std::vector<std::uint32_t> const new_of = used_vertices(mesh.faces, mesh.vertex_count(), used_count);
-  if (!new_of.empty()) {
-    keep_used(mesh.vertices, 3, new_of, used_count);
-    keep_used(mesh.normals, 3, new_of, used_count);
-    keep_used(mesh.uvs, 2, new_of, used_count);
-    keep_used(mesh.position_of, 1, new_of, used_count);
-    mesh.position_count = renumber(mesh.position_of, mesh.position_count);
-    for (std::uint32_t& vertex : mesh.faces) {
-      vertex = new_of[vertex];
-    }
-  }
-  return !bad.empty() || !new_of.empty();
+  bool const dropped =
+      drop_unused_vertices(mesh.faces, {mesh.vertices, mesh.normals, mesh.uvs, mesh.position_of, mesh.position_count});
+  return !bad.empty() || dropped;
 }
 
 }  // namespace mirel::engine
