@@ -10,6 +10,7 @@ module Geom
 end
 
 require 'mirel_host'
+require_relative 'geom/coordinates'
 require_relative 'geom/vector3d'
 require_relative 'geom/point3d'
 require_relative 'geom/transformation'

@@ -8,6 +8,8 @@ module Geom
   #   b = a + [3, 0, 4]
   #   a.distance(b)   # => 5.0
   class Point3d
+    include Coordinates
+
     # The point between two others.
     # @param weight1 [Numeric] share of `point1`
     # @param weight2 [Numeric] share of `point2`
@@ -15,19 +17,6 @@ module Geom
     def self.linear_combination(weight1, point1, weight2, point2)
       sums = point1.to_a.zip(point2.to_a).map { |a, b| weight1 * a + weight2 * b }
       new(sums)
-    end
-
-    # @return [Float] coordinate 0, 1 or 2
-    def [](index)
-      to_a.fetch(index)
-    end
-
-    def []=(index, value)
-      coordinates = to_a
-      raise IndexError, "a point has no coordinate #{index}" unless (0..2).cover?(index)
-
-      coordinates[index] = value
-      set!(coordinates)
     end
 
     # @param vector [Vector3d, Array]
@@ -90,19 +79,6 @@ module Geom
       distance(other) <= TOLERANCE
     rescue TypeError, NoMethodError
       false
-    end
-
-    # @return [Point3d]
-    def clone
-      dup
-    end
-
-    def inspect
-      "Point3d(#{x}, #{y}, #{z})"
-    end
-
-    def to_s
-      "(#{x}, #{y}, #{z})"
     end
   end
 end

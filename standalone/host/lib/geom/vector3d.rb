@@ -6,18 +6,7 @@ module Geom
   # @example
   #   Geom::Vector3d.new(3, 0, 4).length   # => 5.0
   class Vector3d
-    # @return [Float] coordinate 0, 1 or 2
-    def [](index)
-      to_a.fetch(index)
-    end
-
-    def []=(index, value)
-      coordinates = to_a
-      raise IndexError, "a vector has no coordinate #{index}" unless (0..2).cover?(index)
-
-      coordinates[index] = value
-      set!(coordinates)
-    end
+    include Coordinates
 
     # @return [Vector3d]
     def +(other)
@@ -134,19 +123,6 @@ module Geom
       (self - other).length <= TOLERANCE
     rescue TypeError, NoMethodError
       false
-    end
-
-    # @return [Vector3d]
-    def clone
-      dup
-    end
-
-    def inspect
-      "Vector3d(#{x}, #{y}, #{z})"
-    end
-
-    def to_s
-      "(#{x}, #{y}, #{z})"
     end
   end
 end
