@@ -22,7 +22,13 @@ class FbxMeshTest < FbxTest
     convert(file)
   end
 
-  def only(lines, *names) = lines.select { |line| names.any? { |name| line.include?(".#{name} ") } }
+  # The mesh's calls of those names, without its own.
+  def only(lines, *names)
+    lines.map { |line| line.delete_prefix("depot1.mesh0.") }.select { |line| names.include?(line[/\A\w+(?= )/]) }
+  end
+
+  # What makes the faces and says which sets they are in.
+  def face_calls(lines) = only(lines, "setNumFaceSets", "setCurrentFaceSet", "addFace")
   def puts_of(lines) = lines.grep(/\AKernel/).map { |line| line[/"(.*)"/, 1] }
 
   CORNER_UVS = [[0, 0], [1, 0], [0, 1], [0.5, 0.25], [0.75, 0.125], [2, -1]].freeze
@@ -42,7 +48,7 @@ class FbxMeshTest < FbxTest
     file.node("a", mesh: file.mesh("m", points: POINTS + [[9, 9, 9]], polygons: [[3, 1, 0]]))
     lines = convert(file)
     assert_equal 5, only(lines, "addVertex").size
-    assert_equal ["depot1.mesh0.addFace 3 1 0"], only(lines, "addFace")
+    assert_equal ["addFace 3 1 0"], only(lines, "addFace")
   end
 
   # -- face sets
@@ -50,18 +56,14 @@ class FbxMeshTest < FbxTest
   def test_no_layers
     lines = convert_square(materials: 2)
     assert_includes puts_of(lines), "Mesh has no layers"
-    assert_log <<~LOG, only(lines, "setNumFaceSets", "setCurrentFaceSet", "addFace")
-      depot1.mesh0.setNumFaceSets 2
-      depot1.mesh0.setCurrentFaceSet 0
-      depot1.mesh0.addFace 0 1 2
-      depot1.mesh0.addFace 2 1 3
-    LOG
+    assert_equal ["setNumFaceSets 2", "setCurrentFaceSet 0", "addFace 0 1 2", "addFace 2 1 3"],
+                 face_calls(lines)
   end
 
   def test_a_layer_without_materials
     lines = convert_square(materials: 1, normals: ["ByControlPoint", "Direct", POINT_NORMALS])
     assert_includes puts_of(lines), "Mesh has no material layer"
-    assert_equal ["depot1.mesh0.setCurrentFaceSet 0"], only(lines, "setCurrentFaceSet")
+    assert_equal ["setCurrentFaceSet 0"], only(lines, "setCurrentFaceSet")
   end
 
   def convert_with_materials(element, count: 3, **elements)
@@ -73,24 +75,15 @@ class FbxMeshTest < FbxTest
 
   def test_all_faces_in_the_set_that_all_same_names
     lines = convert_with_materials(["AllSame", "IndexToDirect", nil, [2]])
-    assert_log <<~LOG, only(lines, "setNumFaceSets", "setCurrentFaceSet", "addFace")
-      depot1.mesh0.setNumFaceSets 3
-      depot1.mesh0.setCurrentFaceSet 2
-      depot1.mesh0.addFace 0 1 2
-      depot1.mesh0.addFace 2 1 3
-    LOG
+    assert_equal ["setNumFaceSets 3", "setCurrentFaceSet 2", "addFace 0 1 2", "addFace 2 1 3"],
+                 face_calls(lines)
     refute_includes puts_of(lines), "Unsupported Material Mapping mode"
   end
 
   def test_a_set_for_each_polygon
     lines = convert_with_materials(["ByPolygon", "IndexToDirect", nil, [1, 0]])
-    assert_log <<~LOG, only(lines, "setNumFaceSets", "setCurrentFaceSet", "addFace")
-      depot1.mesh0.setNumFaceSets 3
-      depot1.mesh0.setCurrentFaceSet 1
-      depot1.mesh0.addFace 0 1 2
-      depot1.mesh0.setCurrentFaceSet 0
-      depot1.mesh0.addFace 2 1 3
-    LOG
+    assert_equal ["setNumFaceSets 3", "setCurrentFaceSet 1", "addFace 0 1 2", "setCurrentFaceSet 0", "addFace 2 1 3"],
+                 face_calls(lines)
   end
 
   def test_triangles_of_a_polygon_have_its_set
@@ -107,30 +100,30 @@ class FbxMeshTest < FbxTest
     lines = convert_with_materials(["ByPolygonVertex", "IndexToDirect", nil, [2, 1, 0, 0, 0, 0]])
     assert_equal 1, puts_of(lines).count("Unsupported Material Mapping mode")
     assert_log <<~LOG, only(lines, "setCurrentFaceSet", "addFace")
-      depot1.mesh0.setCurrentFaceSet 2
-      depot1.mesh0.addFace 0 1 2
-      depot1.mesh0.setCurrentFaceSet 1
-      depot1.mesh0.addFace 2 1 3
+      setCurrentFaceSet 2
+      addFace 0 1 2
+      setCurrentFaceSet 1
+      addFace 2 1 3
     LOG
   end
 
   def test_indices_beyond_the_number_of_sets_are_passed_on
     lines = convert_with_materials(["ByPolygon", "IndexToDirect", nil, [7, 5]], count: 1)
-    assert_equal ["depot1.mesh0.setCurrentFaceSet 7", "depot1.mesh0.setCurrentFaceSet 5"], only(lines, "setCurrentFaceSet")
+    assert_equal ["setCurrentFaceSet 7", "setCurrentFaceSet 5"], only(lines, "setCurrentFaceSet")
   end
 
   def test_missing_indices_are_set_0
     lines = convert_with_materials(["ByPolygon", "IndexToDirect", nil, [1]])
-    assert_equal ["depot1.mesh0.setCurrentFaceSet 1", "depot1.mesh0.setCurrentFaceSet 0"], only(lines, "setCurrentFaceSet")
+    assert_equal ["setCurrentFaceSet 1", "setCurrentFaceSet 0"], only(lines, "setCurrentFaceSet")
   end
 
   def test_a_node_without_materials
     lines = convert_with_materials(["ByPolygon", "IndexToDirect", nil, [1, 0]], count: 0,
                                    uvs: ["ByPolygonVertex", "Direct", CORNER_UVS])
     assert_log <<~LOG, only(lines, "setNumFaceSets", "setCurrentFaceSet")
-      depot1.mesh0.setNumFaceSets 0
-      depot1.mesh0.setCurrentFaceSet 1
-      depot1.mesh0.setCurrentFaceSet 0
+      setNumFaceSets 0
+      setCurrentFaceSet 1
+      setCurrentFaceSet 0
     LOG
     # And no UVs, whatever is wanted.
     assert_empty lines.grep(/UV|uvs/)
@@ -151,13 +144,13 @@ class FbxMeshTest < FbxTest
     lines = log
     assert_equal 2, lines.count('Kernel.puts "Warning! Polygon has not been triagulated! Skipping polygon"')
     assert_log <<~LOG, only(lines, "addFace", "setCurrentFaceSet")
-      depot1.mesh0.setCurrentFaceSet 1
-      depot1.mesh0.addFace 0 1 2
-      depot1.mesh0.setCurrentFaceSet 3
-      depot1.mesh0.addFace 1 3 2
+      setCurrentFaceSet 1
+      addFace 0 1 2
+      setCurrentFaceSet 3
+      addFace 1 3 2
     LOG
     # Attributes go by the polygon's number, which is no longer the face's.
-    assert_equal (0..3).map { |polygon| "depot1.mesh0.setFaceNormalIndices #{polygon}" },
+    assert_equal (0..3).map { |polygon| "setFaceNormalIndices #{polygon}" },
                  only(lines, "setFaceNormalIndices").map { |line| line.split[0, 2].join(" ") }
     assert_equal %w[0 1 2 4 5 6 7 8 9 11 12 13], only(lines, "addNormal").map { |line| line.split[1] }
   end
@@ -172,11 +165,7 @@ class FbxMeshTest < FbxTest
 
   def test_uvs_that_are_not_wanted
     [false, nil, 1, "true"].each do |answer|
-      importer.settings[:maintain_uvs?] = answer
-      lines = convert_square(materials: 1, textured: true, uvs: ["ByPolygonVertex", "Direct", CORNER_UVS])
-      assert_empty only(lines, "addUV", "setFaceUVIndices"), answer.inspect
-      refute_includes lines, "importer.apply_uv_texture?"
-      setup
+      refute_includes unwanted(:uvs, answer), "importer.apply_uv_texture?"
     end
   end
 
@@ -198,20 +187,13 @@ class FbxMeshTest < FbxTest
     assert_empty only(lines, "addUV", "getFaceSetOfFace")
   end
 
-  def test_uvs_by_control_point_that_do_not_match
-    Recorder.answer("getNumVertices", 5)
-    lines = convert_square(materials: 1, uvs: ["ByControlPoint", "Direct", POINT_UVS])
-    assert_includes puts_of(lines), "Error!! Number of UVs do not match the number of vertices currently in Balancer"
-    assert_empty only(lines, "setVertexUVs")
-  end
-
   # Not only the textured ones: by control point every face has UVs.
   def test_uvs_by_control_point_index_to_direct
     lines = convert_square(materials: 1, uvs: ["ByControlPoint", "IndexToDirect", [[0, 0], [1, 0.5]], [1, 0, 1, 0]])
     assert_log <<~LOG, only(lines, "addUVs", "setFaceUVIndices")
-      depot1.mesh0.addUVs 2 [0 0 1 0.5]
-      depot1.mesh0.setFaceUVIndices 0 1 0 1
-      depot1.mesh0.setFaceUVIndices 1 1 0 0
+      addUVs 2 [0 0 1 0.5]
+      setFaceUVIndices 0 1 0 1
+      setFaceUVIndices 1 1 0 0
     LOG
     assert_empty only(lines, "getFaceSetOfFace")
   end
@@ -220,16 +202,16 @@ class FbxMeshTest < FbxTest
     importer.apply_uv_texture = true
     lines = convert_square(materials: 1, uvs: ["ByPolygonVertex", "Direct", CORNER_UVS])
     assert_log <<~LOG, only(lines, "addUV", "setFaceUVIndices", "getFaceSetOfFace")
-      depot1.mesh0.getFaceSetOfFace 0
-      depot1.mesh0.addUV 0 0
-      depot1.mesh0.addUV 1 0
-      depot1.mesh0.addUV 0 1
-      depot1.mesh0.setFaceUVIndices 0 3000 3001 3002
-      depot1.mesh0.getFaceSetOfFace 1
-      depot1.mesh0.addUV 0.5 0.25
-      depot1.mesh0.addUV 0.75 0.125
-      depot1.mesh0.addUV 2 -1
-      depot1.mesh0.setFaceUVIndices 1 3003 3004 3005
+      getFaceSetOfFace 0
+      addUV 0 0
+      addUV 1 0
+      addUV 0 1
+      setFaceUVIndices 0 3000 3001 3002
+      getFaceSetOfFace 1
+      addUV 0.5 0.25
+      addUV 0.75 0.125
+      addUV 2 -1
+      setFaceUVIndices 1 3003 3004 3005
     LOG
   end
 
@@ -238,14 +220,14 @@ class FbxMeshTest < FbxTest
     importer.apply_uv_texture = true
     lines = convert_square(materials: 1, uvs: ["ByPolygonVertex", "IndexToDirect", [[0, 0], [1, 0.5]], [1, 0, 1, 1, 1, 0]])
     assert_log <<~LOG, only(lines, "addUV", "setFaceUVIndices")
-      depot1.mesh0.addUV 1 0.5
-      depot1.mesh0.addUV 0 0
-      depot1.mesh0.addUV 1 0.5
-      depot1.mesh0.setFaceUVIndices 0 3000 3001 3002
-      depot1.mesh0.addUV 1 0.5
-      depot1.mesh0.addUV 1 0.5
-      depot1.mesh0.addUV 0 0
-      depot1.mesh0.setFaceUVIndices 1 3003 3004 3005
+      addUV 1 0.5
+      addUV 0 0
+      addUV 1 0.5
+      setFaceUVIndices 0 3000 3001 3002
+      addUV 1 0.5
+      addUV 1 0.5
+      addUV 0 0
+      setFaceUVIndices 1 3003 3004 3005
     LOG
   end
 
@@ -263,7 +245,7 @@ class FbxMeshTest < FbxTest
 
   def test_faces_without_texture_get_no_uvs
     lines = convert_half_textured
-    assert_equal ["depot1.mesh0.setFaceUVIndices 0 3000 3001 3002"], only(lines, "setFaceUVIndices")
+    assert_equal ["setFaceUVIndices 0 3000 3001 3002"], only(lines, "setFaceUVIndices")
     assert_equal 3, only(lines, "addUV").size
   end
 
@@ -283,20 +265,11 @@ class FbxMeshTest < FbxTest
     assert_empty only(lines, "addUV")
   end
 
-  def test_uvs_of_modes_that_are_not_supported
-    %w[ByPolygon ByEdge AllSame].each do |mapping|
-      lines = convert_square(materials: 1, textured: true, uvs: [mapping, "Direct", CORNER_UVS])
-      assert_includes puts_of(lines), "Unsupported UV Mapping mode", mapping
-      assert_empty only(lines, "addUV", "addUVs", "setVertexUVs")
-      setup
-    end
-  end
-
   def test_uvs_of_a_further_layer_are_not_read
     first = ["ByPolygonVertex", "Direct", CORNER_UVS]
     second = ["ByPolygonVertex", "Direct", CORNER_UVS.reverse]
     lines = convert_square(materials: 1, textured: true, uvs: [first, second])
-    assert_equal ["depot1.mesh0.addUV 0 0", "depot1.mesh0.addUV 1 0"], only(lines, "addUV").first(2)
+    assert_equal ["addUV 0 0", "addUV 1 0"], only(lines, "addUV").first(2)
     assert_equal 6, only(lines, "addUV").size
   end
 
@@ -304,7 +277,7 @@ class FbxMeshTest < FbxTest
     lines = convert_square(materials: 1, textured: true,
                            uvs: ["ByPolygonVertex", "IndexToDirect", [[0, 0], [1, 0.5]], [1, 0, 7, 1, 1, 0]])
     refute_empty only(lines, "setFaceUVIndices")
-    assert(only(lines, "addUV").all? { |line| ["depot1.mesh0.addUV 0 0", "depot1.mesh0.addUV 1 0.5"].include?(line) })
+    assert(only(lines, "addUV").all? { |line| ["addUV 0 0", "addUV 1 0.5"].include?(line) })
   end
 
   # -- normals
@@ -316,11 +289,7 @@ class FbxMeshTest < FbxTest
   end
 
   def test_normals_that_are_not_wanted
-    [false, nil, 1].each do |answer|
-      importer.settings[:maintain_normals?] = answer
-      assert_empty only(convert_square(normals: ["ByPolygonVertex", "Direct", CORNER_NORMALS]), "addNormal")
-      setup
-    end
+    [false, nil, 1].each { |answer| unwanted(:normals, answer) }
   end
 
   def test_no_normals_in_the_layer
@@ -334,33 +303,26 @@ class FbxMeshTest < FbxTest
     assert_includes lines, "depot1.mesh0.setVertexNormals 4 12 [0 0 1 0 1 0 1 0 0 0 0 -1]"
   end
 
-  def test_normals_by_control_point_that_do_not_match
-    Recorder.answer("getNumVertices", 3)
-    lines = convert_square(normals: ["ByControlPoint", "Direct", POINT_NORMALS])
-    assert_includes puts_of(lines), "Error!! Number of Normals do not match the number of vertices currently in Balancer"
-    assert_empty only(lines, "setVertexNormals")
-  end
-
   def test_normals_by_control_point_index_to_direct
     lines = convert_square(normals: ["ByControlPoint", "IndexToDirect", [[0, 0, 1], [1, 0, 0]], [1, 0, 1, 0]])
     assert_log <<~LOG, only(lines, "addNormals", "setFaceNormalIndices")
-      depot1.mesh0.addNormals 2 [0 0 1 1 0 0]
-      depot1.mesh0.setFaceNormalIndices 0 1 0 1
-      depot1.mesh0.setFaceNormalIndices 1 1 0 0
+      addNormals 2 [0 0 1 1 0 0]
+      setFaceNormalIndices 0 1 0 1
+      setFaceNormalIndices 1 1 0 0
     LOG
   end
 
   def test_normals_by_polygon_vertex_direct
     lines = convert_square(normals: ["ByPolygonVertex", "Direct", CORNER_NORMALS])
     assert_log <<~LOG, only(lines, "addNormal", "setFaceNormalIndices")
-      depot1.mesh0.addNormal 0 0 1
-      depot1.mesh0.addNormal 0 1 0
-      depot1.mesh0.addNormal 1 0 0
-      depot1.mesh0.setFaceNormalIndices 0 2000 2001 2002
-      depot1.mesh0.addNormal 0 0 -1
-      depot1.mesh0.addNormal 0 -1 0
-      depot1.mesh0.addNormal -1 0 0
-      depot1.mesh0.setFaceNormalIndices 1 2003 2004 2005
+      addNormal 0 0 1
+      addNormal 0 1 0
+      addNormal 1 0 0
+      setFaceNormalIndices 0 2000 2001 2002
+      addNormal 0 0 -1
+      addNormal 0 -1 0
+      addNormal -1 0 0
+      setFaceNormalIndices 1 2003 2004 2005
     LOG
   end
 
@@ -370,25 +332,54 @@ class FbxMeshTest < FbxTest
                  only(lines, "addNormal").map { |line| line.split.drop(1).join(" ") }
   end
 
-  def test_normals_of_modes_that_are_not_supported
-    %w[ByPolygon ByEdge AllSame].each do |mapping|
-      lines = convert_square(normals: [mapping, "Direct", POINT_NORMALS])
-      assert_includes puts_of(lines), "Unsupported Normal Mapping mode", mapping
-      assert_empty only(lines, "addNormal", "addNormals", "setVertexNormals")
-      setup
-    end
+  # -- UVs and normals alike
+
+  # The calls that take values, and a value for each point and for each corner.
+  Attribute = Struct.new(:word, :calls, :points, :corners)
+  ATTRIBUTES = {
+    uvs: Attribute.new("UV", %w[addUV addUVs setVertexUVs setFaceUVIndices], POINT_UVS, CORNER_UVS),
+    normals: Attribute.new("Normal", %w[addNormal addNormals setVertexNormals setFaceNormalIndices], POINT_NORMALS,
+                           CORNER_NORMALS)
+  }.freeze
+
+  def unwanted(key, answer)
+    setup
+    importer.settings[:"maintain_#{key}?"] = answer
+    attribute = ATTRIBUTES.fetch(key)
+    lines = convert_square(materials: 1, textured: true, key => ["ByPolygonVertex", "Direct", attribute.corners])
+    assert_empty only(lines, *attribute.calls), answer.inspect
+    lines
   end
 
-  # UVs and normals alike.
-  def test_reference_by_index
-    lines = convert_square(materials: 1, textured: true, uvs: ["ByControlPoint", "Index", POINT_UVS, [0, 1, 2, 3]],
-                           normals: ["ByControlPoint", "Index", POINT_NORMALS, [0, 1, 2, 3]])
-    assert_equal 2, puts_of(lines).count("Unsupported Reference Mode for ByControlPoint mapping mode")
-    setup
-    lines = convert_square(materials: 1, textured: true, uvs: ["ByPolygonVertex", "Index", CORNER_UVS, [*0..5]],
-                           normals: ["ByPolygonVertex", "Index", CORNER_NORMALS, [*0..5]])
-    assert_equal 2, puts_of(lines).count("Unsupported Reference Mode for ByPolygonVertex mapping mode")
-    assert_empty only(lines, "addUV", "addNormal")
+  ATTRIBUTES.each do |key, attribute|
+    define_method("test_#{key}_by_control_point_that_do_not_match") do
+      [3, 5].each do |count|
+        setup
+        Recorder.answer("getNumVertices", count)
+        lines = convert_square(materials: 1, key => ["ByControlPoint", "Direct", attribute.points])
+        assert_includes puts_of(lines),
+                        "Error!! Number of #{attribute.word}s do not match the number of vertices currently in Balancer"
+        assert_empty only(lines, *attribute.calls)
+      end
+    end
+
+    define_method("test_#{key}_of_modes_that_are_not_supported") do
+      %w[ByPolygon ByEdge AllSame].each do |mapping|
+        setup
+        lines = convert_square(materials: 1, textured: true, key => [mapping, "Direct", attribute.corners])
+        assert_includes puts_of(lines), "Unsupported #{attribute.word} Mapping mode", mapping
+        assert_empty only(lines, *attribute.calls)
+      end
+    end
+
+    define_method("test_#{key}_by_index") do
+      { "ByControlPoint" => attribute.points, "ByPolygonVertex" => attribute.corners }.each do |mapping, values|
+        setup
+        lines = convert_square(materials: 1, textured: true, key => [mapping, "Index", values, [*0...values.size]])
+        assert_equal 1, puts_of(lines).count("Unsupported Reference Mode for #{mapping} mapping mode")
+        assert_empty only(lines, *attribute.calls)
+      end
+    end
   end
 
   # -- the depot
@@ -433,15 +424,15 @@ class FbxMeshTest < FbxTest
     file.node("a", mesh: mesh, materials: [file.material("x"), file.material("y")])
     lines = convert(file)
     assert_log <<~LOG, only(lines, "addFace", "setNumFaceSets", "setCurrentFaceSet", "setFaceUVIndices", "setFaceNormalIndices")
-      depot1.mesh0.setNumFaceSets 2
-      depot1.mesh0.setCurrentFaceSet 1
-      depot1.mesh0.addFace 0 1 2
-      depot1.mesh0.setCurrentFaceSet 0
-      depot1.mesh0.addFace 2 1 3
-      depot1.mesh0.setFaceUVIndices 0 3000 3001 3002
-      depot1.mesh0.setFaceUVIndices 1 3003 3004 3005
-      depot1.mesh0.setFaceNormalIndices 0 2000 2001 2002
-      depot1.mesh0.setFaceNormalIndices 1 2003 2004 2005
+      setNumFaceSets 2
+      setCurrentFaceSet 1
+      addFace 0 1 2
+      setCurrentFaceSet 0
+      addFace 2 1 3
+      setFaceUVIndices 0 3000 3001 3002
+      setFaceUVIndices 1 3003 3004 3005
+      setFaceNormalIndices 0 2000 2001 2002
+      setFaceNormalIndices 1 2003 2004 2005
     LOG
   end
 end

@@ -69,11 +69,7 @@ class FbxSceneTest < FbxTest
   def test_no_depot
     Recorder.answer("initialize", 0)
     assert_equal false, import(FbxFile.new)
-    assert_log <<~'LOG'
-      IBalancerSDK.initialize
-      Kernel.puts "Error: BalancerSDK failed to initialize.\n"
-      Kernel.puts "Error: MeshDepot has not been created."
-    LOG
+    assert_log NO_DEPOT_LOG
   end
 
   def test_an_sdk_that_makes_no_depot

@@ -166,11 +166,7 @@ class ObjImportTest < Conformance::Test
   def test_no_depot
     Recorder.answer("initialize", 0)
     assert_equal false, import
-    assert_log <<~'LOG'
-      IBalancerSDK.initialize
-      Kernel.puts "Error: BalancerSDK failed to initialize.\n"
-      Kernel.puts "Error: MeshDepot has not been created."
-    LOG
+    assert_log NO_DEPOT_LOG
   end
 
   def test_an_sdk_that_makes_no_depot

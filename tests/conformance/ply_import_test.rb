@@ -265,11 +265,7 @@ class PlyImportTest < Conformance::Test
   def test_no_depot
     Recorder.answer("initialize", 0)
     assert_equal false, import(ascii)
-    assert_log <<~'LOG'
-      IBalancerSDK.initialize
-      Kernel.puts "Error: BalancerSDK failed to initialize.\n"
-      Kernel.puts "Error: MeshDepot has not been created."
-    LOG
+    assert_log NO_DEPOT_LOG
   end
 
   def test_mesh_0_is_announced_whatever_the_new_mesh_is

@@ -1,24 +1,14 @@
 # frozen_string_literal: true
 
-require 'host_test'
+require 'importer_host_test'
 
 # Debian's FBX test models, read by the importer and by assimp: the same faces in the same place.
-class FbxAssimpModelsTest < HostTest
+class FbxAssimpModelsTest < ImporterHostTest
   FILES = Dir['/usr/share/assimp/models/FBX/**/*.{fbx,FBX}'].sort.freeze
   # Its null bytes have become blanks, so that nobody can read it.
   BROKEN = 'transparentTest.fbx'
   # assimp takes a translation of 0.0001 for none.
   ROUNDED = { 'embedded_ascii/box.FBX' => 1e-4 }.freeze
-
-  def setup
-    super
-    @importer = Zu::Mirel::Importer.new
-  end
-
-  def teardown
-    @importer.close
-    super
-  end
 
   def test_the_models_are_here
     skip 'assimp-testmodels is not installed' if FILES.empty?

@@ -1,24 +1,18 @@
 # frozen_string_literal: true
 
-require 'host_test'
+require 'importer_host_test'
 require 'zu/mirel/texture_dump'
 require_relative '../support/fbx_file'
 require_relative '../support/fbx_writer'
 
 # FBX files in the Ruby library: what the native importer announces becomes the scene.
-class FbxTest < HostTest
+class FbxTest < ImporterHostTest
   TRIANGLE = { points: [[0, 0, 0], [1, 0, 0], [0, 1, 0]], polygons: [[0, 1, 2]] }.freeze
   CORNERS = [[0, 0], [1, 0], [0, 1]].freeze
 
   def setup
     super
-    @importer = Zu::Mirel::Importer.new
     @file = FbxFile.new
-  end
-
-  def teardown
-    @importer.close
-    super
   end
 
   def triangle(name = 'triangle', **elements)

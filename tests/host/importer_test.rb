@@ -1,21 +1,10 @@
 # frozen_string_literal: true
 
-require 'host_test'
+require 'importer_host_test'
 
 # The road of a model through the library and the real native half.
-class ImporterTest < HostTest
-  Importer = Zu::Mirel::Importer
+class ImporterTest < ImporterHostTest
   Material = Zu::Mirel::Material
-
-  def setup
-    super
-    @importer = Importer.new
-  end
-
-  def teardown
-    @importer.close
-    super
-  end
 
   def test_a_file_is_imported_reduced_and_saved
     @importer.import(write('terrain.obj', terrain(20)))

@@ -1,22 +1,15 @@
 # frozen_string_literal: true
 
-require 'host_test'
+require 'importer_host_test'
 
 # The preview of a model: the native half draws into a view, and calls back.
-class PreviewTest < HostTest
-  Importer = Zu::Mirel::Importer
+class PreviewTest < ImporterHostTest
   IDENTITY_VALUES = IDENTITY.to_a.freeze
 
   def setup
     super
-    @importer = Importer.new
     @view = Sketchup::View.new(400, 300)
     @view.on_invalidate { @view.render { @importer.draw(@view) } }
-  end
-
-  def teardown
-    @importer.close
-    super
   end
 
   # Two triangles of red, one of blue and one without a material, in two meshes.

@@ -1,21 +1,11 @@
 # frozen_string_literal: true
 
-require 'host_test'
+require 'importer_host_test'
 
 # get_remapped_mesh on real models: its face indices address its point list, at every step.
-class RemappedModelsTest < HostTest
+class RemappedModelsTest < ImporterHostTest
   MODELS = Dir[File.join(ENV.fetch('MIREL_SHARED'), 'models', '*.obj')].map { |file| File.basename(file) }.sort.freeze
   IDENTITY_VALUES = IDENTITY.to_a.freeze
-
-  def setup
-    super
-    @importer = Zu::Mirel::Importer.new
-  end
-
-  def teardown
-    @importer.close
-    super
-  end
 
   def at_several_steps
     yield # in build form

@@ -1,21 +1,15 @@
 # frozen_string_literal: true
 
-require 'host_test'
+require 'importer_host_test'
 require 'minitest/mock'
 
 # The tree that the native export walks, and what becomes of it.
-class SceneOutputTest < HostTest
+class SceneOutputTest < ImporterHostTest
   Importer = Zu::Mirel::Importer
   Output = Zu::Mirel::SceneOutput
 
-  def setup
-    super
-    @importer = Importer.new
-  end
-
   def teardown
     GC.stress = false
-    @importer.close
     super
   end
 

@@ -1,20 +1,14 @@
 # frozen_string_literal: true
 
-require 'host_test'
+require 'importer_host_test'
 require 'zu/mirel/replaced_file'
 require 'zu/mirel/surface'
 
 # A model's arrays and what is measured with them.
-class SurfaceTest < HostTest
+class SurfaceTest < ImporterHostTest
   def setup
     super
-    @importer = Zu::Mirel::Importer.new
     @library = Zu::Mirel::CompareLibrary.instance
-  end
-
-  def teardown
-    @importer.close
-    super
   end
 
   def surface(size = 4)

@@ -27,6 +27,28 @@ module Conformance
   class Test < Minitest::Test
     attr_reader :importer
 
+    # An import while the SDK does not come up.
+    NO_DEPOT_LOG = <<~'LOG'
+      IBalancerSDK.initialize
+      Kernel.puts "Error: BalancerSDK failed to initialize.\n"
+      Kernel.puts "Error: MeshDepot has not been created."
+    LOG
+
+    # The remapping of a mesh without attributes.
+    REMAPPING_LOG = <<~LOG
+      depot1.mesh0.getVertices
+      depot1.mesh0.getVertices
+      depot1.mesh0.getFaces
+      depot1.mesh0.getNormals
+      depot1.mesh0.getVertexUVs
+      depot1.mesh0.getAuxiliaryAttributes
+      depot1.mesh0.getNumFaces
+      depot1.mesh0.getVertexRemap 1 false
+      depot1.mesh0.getNumVertices
+      depot1.mesh0.getVertexRemap 0 false
+      depot1.mesh0.getVertexRemap 1 false
+    LOG
+
     def setup
       Recorder.reset
       Events.reset

@@ -12,7 +12,8 @@ class FbxTest < Conformance::Test
     super
     empty_state
     # Ruby's own output of a file in trouble is the point of these tests, so nothing is hidden.
-    @folder = Dir.mktmpdir
+    # A test may begin anew.
+    @folder ||= Dir.mktmpdir
   end
 
   def teardown

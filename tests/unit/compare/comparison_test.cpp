@@ -104,13 +104,7 @@ TEST(Comparison, TellsTheDirectionOfASpike) {
 
 TEST(Comparison, BoundsAMaximumThatSamplesMiss) {
   // A hole of half width 0.01 in a large square: no vertex, and almost no sample, lies in its middle.
-  Mesh square;
-  for (double const y : {0.0, 2.0}) {
-    square.add_point(0, y, 0);
-    square.add_point(2, y, 0);
-  }
-  square.add_face(0, 1, 3);
-  square.add_face(0, 3, 2);
+  Mesh const square = mirel::test::square();
   Mesh frame = square;
   frame.faces.clear();
   for (double const y : {0.69, 0.71}) {

@@ -1,5 +1,5 @@
-// A plain triangle mesh for tests, with random half-way and endpoint edge collapses under a guard, sample meshes, and
-// a distance measure of its own: brute force over all triangles, so that it shares nothing with what it checks.
+// A triangle mesh with random half-way and endpoint edge collapses under a guard, the sample models, and a distance
+// measure of its own: brute force over all triangles, so that it shares nothing with what it checks.
 #pragma once
 
 #include <algorithm>
@@ -19,87 +19,15 @@
 #include <vector>
 
 #include "standalone/engine/deviation/deviation_guard.h"
+#include "tests/unit/triangle_mesh.h"
 
 namespace mirel::engine::test {
 
+using mirel::test::grid;
+using mirel::test::Mesh;
+using mirel::test::sphere;
+
 using Triangle = std::array<std::array<double, 3>, 3>;
-
-struct Mesh {
-  std::vector<float> positions;
-  std::vector<std::uint32_t> faces;
-
-  std::size_t face_count() const { return faces.size() / 3; }
-  Point point(std::uint32_t v) const {
-    return {positions[3 * std::size_t{v}], positions[3 * std::size_t{v} + 1], positions[3 * std::size_t{v} + 2]};
-  }
-  void add_point(double x, double y, double z) {
-    positions.push_back(static_cast<float>(x));
-    positions.push_back(static_cast<float>(y));
-    positions.push_back(static_cast<float>(z));
-  }
-  void add_face(std::uint32_t a, std::uint32_t b, std::uint32_t c) { faces.insert(faces.end(), {a, b, c}); }
-  double diagonal() const {
-    double squared = 0;
-    for (std::size_t k = 0; k < 3; ++k) {
-      double low = positions[k];
-      double high = low;
-      for (std::size_t i = k; i < positions.size(); i += 3) {
-        low = std::min<double>(low, positions[i]);
-        high = std::max<double>(high, positions[i]);
-      }
-      squared += (high - low) * (high - low);
-    }
-    return std::sqrt(squared);
-  }
-};
-
-// A grid of size x size squares over the unit square, two triangles each; z = height(x, y).
-template <typename Height>
-Mesh grid(std::uint32_t size, Height height) {
-  Mesh mesh;
-  for (std::uint32_t j = 0; j <= size; ++j) {
-    for (std::uint32_t i = 0; i <= size; ++i) {
-      double const x = static_cast<double>(i) / size;
-      double const y = static_cast<double>(j) / size;
-      mesh.add_point(x, y, height(x, y));
-    }
-  }
-  for (std::uint32_t j = 0; j < size; ++j) {
-    for (std::uint32_t i = 0; i < size; ++i) {
-      std::uint32_t const v = j * (size + 1) + i;
-      mesh.add_face(v, v + 1, v + size + 2);
-      mesh.add_face(v, v + size + 2, v + size + 1);
-    }
-  }
-  return mesh;
-}
-
-// A unit sphere of rings of latitude.
-inline Mesh sphere(std::uint32_t rings, std::uint32_t sides) {
-  Mesh mesh;
-  double const pi = std::acos(-1.0);
-  mesh.add_point(0, 0, 1);
-  for (std::uint32_t j = 1; j < rings; ++j) {
-    for (std::uint32_t i = 0; i < sides; ++i) {
-      double const theta = pi * j / rings;
-      double const phi = 2 * pi * i / sides;
-      mesh.add_point(std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta));
-    }
-  }
-  mesh.add_point(0, 0, -1);
-  std::uint32_t const last = 1 + (rings - 1) * sides;
-  for (std::uint32_t i = 0; i < sides; ++i) {
-    std::uint32_t const next = (i + 1) % sides;
-    mesh.add_face(0, 1 + i, 1 + next);
-    mesh.add_face(last, last - sides + next, last - sides + i);
-    for (std::uint32_t j = 0; j + 2 < rings; ++j) {
-      std::uint32_t const row = 1 + j * sides;
-      mesh.add_face(row + i, row + sides + i, row + sides + next);
-      mesh.add_face(row + i, row + sides + next, row + next);
-    }
-  }
-  return mesh;
-}
 
 // The triangles of an OBJ of the sample models; nothing when they are not there.
 inline std::optional<Mesh> shared_model(std::string const& name) {

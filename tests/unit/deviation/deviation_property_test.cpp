@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <ostream>
 
 #include "standalone/engine/deviation/deviation_guard.h"
 #include "tests/unit/deviation/collapsing_mesh.h"
@@ -41,9 +42,13 @@ struct Case {
   Mesh (*make)();
   bool keep_border;
 };
+// For the names of the tests: without it they would hold addresses.
+void PrintTo(Case const& one, std::ostream* out) {
+  *out << one.name;
+}
 
 Mesh small_sphere() {
-  return sphere(24, 40);
+  return sphere(1, 24, 40);
 }
 Mesh terrain() {
   return grid(40, noise);

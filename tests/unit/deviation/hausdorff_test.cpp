@@ -34,7 +34,7 @@ void expect_encloses(DistanceBounds const& bounds, double exact, double accuracy
 }
 
 TEST(Hausdorff, OfAMeshAndItselfIsZero) {
-  Mesh const mesh = sphere(20, 30);
+  Mesh const mesh = sphere(1, 20, 30);
   HausdorffBounds const bounds = between(mesh, mesh);
   EXPECT_LE(bounds.lower(), 1e-15);
   EXPECT_LE(bounds.upper(), 1e-11);
@@ -68,13 +68,7 @@ TEST(Hausdorff, DirectionsDiffer) {
 TEST(Hausdorff, FindsAFarthestPointInsideAFace) {
   // A square of two triangles above its own border strip: the centre is farthest, no corner is.
   //   The strip leaves a hole of half width 0.5 around (1, 1); from the centre to it: 0.5.
-  Mesh square;
-  for (double const y : {0.0, 2.0}) {
-    square.add_point(0, y, 0);
-    square.add_point(2, y, 0);
-  }
-  square.add_face(0, 1, 3);
-  square.add_face(0, 3, 2);
+  Mesh const square = mirel::test::square();
   Mesh frame;
   double const low[4][2] = {{0, 0}, {2, 0}, {2, 2}, {0, 2}};
   double const high[4][2] = {{0.5, 0.5}, {1.5, 0.5}, {1.5, 1.5}, {0.5, 1.5}};
@@ -91,8 +85,8 @@ TEST(Hausdorff, FindsAFarthestPointInsideAFace) {
 }
 
 TEST(Hausdorff, EnclosesADenseSampling) {
-  Mesh const fine = sphere(30, 44);
-  Mesh const coarse = sphere(9, 13);
+  Mesh const fine = sphere(1, 30, 44);
+  Mesh const coarse = sphere(1, 9, 13);
   for (double const accuracy : {0.1, 0.001}) {
     HausdorffBounds const bounds = between(fine, coarse, {.relative_accuracy = accuracy});
     double const there = test::sampled_distance(test::triangles_of(fine), test::triangles_of(coarse), 8);
@@ -132,8 +126,8 @@ TEST(Hausdorff, DoesNotTellShortDistancesApart) {
 }
 
 TEST(Hausdorff, HoldsWhenTheWorkIsCutShort) {
-  Mesh const fine = sphere(30, 44);
-  Mesh const coarse = sphere(9, 13);
+  Mesh const fine = sphere(1, 30, 44);
+  Mesh const coarse = sphere(1, 9, 13);
   HausdorffBounds const exact = between(fine, coarse, {.relative_accuracy = 0.001});
   HausdorffBounds const rough = between(fine, coarse, {.relative_accuracy = 1e-9, .max_queries = 1});
   EXPECT_LE(rough.lower(), exact.upper());

@@ -7,6 +7,7 @@
 namespace {
 
 using fbxsdk::FbxAMatrix;
+using mirel::fbx::local_matrix;
 using mirel::fbx::RotationOrder;
 using mirel::fbx::Transform;
 using mirel::fbx::Vector3;
@@ -26,17 +27,13 @@ void expect_near(Vector3 const& wanted, Vector3 const& found) {
 }
 
 TEST(LocalMatrix, MovesTurnsAndScalesInThisOrder) {
-  Transform transform;
-  transform.translation = {10, 20, 30};
-  transform.rotation = {0, 0, 90};
-  transform.scaling = {2, 3, 4};
+  Transform const transform{.translation = {10, 20, 30}, .rotation = {0, 0, 90}, .scaling = {2, 3, 4}};
   // Scaled to (2, 3, 4), turned about Z to (-3, 2, 4), moved.
   expect_near({7, 22, 34}, moved(local_matrix(transform), {1, 1, 1}));
 }
 
 TEST(LocalMatrix, StandsInTheLastRow) {
-  Transform transform;
-  transform.translation = {1, 2, 3};
+  Transform const transform{.translation = {1, 2, 3}};
   FbxAMatrix const matrix = local_matrix(transform);
   EXPECT_EQ(1, matrix.Get(3, 0));
   EXPECT_EQ(2, matrix.Get(3, 1));
@@ -62,18 +59,13 @@ TEST(LocalMatrix, KnowsTheSixOrders) {
   };
   for (Case const& one : cases) {
     SCOPED_TRACE(static_cast<int>(one.order));
-    Transform transform;
-    transform.rotation = {90, 90, 90};
-    transform.order = one.order;
-    transform.rotation_active = true;
+    Transform const transform{.rotation = {90, 90, 90}, .order = one.order, .rotation_active = true};
     expect_near(one.x_axis, moved(local_matrix(transform), {1, 0, 0}));
   }
 }
 
 TEST(LocalMatrix, TakesSphericRotationAsXyz) {
-  Transform transform;
-  transform.rotation = {10, 20, 30};
-  transform.rotation_active = true;
+  Transform transform{.rotation = {10, 20, 30}, .rotation_active = true};
   FbxAMatrix const euler = local_matrix(transform);
   transform.order = RotationOrder::kSphericXyz;
   FbxAMatrix const spheric = local_matrix(transform);
@@ -83,72 +75,53 @@ TEST(LocalMatrix, TakesSphericRotationAsXyz) {
 }
 
 TEST(LocalMatrix, TurnsBeforeAndBackBehind) {
-  Transform transform;
-  transform.pre_rotation = {0, 0, 90};
-  transform.rotation = {90, 0, 0};
-  transform.post_rotation = {0, 90, 0};
-  transform.rotation_active = true;
+  Transform const transform{
+      .rotation = {90, 0, 0}, .pre_rotation = {0, 0, 90}, .post_rotation = {0, 90, 0}, .rotation_active = true};
   // The inverse of the post-rotation takes x to z, the rotation that to -y, the pre-rotation that to x.
   expect_near({1, 0, 0}, moved(local_matrix(transform), {1, 0, 0}));
 }
 
 TEST(LocalMatrix, LeavesPreAndPostRotationAndOrderOutUnlessActive) {
-  Transform transform;
-  transform.pre_rotation = {0, 0, 90};
-  transform.post_rotation = {0, 90, 0};
-  transform.rotation = {90, 90, 90};
-  transform.order = RotationOrder::kZyx;
+  Transform const transform{
+      .rotation = {90, 90, 90}, .pre_rotation = {0, 0, 90}, .post_rotation = {0, 90, 0}, .order = RotationOrder::kZyx};
   expect_near({0, 0, -1}, moved(local_matrix(transform), {1, 0, 0}));
 }
 
 TEST(LocalMatrix, TurnsAboutTheRotationPivot) {
-  Transform transform;
-  transform.rotation = {0, 0, 180};
-  transform.rotation_pivot = {1, 0, 0};
-  transform.rotation_offset = {0, 0, 5};
+  Transform const transform{.rotation = {0, 0, 180}, .rotation_offset = {0, 0, 5}, .rotation_pivot = {1, 0, 0}};
   expect_near({2, 0, 5}, moved(local_matrix(transform), {0, 0, 0}));
   expect_near({1, 0, 5}, moved(local_matrix(transform), {1, 0, 0}));
 }
 
 TEST(LocalMatrix, ScalesAboutTheScalingPivot) {
-  Transform transform;
-  transform.scaling = {2, 2, 2};
-  transform.scaling_pivot = {0, 1, 0};
-  transform.scaling_offset = {3, 0, 0};
+  Transform const transform{.scaling = {2, 2, 2}, .scaling_offset = {3, 0, 0}, .scaling_pivot = {0, 1, 0}};
   expect_near({3, -1, 0}, moved(local_matrix(transform), {0, 0, 0}));
   expect_near({3, 1, 0}, moved(local_matrix(transform), {0, 1, 0}));
 }
 
 TEST(LocalMatrix, HasAllPartsInTheirOrder) {
-  Transform transform;
-  transform.translation = {1, 2, 3};
-  transform.rotation_offset = {0.5, 0, 0};
-  transform.rotation_pivot = {0, 1, 0};
-  transform.pre_rotation = {10, 20, 30};
-  transform.rotation = {40, 50, 60};
-  transform.post_rotation = {70, 80, 90};
-  transform.scaling_offset = {0, 0, 2};
-  transform.scaling_pivot = {1, 1, 1};
-  transform.scaling = {2, -3, 0.5};
-  transform.rotation_active = true;
-  auto const part = [](auto const& set) {
-    Transform one;
-    one.rotation_active = true;
-    set(one);
-    return local_matrix(one);
+  Transform const transform{.translation = {1, 2, 3},
+                            .rotation = {40, 50, 60},
+                            .scaling = {2, -3, 0.5},
+                            .rotation_offset = {0.5, 0, 0},
+                            .rotation_pivot = {0, 1, 0},
+                            .pre_rotation = {10, 20, 30},
+                            .post_rotation = {70, 80, 90},
+                            .scaling_offset = {0, 0, 2},
+                            .scaling_pivot = {1, 1, 1},
+                            .rotation_active = true};
+  auto const shift = [](Vector3 const& by, double sign) {
+    return local_matrix({.translation = {sign * by[0], sign * by[1], sign * by[2]}});
   };
-  auto const shift = [&](Vector3 const& by, double sign) {
-    return part([&](Transform& one) { one.translation = {sign * by[0], sign * by[1], sign * by[2]}; });
-  };
+  auto const turn = [](Vector3 const& angles) { return local_matrix({.rotation = angles}); };
   // Row vectors: what acts first stands first.
   FbxAMatrix product = shift(transform.scaling_pivot, -1);
   for (FbxAMatrix const& next :
-       {part([&](Transform& one) { one.scaling = transform.scaling; }), shift(transform.scaling_pivot, 1),
+       {local_matrix({.scaling = transform.scaling}), shift(transform.scaling_pivot, 1),
         shift(transform.scaling_offset, 1), shift(transform.rotation_pivot, -1),
-        part([&](Transform& one) { one.post_rotation = transform.post_rotation; }),
-        part([&](Transform& one) { one.rotation = transform.rotation; }),
-        part([&](Transform& one) { one.rotation = transform.pre_rotation; }), shift(transform.rotation_pivot, 1),
-        shift(transform.rotation_offset, 1), shift(transform.translation, 1)}) {
+        local_matrix({.post_rotation = transform.post_rotation, .rotation_active = true}), turn(transform.rotation),
+        turn(transform.pre_rotation), shift(transform.rotation_pivot, 1), shift(transform.rotation_offset, 1),
+        shift(transform.translation, 1)}) {
     product = mirel::fbx::product(product, next);
   }
   FbxAMatrix const matrix = local_matrix(transform);
