@@ -101,8 +101,7 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
       stars_.vertex(items[i]).flags |= kFresh;
       stars_.vertex(partners[i]).flags |= kFresh;
     }
-    kernels_.evaluate_edges(stars_.vertices(), items.data() + first, partners.data() + first, count - first,
-                            batch_.arrays(first));
+    evaluate_edges(items.data() + first, partners.data() + first, count - first, batch_.arrays(first));
   };
   std::size_t taken = 0;
   for (; taken < entries.size() && count < kBatch; ++taken) {
@@ -116,18 +115,15 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
   look_ahead(entries.subspan(taken), taken, bucket);
   queue_.drop(bucket, taken);
   if (count == 0) return;
-  bool const quick = attribute_sums_.empty();
-  if (quick) {
-    batch_.resize(2 * kBatch);
-    evaluate_batch(0);
-  }
+  batch_.resize(2 * kBatch);
+  evaluate_batch(0);
   for (std::uint32_t i = 0; i < count; ++i) {
     Vertex& vertex = stars_.vertex(items[i]);
     if (vertex.bucket != bucket) continue;
     vertex.bucket = kNotQueued;
     bool const urgent = (vertex.flags & kUrgent) != 0;
     Vertex const& partner = stars_.vertex(partners[i]);
-    if (quick && !urgent && items[i] != partners[i] && (partner.flags & kDead) == 0) {
+    if (is_exact(items[i], partners[i]) && !urgent && items[i] != partners[i] && (partner.flags & kDead) == 0) {
       if ((vertex.flags & partner.flags & kFresh) == 0) evaluate_batch(i);
       BucketQueue::Bucket const now = BucketQueue::bucket_of(batch_.keys[i]);
       if (now <= bucket) {
@@ -152,18 +148,13 @@ Vec3 LadderBuilder::place_of(std::uint32_t v, std::uint32_t candidate) const {
   return stars_.vertex(v).position() + candidates_.offset(candidate);
 }
 
-// The cheapest candidate left. With attributes their part of a key is only worked out for edges that are the cheapest
-// without it.
+// The cheapest candidate left. At seams the part of attributes in a key is only worked out for edges that are the
+// cheapest without it.
 bool LadderBuilder::cheapest(std::uint32_t v, std::uint32_t& best) {
-  for (;;) {
-    if (!candidates_.find_cheapest(best)) return false;
-    if (!records_.attributed || refined_[best] != 0) return true;
-    refined_[best] = 1;
-    if (records_.layout.stride == 0) return true;
-    attributes_.merge(records_, stars_, mesh_of(v), v, candidates_.neighbours[best], place_of(v, best), false,
-                      merge_scratch_);
-    candidates_.keys[best] += merge_scratch_.cost;
+  while (candidates_.find_cheapest(best)) {
+    if (!records_.attributed || !refine(v, best)) return true;
   }
+  return false;
 }
 
 // Takes the cheapest legal collapse of v if it still belongs to the current bucket, else files v where it now belongs.
@@ -174,9 +165,8 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
     set_aside(v, {});
     return;
   }
-  evaluate(kernels_, stars_, v, candidates_);
+  evaluate(kernels_, stars_, attribute_sums_.data(), v, candidates_);
   if (records_.attributed) refined_.assign(candidates_.count, 0);
-  if ((stars_.vertex(v).flags & kOneWedge) != 0) add_attribute_costs(stars_, attribute_sums_, v, candidates_, refined_);
   std::array<std::uint8_t, kObstacles> obstacles{};
   std::uint32_t i = 0;
   while (cheapest(v, i)) {
@@ -266,6 +256,9 @@ void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std:
     __builtin_prefetch(&stars_.vertex(entry.partner));
     __builtin_prefetch(&origins_[entry.item]);
     __builtin_prefetch(&origins_[entry.partner]);
+    if (!attribute_sums_.empty()) {
+      for (std::uint32_t const v : {entry.item, entry.partner}) prefetch_attributes(v);
+    }
   }
   auto const is_stale = [&](BucketQueue::Entry entry) {
     return (entry.item & kComponentMark) != 0 || stars_.vertex(entry.item).bucket != bucket;
@@ -284,6 +277,7 @@ void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std:
       std::span<StarEntry const> const star = stars_.star(v);
       for (StarEntry const& face : star.first(std::min(star.size(), kMostFaces))) {
         __builtin_prefetch(&stars_.vertex(face.next));
+        if (!attribute_sums_.empty()) prefetch_attributes(face.next);
       }
     }
   }

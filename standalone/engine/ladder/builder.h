@@ -67,7 +67,7 @@ class LadderBuilder {
   bool is_regular(std::uint32_t v) const;
   bool shows_no_feature(std::span<StarEntry const> star) const;
   void refresh(std::uint32_t v);
-  AttributeSums attribute_terms(StarEntry const& entry, Vec3 place) const;
+  void start_attributes(std::span<std::uint32_t const> triangles);
   void set_attribute_values(std::uint32_t v);
   void sum_attributes(std::uint32_t v);
   Vec3 triangle_normal(std::uint32_t v, StarEntry const& entry) const;
@@ -92,8 +92,21 @@ class LadderBuilder {
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
   bool within_tolerance(std::uint32_t a, std::uint32_t b);
   void commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key);
-  void change_attributes(Vec3 place);
+  // With UVs and normals; see builder_attributes.cpp.
+  void evaluate_edges(std::uint32_t const* from, std::uint32_t const* to, std::uint32_t count, EdgeArrays const& out);
+  bool refine(std::uint32_t v, std::uint32_t candidate);
+  bool is_exact(std::uint32_t v, std::uint32_t other) const;
+  void prefetch_attributes(std::uint32_t v) const {
+    __builtin_prefetch(attribute_sums_[v].floats);
+    __builtin_prefetch(attribute_sums_[v].floats + 16);
+  }
+  float const* corner_values(std::uint32_t v, StarEntry const& entry, std::uint32_t corner);
+  void list_far_values();
+  bool merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint32_t b, Vec3 place);
+  void merge_single_wedges(std::uint32_t mesh, std::uint32_t a, std::uint32_t b, Vec3 place);
+  void change_attributes(std::uint32_t a, std::uint32_t b, Vec3 place);
   void record_wedges(std::uint32_t a, std::uint32_t b);
+  void record_single_wedge(std::uint32_t a, std::uint32_t b);
   std::uint32_t new_node(std::uint32_t lowest);
   void finish_step();
   void take_level();
@@ -136,7 +149,7 @@ class LadderBuilder {
   std::vector<std::uint32_t> vertex_base_;  // mesh_count + 1
   struct Origin {
     std::uint32_t lowest;  // lowest step-0 position of its mesh in it
-    std::uint32_t node;    // only without attributes
+    std::uint32_t node;    // only without attributes, and of vertices with one wedge
   };
   std::vector<Origin> origins_;              // per vertex
   std::vector<std::uint32_t> component_of_;  // per vertex, once components are asked for
@@ -167,8 +180,15 @@ class LadderBuilder {
   std::vector<FaceRow> fan_changes_, fan_terms_;
   std::vector<Side> refresh_sides_;
   std::vector<std::uint32_t> ring_;
-  std::vector<AttributeSums> survivor_terms_, dying_terms_;  // before the change
+  // Scaled attributes at the far corners of the fan's faces, pairs of next and previous; and of wedges of vertices that
+  // have several, which are worked out for the occasion.
+  std::vector<float const*> far_values_;
+  std::vector<std::array<float, 8>> corner_values_;
+  std::vector<AttributeFace> attribute_faces_;
+  std::vector<AttributeRow> attribute_changes_, attribute_terms_;
   AttributeSums merged_attributes_;
+  bool single_wedges_ = false;     // each end of the edge at hand has one wedge, and they become one
+  AttributeValues merged_values_;  // its attributes
   WedgeMerge merge_;
   WedgeMerge merge_scratch_;
   Point place_point_{};  // the new place as it will be written

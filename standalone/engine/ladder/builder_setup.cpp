@@ -128,14 +128,9 @@ void LadderBuilder::sum_stars(std::span<std::uint32_t const> triangles) {
     }
   }
   add_face_terms(triangles);
-  if (records_.layout.stride > 0) attribute_sums_.resize(stars_.vertex_count());
+  if (records_.attributed) start_attributes(triangles);
   for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
-    if (!is_regular(v)) {
-      refresh(v);
-    } else if (!attribute_sums_.empty()) {
-      stars_.vertex(v).flags |= kOneWedge;
-      sum_attributes(v);
-    }
+    if (!is_regular(v)) refresh(v);
   }
 }
 

@@ -48,7 +48,11 @@ bool LadderBuilder::is_regular(std::uint32_t v) const {
     wrong |= (four >= 0) & ((partners != 1) | (same != 1));
   }
   if (any(wrong)) return false;
-  return !records_.attributed || shows_no_feature(star);
+  if (!records_.attributed) return true;
+  // Between vertices of one wedge there is no seam.
+  bool one_wedge = !attributes_.has_sets() && (stars_.vertex(v).flags & kOneWedge) != 0;
+  for (StarEntry const& entry : star) one_wedge = one_wedge && (stars_.vertex(entry.next).flags & kOneWedge) != 0;
+  return one_wedge || shows_no_feature(star);
 }
 
 // Whether the wedges and sets of a closed fan's faces agree along all its edges, and one wedge serves all.
@@ -120,7 +124,8 @@ void LadderBuilder::refresh(std::uint32_t v) {
     i = end;
   }
   store(sums, vertex);
-  bool one_wedge = !attribute_sums_.empty();
+  bool const had_one_wedge = (vertex.flags & kOneWedge) != 0;
+  bool one_wedge = records_.attributed;
   for (StarEntry const& entry : star) {
     one_wedge = one_wedge &&
                 attributes_.wedge(entry.face(), entry.corner()) == attributes_.wedge(star[0].face(), star[0].corner());
@@ -128,35 +133,10 @@ void LadderBuilder::refresh(std::uint32_t v) {
   vertex.flags =
       static_cast<std::uint8_t>((vertex.flags & ~(kIrregular | kBoundary | kOneWedge)) | (irregular ? kIrregular : 0) |
                                 (boundary ? kBoundary : 0) | (one_wedge ? kOneWedge : 0));
-  if (one_wedge) sum_attributes(v);
-}
-
-// The attribute terms of a face around v, with v moved to `place`.
-AttributeSums LadderBuilder::attribute_terms(StarEntry const& entry, Vec3 place) const {
-  std::uint32_t const mesh = mesh_of(entry.next);
-  Vec3 const corners[3] = {place, stars_.vertex(entry.next).position(), stars_.vertex(entry.previous).position()};
-  AttributeValues values[3];
-  float const* pointers[3];
-  for (std::uint32_t k = 0; k < 3; ++k) {
-    values[k] = attributes_.scaled_values(records_, mesh, attributes_.wedge(entry.face(), (entry.corner() + k) % 3));
-    pointers[k] = values[k].data();
+  if (one_wedge && !had_one_wedge) {
+    origins_[v].node = attributes_.wedge(star[0].face(), star[0].corner());
+    if (!attribute_sums_.empty()) sum_attributes(v);
   }
-  return face_terms(corners, pointers);
-}
-
-void LadderBuilder::set_attribute_values(std::uint32_t v) {
-  StarEntry const& entry = stars_.star(v).front();
-  AttributeValues const values =
-      attributes_.scaled_values(records_, mesh_of(v), attributes_.wedge(entry.face(), entry.corner()));
-  std::copy(values.begin(), values.end(), attribute_sums_[v].values);
-}
-
-void LadderBuilder::sum_attributes(std::uint32_t v) {
-  AttributeSums sums;
-  Vec3 const place = stars_.vertex(v).position();
-  for (StarEntry const& entry : std::as_const(stars_).star(v)) sums.add(attribute_terms(entry, place), 1);
-  attribute_sums_[v] = sums;
-  set_attribute_values(v);
 }
 
 }  // namespace mirel::engine

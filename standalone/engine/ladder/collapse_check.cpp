@@ -47,10 +47,7 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   if (!is_finite(place_point_)) return Obstacle::kTopology;
   if (verdict == kFanTouches && meets_neighbour(place)) return Obstacle::kTopology;
   if (options_.prevent_xy_foldovers && turns_over_in_xy(a, b)) return Obstacle::kFoldover;
-  if (records_.attributed) {
-    attributes_.merge(records_, stars_, mesh, a, b, place, options_.prevent_uv_foldovers, merge_);
-    if (merge_.turns_uv_over) return Obstacle::kFoldover;
-  }
+  if (records_.attributed && !merge_wedges(mesh, a, b, place)) return Obstacle::kFoldover;
   if (options_.tolerance > 0 && !within_tolerance(a, b)) return Obstacle::kTolerance;
   return Obstacle::kNone;
 }

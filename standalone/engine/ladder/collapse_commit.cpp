@@ -25,45 +25,6 @@ std::uint32_t LadderBuilder::new_node(std::uint32_t lowest) {
   return node;
 }
 
-// Makes the nodes of the merged vertex's wedges and puts them into the corners of the faces that stay.
-void LadderBuilder::record_wedges(std::uint32_t a, std::uint32_t b) {
-  std::uint32_t const lowest = std::min(origins_[a].lowest, origins_[b].lowest);
-  group_nodes_.assign(merge_.groups.size(), kNone);
-  for (std::size_t g = 0; g < merge_.groups.size(); ++g) {
-    if (!merge_.groups[g].alive) continue;
-    group_nodes_[g] = new_node(lowest);
-    records_.created_position_id.push_back(next_position_id_);
-    AttributeValues const& values = merge_.groups[g].values;
-    records_.attributes.insert(records_.attributes.end(), values.begin(), values.begin() + records_.layout.stride);
-  }
-  ++next_position_id_;
-  for (std::size_t w = 0; w < merge_.wedges.size(); ++w) {
-    records_.parent[merge_.wedges[w]] = group_nodes_[merge_.group_of[w]];
-  }
-  for (StarEntry const& face : survivors()) {
-    std::uint32_t const old = attributes_.wedge(face.face(), face.corner());
-    attributes_.set_wedge(face.face(), face.corner(), records_.parent[old]);
-  }
-}
-
-// Brings the ring's attribute sums up to date, and works out those of the merged vertex.
-void LadderBuilder::change_attributes(Vec3 place) {
-  merged_attributes_ = {};
-  for (std::uint32_t i = 0; i < fan_.count; ++i) {
-    StarEntry const& face = fan_faces_[i];
-    bool const stays = i < fan_.surviving;
-    AttributeSums change;
-    if (stays) {
-      change = attribute_terms(face, place);
-      merged_attributes_.add(change, 1);
-    }
-    change.add(stays ? survivor_terms_[i] : dying_terms_[i - fan_.surviving], -1);
-    for (std::uint32_t const v : {face.next, face.previous}) {
-      if ((stars_.vertex(v).flags & kIrregular) == 0) attribute_sums_[v].add(change, 1);
-    }
-  }
-}
-
 // Makes the collapse that `check` has just allowed. The vertex with the larger star keeps its number, so that fewer
 // stars have to be rewritten.
 void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key) {
@@ -73,17 +34,12 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   std::uint32_t const gone = swapped ? a : b;
 
   bool const with_attributes = !attribute_sums_.empty();
-  if (with_attributes) {
-    survivor_terms_.clear();
-    dying_terms_.clear();
-    Vec3 const at_a = stars_.vertex(a).position();
-    Vec3 const at_b = stars_.vertex(b).position();
-    for (std::uint32_t i = 0; i < fan_.surviving; ++i) {
-      survivor_terms_.push_back(attribute_terms(fan_faces_[i], i < fan_.of_a ? at_a : at_b));
-    }
-    for (StarEntry const& face : dying()) dying_terms_.push_back(attribute_terms(face, at_a));
-  }
-  if (records_.attributed) {
+  bool const single_wedges = records_.attributed && single_wedges_;
+  if (with_attributes) change_attributes(a, b, place);
+  if (single_wedges) {
+    record_single_wedge(a, b);
+    origins_[kept].node = records_.node_count() - 1;
+  } else if (records_.attributed) {
     record_wedges(a, b);
   } else {
     std::uint32_t const node = new_node(std::min(origins_[a].lowest, origins_[b].lowest));
@@ -104,7 +60,6 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
       if ((vertex.flags & kIrregular) == 0 || stars_.is_hub(v)) add(fan_changes_[i], vertex);
     }
   }
-  if (with_attributes) change_attributes(place);
   // The ring, each vertex once: neighbours of a, then those of b that are not a's.
   // Which are to be left out cannot be foreseen: no branches.
   ring_.resize(std::size_t{own_neighbours_.count} + other_neighbours_.count);
@@ -150,13 +105,18 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   vertex.set_position(place);
   vertex.error = key;
   vertex.flags = static_cast<std::uint8_t>((vertex.flags & ~(kUrgent | kFresh)) | locked);
-  if (regular) {
-    std::memcpy(static_cast<void*>(&vertex), kept_sums, sizeof(kept_sums));
-    vertex.set_position(place);
+  if (single_wedges) {
+    vertex.flags |= kOneWedge;
     if (with_attributes) {
       attribute_sums_[kept] = merged_attributes_;
       set_attribute_values(kept);
     }
+  } else {
+    vertex.flags = static_cast<std::uint8_t>(vertex.flags & ~kOneWedge);
+  }
+  if (regular) {
+    std::memcpy(static_cast<void*>(&vertex), kept_sums, sizeof(kept_sums));
+    vertex.set_position(place);
   } else {
     refresh(kept);
   }

@@ -50,25 +50,137 @@ inline __attribute__((always_inline)) EndLanes<width> load_ends(Vertex const* co
   return {c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8], c[9], c[10], c[11], errors};
 }
 
-// `locked_a`, `locked_b`: lanes whose ends keep their places.
+// What attributes have to say about edges: nothing, a system known beforehand, or the sums of both ends.
 template <int width>
+struct NoTerms {
+  static constexpr bool kAny = false;
+};
+
+template <int width>
+struct KnownTerms {
+  static constexpr bool kAny = true;
+  FloatLanes<width> m0, m1, m2, m3, m4, m5;
+  FloatLanes<width> r0, r1, r2;
+
+  inline __attribute__((always_inline)) FloatLanes<width> cost(FloatLanes<width>, FloatLanes<width>, FloatLanes<width>,
+                                                               FloatLanes<width>, FloatLanes<width>,
+                                                               FloatLanes<width>) const {
+    return all<width>(0);
+  }
+};
+
+// The sums of an end, as they lie in AttributeSums.
+template <int width>
+struct AttributeLanes {
+  FloatLanes<width> c[32];
+
+  FloatLanes<width> const& linear(int attribute, int axis) const { return c[6 + 3 * attribute + axis]; }
+  FloatLanes<width> const& weight(int attribute) const { return c[attribute < 2 ? 21 : 22]; }
+  FloatLanes<width> const& value(int attribute) const { return c[24 + attribute]; }
+};
+
+template <int width>
+inline __attribute__((always_inline)) void load_attributes(AttributeSums const* const* ends,
+                                                           AttributeLanes<width>& lanes) {
+  float const* rows[width];
+  for (int k = 0; k < width; ++k) rows[k] = ends[k]->floats;
+  for (std::size_t part = 0; part < 32; part += 4) load_columns<width>(rows, part, lanes.c + part);
+}
+
+template <int width>
+inline __attribute__((always_inline)) void same_attributes(AttributeSums const& sums, AttributeLanes<width>& lanes) {
+  for (std::size_t i = 0; i < 24; ++i) lanes.c[i] = all<width>(sums.floats[i]);
+  for (std::size_t i = 0; i < kMaxAttributes; ++i) lanes.c[24 + i] = all<width>(sums.values()[i]);
+}
+
+template <int width>
+struct EdgeTerms {
+  using F = FloatLanes<width>;
+  static constexpr bool kAny = true;
+  AttributeLanes<width> const& a;
+  AttributeLanes<width> const& b;
+  MaskLanes<width> counts;  // lanes where both ends have one wedge
+  F m0, m1, m2, m3, m4, m5;
+  F r0, r1, r2;
+  F uv_inverse, normal_inverse;
+
+  // With the best value put in, each attribute takes l l^T / W from the sum of both quadrics, l and W the sums of both
+  // ends' linear terms and weights.
+  inline __attribute__((always_inline)) EdgeTerms(AttributeLanes<width> const& of_a, AttributeLanes<width> const& of_b,
+                                                  MaskLanes<width> both, F dx, F dy, F dz)
+      : a(of_a), b(of_b), counts(both) {
+    F const zero = all<width>(0), one = all<width>(1);
+    F const uv_weight = a.c[21] + b.c[21], normal_weight = a.c[22] + b.c[22];
+    uv_inverse = select(uv_weight > zero, one / select(uv_weight > zero, uv_weight, one), zero);
+    normal_inverse = select(normal_weight > zero, one / select(normal_weight > zero, normal_weight, one), zero);
+    m0 = a.c[0] + b.c[0], m1 = a.c[1] + b.c[1], m2 = a.c[2] + b.c[2];
+    m3 = a.c[3] + b.c[3], m4 = a.c[4] + b.c[4], m5 = a.c[5] + b.c[5];
+    r0 = b.c[0] * dx + b.c[1] * dy + b.c[2] * dz;
+    r1 = b.c[1] * dx + b.c[3] * dy + b.c[4] * dz;
+    r2 = b.c[2] * dx + b.c[4] * dy + b.c[5] * dz;
+    for (int k = 0; k < static_cast<int>(kMaxAttributes); ++k) {
+      F const inverse = k < 2 ? uv_inverse : normal_inverse;
+      F const bx = b.linear(k, 0), by = b.linear(k, 1), bz = b.linear(k, 2);
+      F const lx = a.linear(k, 0) + bx, ly = a.linear(k, 1) + by, lz = a.linear(k, 2) + bz;
+      F const difference = b.value(k) - a.value(k);
+      F const constant = (b.weight(k) * difference - (bx * dx + by * dy + bz * dz)) * inverse;
+      F const sx = lx * inverse, sy = ly * inverse, sz = lz * inverse;
+      m0 -= lx * sx, m1 -= lx * sy, m2 -= lx * sz;
+      m3 -= ly * sy, m4 -= ly * sz, m5 -= lz * sz;
+      r0 += lx * constant - bx * difference;
+      r1 += ly * constant - by * difference;
+      r2 += lz * constant - bz * difference;
+    }
+    for (F* const m : {&m0, &m1, &m2, &m3, &m4, &m5, &r0, &r1, &r2}) *m = select(counts, *m, zero);
+  }
+
+  // With D the difference of the ends' values: 2 D (Lb e) + Wb D^2 - (La x + Lb e + Wb D)^2 / (Wa + Wb) for each
+  // attribute, and the two quadrics.
+  inline __attribute__((always_inline)) F cost(F x, F y, F z, F ex, F ey, F ez) const {
+    F sum = x * (a.c[0] * x + a.c[1] * y + a.c[2] * z) + y * (a.c[1] * x + a.c[3] * y + a.c[4] * z) +
+            z * (a.c[2] * x + a.c[4] * y + a.c[5] * z) +
+            (ex * (b.c[0] * ex + b.c[1] * ey + b.c[2] * ez) + ey * (b.c[1] * ex + b.c[3] * ey + b.c[4] * ez) +
+             ez * (b.c[2] * ex + b.c[4] * ey + b.c[5] * ez));
+    for (int k = 0; k < static_cast<int>(kMaxAttributes); ++k) {
+      F const inverse = k < 2 ? uv_inverse : normal_inverse;
+      F const difference = b.value(k) - a.value(k);
+      F const at_a = a.linear(k, 0) * x + a.linear(k, 1) * y + a.linear(k, 2) * z;
+      F const at_b = b.linear(k, 0) * ex + b.linear(k, 1) * ey + b.linear(k, 2) * ez;
+      F const pull = at_a + at_b + b.weight(k) * difference;
+      sum += difference * (at_b + at_b + b.weight(k) * difference) - pull * pull * inverse;
+    }
+    return select(counts, larger(sum, all<width>(0)), all<width>(0));
+  }
+};
+
+// `locked_a`, `locked_b`: lanes whose ends keep their places.
+template <int width, typename Terms>
 inline __attribute__((always_inline)) void evaluate_lanes(EndLanes<width> const& a, EndLanes<width> const& b,
-                                                          bool any_locked, MaskLanes<width> locked_a,
-                                                          MaskLanes<width> locked_b, EdgeArrays const& out,
-                                                          std::uint32_t first) {
+                                                          Terms const& terms, bool any_locked,
+                                                          MaskLanes<width> locked_a, MaskLanes<width> locked_b,
+                                                          EdgeArrays const& out, std::uint32_t first) {
   using F = FloatLanes<width>;
   using M = MaskLanes<width>;
   F const zero = all<width>(0), one = all<width>(1), half = all<width>(0.5F);
   F const dx = b.x - a.x, dy = b.y - a.y, dz = b.z - a.z;
 
   // The sum of both quadrics, scaled to trace 1, with the prior on its diagonal.
-  F const sum0 = a.q0 + b.q0, sum3 = a.q3 + b.q3, sum5 = a.q5 + b.q5;
+  F sum0 = a.q0 + b.q0, sum1 = a.q1 + b.q1, sum2 = a.q2 + b.q2;
+  F sum3 = a.q3 + b.q3, sum4 = a.q4 + b.q4, sum5 = a.q5 + b.q5;
+  F right0 = b.q0 * dx + b.q1 * dy + b.q2 * dz;
+  F right1 = b.q1 * dx + b.q3 * dy + b.q4 * dz;
+  F right2 = b.q2 * dx + b.q4 * dy + b.q5 * dz;
+  if constexpr (Terms::kAny) {
+    sum0 += terms.m0, sum1 += terms.m1, sum2 += terms.m2;
+    sum3 += terms.m3, sum4 += terms.m4, sum5 += terms.m5;
+    right0 += terms.r0, right1 += terms.r1, right2 += terms.r2;
+  }
   F const trace = sum0 + sum3 + sum5;
   M const has_planes = trace > all<width>(1e-30F);
   F const scale = select(has_planes, one / select(has_planes, trace, one), zero);
   F const prior = all<width>(kMidpointPrior);
-  F const s0 = sum0 * scale, q1 = (a.q1 + b.q1) * scale, q2 = (a.q2 + b.q2) * scale;
-  F const s3 = sum3 * scale, q4 = (a.q4 + b.q4) * scale, s5 = sum5 * scale;
+  F const s0 = sum0 * scale, q1 = sum1 * scale, q2 = sum2 * scale;
+  F const s3 = sum3 * scale, q4 = sum4 * scale, s5 = sum5 * scale;
   F const q0 = s0 + prior, q3 = s3 + prior, q5 = s5 + prior;
 
   // Cofactors of the symmetric matrix.
@@ -78,9 +190,7 @@ inline __attribute__((always_inline)) void evaluate_lanes(EndLanes<width> const&
   M const solvable = determinant > zero;
   F const inverse = one / select(solvable, determinant, one);
 
-  F const t0 = (b.q0 * dx + b.q1 * dy + b.q2 * dz) * scale;
-  F const t1 = (b.q1 * dx + b.q3 * dy + b.q4 * dz) * scale;
-  F const t2 = (b.q2 * dx + b.q4 * dy + b.q5 * dz) * scale;
+  F const t0 = right0 * scale, t1 = right1 * scale, t2 = right2 * scale;
   F const mid = prior * half;
   F const r0 = t0 + mid * dx, r1 = t1 + mid * dy, r2 = t2 + mid * dz;
   F px = (c0 * r0 + c1 * r1 + c2 * r2) * inverse;
@@ -125,6 +235,7 @@ inline __attribute__((always_inline)) void evaluate_lanes(EndLanes<width> const&
   F const cost_b = ex * (b.q0 * ex + b.q1 * ey + b.q2 * ez) + ey * (b.q1 * ex + b.q3 * ey + b.q4 * ez) +
                    ez * (b.q2 * ex + b.q4 * ey + b.q5 * ez);
   F key = larger(cost_a + cost_b, zero) + all<width>(kHistory) * larger(a.error, b.error);
+  if constexpr (Terms::kAny) key += terms.cost(px, py, pz, ex, ey, ez);
   key = larger(key, all<width>(kKeyFloor));
   if (any_locked) key = select(locked_a & locked_b, all<width>(__builtin_inff()), key);
 
@@ -137,10 +248,14 @@ inline __attribute__((always_inline)) void evaluate_lanes(EndLanes<width> const&
   __builtin_memcpy(out.ez + first, &ez, sizeof(ez));
 }
 
-template <int width>
-void evaluate_star(Vertex const* vertices, std::uint32_t v, std::uint32_t const* neighbours, std::uint32_t count,
-                   EdgeArrays const& out) {
+// `attributed`: whether `sums` are there to be used.
+template <int width, bool attributed>
+inline __attribute__((always_inline)) void evaluate_star_lanes(Vertex const* vertices, AttributeSums const* sums,
+                                                               std::uint32_t v, std::uint32_t const* neighbours,
+                                                               std::uint32_t count, EdgeArrays const& out) {
   EndLanes<width> const a = same_end<width>(vertices[v]);
+  AttributeLanes<width> attributes_a, attributes_b;
+  if constexpr (attributed) same_attributes<width>(sums[v], attributes_a);
   MaskLanes<width> const locked_a = MaskLanes<width>{} - ((vertices[v].flags & kLocked) != 0 ? 1 : 0);
   for (std::uint32_t first = 0; first < count; first += width) {
     Vertex const* ends[width];
@@ -154,22 +269,54 @@ void evaluate_star(Vertex const* vertices, std::uint32_t v, std::uint32_t const*
     if (any_locked) {
       for (int k = 0; k < width; ++k) locked_b[k] = (ends[k]->flags & kLocked) != 0 ? -1 : 0;
     }
-    evaluate_lanes<width>(a, load_ends<width>(ends), any_locked, locked_a, locked_b, out, first);
+    EndLanes<width> const b = load_ends<width>(ends);
+    if constexpr (attributed) {
+      AttributeSums const* rows[width];
+      MaskLanes<width> both;
+      for (std::uint32_t k = 0; k < width; ++k) {
+        rows[k] = sums + neighbours[first + k];
+        both[k] = (vertices[v].flags & ends[k]->flags & kOneWedge) != 0 ? -1 : 0;
+      }
+      load_attributes<width>(rows, attributes_b);
+      EdgeTerms<width> const terms(attributes_a, attributes_b, both, b.x - a.x, b.y - a.y, b.z - a.z);
+      evaluate_lanes<width>(a, b, terms, any_locked, locked_a, locked_b, out, first);
+    } else {
+      evaluate_lanes<width>(a, b, NoTerms<width>{}, any_locked, locked_a, locked_b, out, first);
+    }
   }
 }
 
 template <int width>
-void evaluate_edges(Vertex const* vertices, std::uint32_t const* from, std::uint32_t const* to, std::uint32_t count,
-                    EdgeArrays const& out) {
+void evaluate_star(Vertex const* vertices, std::uint32_t v, std::uint32_t const* neighbours, std::uint32_t count,
+                   EdgeArrays const& out) {
+  evaluate_star_lanes<width, false>(vertices, nullptr, v, neighbours, count, out);
+}
+
+template <int width>
+void evaluate_star_attributed(Vertex const* vertices, AttributeSums const* sums, std::uint32_t v,
+                              std::uint32_t const* neighbours, std::uint32_t count, EdgeArrays const& out) {
+  evaluate_star_lanes<width, true>(vertices, sums, v, neighbours, count, out);
+}
+
+template <int width, bool attributed>
+inline __attribute__((always_inline)) void evaluate_edge_lanes(Vertex const* vertices, AttributeSums const* sums,
+                                                               std::uint32_t const* from, std::uint32_t const* to,
+                                                               std::uint32_t count, EdgeArrays const& out) {
   for (std::uint32_t first = 0; first < count; first += width) {
     Vertex const* ends_a[width];
     Vertex const* ends_b[width];
+    AttributeSums const* rows_a[width];
+    AttributeSums const* rows_b[width];
     unsigned flags = 0;
     for (std::uint32_t k = 0; k < width; ++k) {
       std::uint32_t const i = first + k < count ? first + k : count - 1;
       ends_a[k] = vertices + from[i];
       ends_b[k] = vertices + to[i];
       flags |= ends_a[k]->flags | ends_b[k]->flags;
+      if constexpr (attributed) {
+        rows_a[k] = sums + from[i];
+        rows_b[k] = sums + to[i];
+      }
     }
     bool const any_locked = (flags & kLocked) != 0;
     MaskLanes<width> locked_a = {}, locked_b = {};
@@ -179,9 +326,46 @@ void evaluate_edges(Vertex const* vertices, std::uint32_t const* from, std::uint
         locked_b[k] = (ends_b[k]->flags & kLocked) != 0 ? -1 : 0;
       }
     }
-    evaluate_lanes<width>(load_ends<width>(ends_a), load_ends<width>(ends_b), any_locked, locked_a, locked_b, out,
-                          first);
+    EndLanes<width> const a = load_ends<width>(ends_a);
+    EndLanes<width> const b = load_ends<width>(ends_b);
+    if constexpr (attributed) {
+      AttributeLanes<width> attributes_a, attributes_b;
+      load_attributes<width>(rows_a, attributes_a);
+      load_attributes<width>(rows_b, attributes_b);
+      MaskLanes<width> both;
+      for (int k = 0; k < width; ++k) both[k] = (ends_a[k]->flags & ends_b[k]->flags & kOneWedge) != 0 ? -1 : 0;
+      EdgeTerms<width> const terms(attributes_a, attributes_b, both, b.x - a.x, b.y - a.y, b.z - a.z);
+      evaluate_lanes<width>(a, b, terms, any_locked, locked_a, locked_b, out, first);
+    } else {
+      evaluate_lanes<width>(a, b, NoTerms<width>{}, any_locked, locked_a, locked_b, out, first);
+    }
   }
+}
+
+template <int width>
+void evaluate_edges(Vertex const* vertices, std::uint32_t const* from, std::uint32_t const* to, std::uint32_t count,
+                    EdgeArrays const& out) {
+  evaluate_edge_lanes<width, false>(vertices, nullptr, from, to, count, out);
+}
+
+template <int width>
+void evaluate_edges_attributed(Vertex const* vertices, AttributeSums const* sums, std::uint32_t const* from,
+                               std::uint32_t const* to, std::uint32_t count, EdgeArrays const& out) {
+  evaluate_edge_lanes<width, true>(vertices, sums, from, to, count, out);
+}
+
+template <int width>
+void evaluate_edge_with(Vertex const* vertices, AttributeForm const& form, std::uint32_t from, std::uint32_t to,
+                        EdgeArrays const& out) {
+  Vertex const& a = vertices[from];
+  Vertex const& b = vertices[to];
+  KnownTerms<width> const terms = {all<width>(form.matrix[0]), all<width>(form.matrix[1]), all<width>(form.matrix[2]),
+                                   all<width>(form.matrix[3]), all<width>(form.matrix[4]), all<width>(form.matrix[5]),
+                                   all<width>(form.right[0]),  all<width>(form.right[1]),  all<width>(form.right[2])};
+  bool const a_locked = (a.flags & kLocked) != 0;
+  bool const b_locked = (b.flags & kLocked) != 0;
+  evaluate_lanes<width>(same_end<width>(a), same_end<width>(b), terms, a_locked || b_locked,
+                        MaskLanes<width>{} - (a_locked ? 1 : 0), MaskLanes<width>{} - (b_locked ? 1 : 0), out, 0);
 }
 
 template <int width>
@@ -254,6 +438,67 @@ std::uint32_t face_terms(Vertex const* vertices, std::uint32_t const* triangles,
                          row + 8, 12);
   }
   return flat_faces;
+}
+
+// Twice the area over the longest edge squared, below which a face is too thin for a gradient: those would swamp the
+// sums that they are later taken out of.
+inline constexpr float kThin = 0.02F;
+
+template <int width>
+void attribute_terms(AttributeFace const* faces, std::uint32_t count, AttributeRow* rows) {
+  using F = FloatLanes<width>;
+  F const zero = all<width>(0), one = all<width>(1);
+  for (std::uint32_t first = 0; first < count; first += width) {
+    VectorLanes<width> points[3];
+    F values[3][8];
+    for (std::uint32_t corner = 0; corner < 3; ++corner) {
+      float const* places[width];
+      float const* attributes[width];
+      for (std::uint32_t k = 0; k < width; ++k) {
+        AttributeFace const& face = faces[first + k < count ? first + k : count - 1];
+        places[k] = face.points[corner];
+        attributes[k] = face.values[corner];
+      }
+      F c[4];
+      load_columns<width>(places, 0, c);
+      points[corner] = {c[0], c[1], c[2]};
+      load_columns<width>(attributes, 0, values[corner]);
+      load_columns<width>(attributes, 4, values[corner] + 4);
+    }
+    VectorLanes<width> const e1 = minus<width>(points[1], points[0]);
+    VectorLanes<width> const e2 = minus<width>(points[2], points[0]);
+    VectorLanes<width> const across = minus<width>(e2, e1);
+    VectorLanes<width> const n = cross<width>(e1, e2);
+    F const n2 = dot<width>(n, n);
+    F const longest = larger(larger(dot<width>(e1, e1), dot<width>(e2, e2)), dot<width>(across, across));
+    MaskLanes<width> const counts = (n2 > all<width>(kThin * kThin) * longest * longest) & (n2 > all<width>(1e-36F));
+    F const inverse = one / select(counts, n2, one);
+    F const area = square_root(select(counts, n2, zero));
+    F const uv_weight = square_root(area);
+    F const normal_weight = uv_weight * area;
+    // The gradient of a function that is f0, f1, f2 at the corners: (f1 - f0) u1 + (f2 - f0) u2.
+    VectorLanes<width> u1 = cross<width>(e2, n);
+    VectorLanes<width> u2 = cross<width>(n, e1);
+    F const used = select(counts, inverse, zero);
+    u1 = {u1.x * used, u1.y * used, u1.z * used};
+    u2 = {u2.x * used, u2.y * used, u2.z * used};
+    F sums[24];
+    for (F& sum : sums) sum = zero;
+    for (std::size_t k = 0; k < kMaxAttributes; ++k) {
+      F const w = k < 2 ? uv_weight : normal_weight;
+      F const f1 = values[1][k] - values[0][k], f2 = values[2][k] - values[0][k];
+      F const gx = u1.x * f1 + u2.x * f2, gy = u1.y * f1 + u2.y * f2, gz = u1.z * f1 + u2.z * f2;
+      F const wx = w * gx, wy = w * gy, wz = w * gz;
+      sums[0] += wx * gx, sums[1] += wx * gy, sums[2] += wx * gz;
+      sums[3] += wy * gy, sums[4] += wy * gz, sums[5] += wz * gz;
+      sums[6 + 3 * k] = wx, sums[7 + 3 * k] = wy, sums[8 + 3 * k] = wz;
+    }
+    sums[21] = uv_weight;
+    sums[22] = normal_weight;
+    for (std::size_t part = 0; part < 24; part += 4) {
+      store_columns<width>(sums[part], sums[part + 1], sums[part + 2], sums[part + 3], rows[first].values + part, 24);
+    }
+  }
 }
 
 template <int width>

@@ -15,8 +15,8 @@ namespace {
 // one radian on a triangle as much as a move of a seventh of the triangle's size.
 constexpr float kUvWeight = 0.25F;
 constexpr float kNormalWeight = 0.02F;
-// Faces are extrapolated over this many of their own edges at most: slivers say little about places beside them.
-constexpr float kReach = 2;
+// Twice the area over the longest edge squared, below which a face has no gradient; see the kernels.
+constexpr float kThin = 0.02F;
 // Beyond this UVs are no places on a texture, and their squares no numbers: they come along but cost nothing.
 constexpr float kLargestUv = 1e15F;
 
@@ -42,6 +42,57 @@ std::uint32_t slot_of(WedgeMerge const& merge, std::uint32_t wedge) {
 
 float const* values_of(Records const& records, std::uint32_t node) {
   return records.attributes.data() + std::size_t{node} * records.layout.stride;
+}
+
+// The terms of one face for its first corner. A face too thin to say how its attributes run along it has none.
+AttributeRow face_terms(Vec3 const corners[3], AttributeValues const values[3]) {
+  AttributeRow row{};
+  float* const sums = row.values;
+  Vec3 const e1 = corners[1] - corners[0];
+  Vec3 const e2 = corners[2] - corners[0];
+  Vec3 const n = cross(e1, e2);
+  float const n2 = squared_length(n);
+  float const longest2 = std::max({squared_length(e1), squared_length(e2), squared_length(e2 - e1)});
+  if (!(n2 > kThin * kThin * longest2 * longest2) || !(n2 > 1e-36F)) return row;
+  float const area = std::sqrt(n2);
+  float const weight = std::sqrt(area);
+  Vec3 const u1 = cross(e2, n) * (1 / n2);
+  Vec3 const u2 = cross(n, e1) * (1 / n2);
+  for (std::uint32_t k = 0; k < kMaxAttributes; ++k) {
+    float const w = k < 2 ? weight : weight * area;
+    Vec3 const g = u1 * (values[1][k] - values[0][k]) + u2 * (values[2][k] - values[0][k]);
+    sums[0] += w * g.x * g.x;
+    sums[1] += w * g.x * g.y;
+    sums[2] += w * g.x * g.z;
+    sums[3] += w * g.y * g.y;
+    sums[4] += w * g.y * g.z;
+    sums[5] += w * g.z * g.z;
+    sums[6 + 3 * k] = w * g.x;
+    sums[7 + 3 * k] = w * g.y;
+    sums[8 + 3 * k] = w * g.z;
+  }
+  sums[21] = weight;
+  sums[22] = weight * area;
+  return row;
+}
+
+Vec3 linear_of(AttributeSums const& sums, std::uint32_t k) {
+  return {sums.linear(k)[0], sums.linear(k)[1], sums.linear(k)[2]};
+}
+
+Vec3 product(float const* m, Vec3 p) {
+  return {m[0] * p.x + m[1] * p.y + m[2] * p.z, m[1] * p.x + m[3] * p.y + m[4] * p.z,
+          m[2] * p.x + m[4] * p.y + m[5] * p.z};
+}
+
+// Makes a vector a unit one; false where it has no direction.
+bool normalise(float* n) {
+  float const length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+  if (!(length > 1e-6F)) return false;
+  if (std::abs(length - 1) > 1e-6F) {
+    for (int i = 0; i < 3; ++i) n[i] /= length;
+  }
+  return true;
 }
 
 }  // namespace
@@ -116,9 +167,8 @@ bool WedgeAttributes::uvs_differ(Records const& records, std::uint32_t wedge_a, 
   return a[0] != b[0] || a[1] != b[1];
 }
 
-AttributeValues WedgeAttributes::scaled_values(Records const& records, std::uint32_t mesh, std::uint32_t wedge) const {
+AttributeValues WedgeAttributes::scaled(Records const& records, std::uint32_t mesh, float const* values) const {
   AttributeValues scaled{};
-  float const* const values = values_of(records, wedge);
   if (records.layout.has_uvs) {
     for (std::uint32_t i = 0; i < 2; ++i) scaled[i] = weights_[mesh].uv_root * values[records.layout.uv_offset + i];
   }
@@ -129,52 +179,61 @@ AttributeValues WedgeAttributes::scaled_values(Records const& records, std::uint
   return scaled;
 }
 
-// What every face around `from` says at `place`. Samples and ranges are kept per place in `result.wedges`.
-void WedgeAttributes::add_star(Records const& records, Stars const& stars, std::uint32_t from, Vec3 place,
+bool WedgeAttributes::unscale(Records const& records, std::uint32_t mesh, float const* scaled,
+                              AttributeValues& values) const {
+  AttributeLayout const& layout = records.layout;
+  MeshWeights const& weights = weights_[mesh];
+  AttributeValues result{};
+  if (layout.has_uvs) {
+    for (std::uint32_t i = 0; i < 2; ++i) result[layout.uv_offset + i] = scaled[i] / weights.uv_root;
+  }
+  if (layout.has_normals) {
+    for (std::uint32_t i = 0; i < 3; ++i) {
+      result[layout.normal_offset + i] = weights.normal_root > 0 ? scaled[2 + i] / weights.normal_root : 0;
+    }
+    // A mesh without normals has none here either.
+    if (weights.normal_root > 0 && !normalise(result.data() + layout.normal_offset)) return false;
+  }
+  values = result;
+  return true;
+}
+
+// The wedges around `from` with what their faces say, and between which values they lie.
+void WedgeAttributes::add_star(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t from,
                                WedgeMerge& result) {
   std::uint32_t const stride = records.layout.stride;
-  Vec3 const origin = stars.vertex(from).position();
-  Vec3 const offset = place - origin;
+  std::uint32_t slot = 0;
   for (StarEntry const& entry : stars.star(from)) {
     std::uint32_t const face = entry.face();
     std::uint32_t const corner = entry.corner();
-    float const* const v0 = values_of(records, wedge(face, corner));
-    float const* const v1 = values_of(records, wedge(face, (corner + 1) % 3));
-    float const* const v2 = values_of(records, wedge(face, (corner + 2) % 3));
-
-    std::uint32_t const slot = slot_of(result, wedge(face, corner));
+    std::uint32_t wedges[3];
+    AttributeValues scaled[3];
+    for (std::uint32_t k = 0; k < 3; ++k) {
+      wedges[k] = wedge(face, (corner + k) % 3);
+      scaled[k] = scaled_values(records, mesh, wedges[k]);
+    }
+    if (slot >= result.wedges.size() || result.wedges[slot] != wedges[0]) slot = slot_of(result, wedges[0]);
     if (slot == result.wedges.size()) {
-      result.wedges.push_back(wedge(face, corner));
+      result.wedges.push_back(wedges[0]);
       link_.push_back(slot);
       Range range{};
-      std::copy_n(v0, stride, range.low.begin());
-      std::copy_n(v0, stride, range.high.begin());
+      std::copy_n(values_of(records, wedges[0]), stride, range.low.begin());
+      range.high = range.low;
       ranges_.push_back(range);
+      sums_.emplace_back();
+      std::copy(scaled[0].begin(), scaled[0].end(), sums_.back().values());
     }
-
-    Vec3 const e1 = stars.vertex(entry.next).position() - origin;
-    Vec3 const e2 = stars.vertex(entry.previous).position() - origin;
-    float const g11 = dot(e1, e1);
-    float const g12 = dot(e1, e2);
-    float const g22 = dot(e2, e2);
-    float const determinant = g11 * g22 - g12 * g12;
-    float s = 0;
-    float t = 0;
-    if (determinant > 1e-12F * g11 * g22) {
-      float const r1 = dot(e1, offset);
-      float const r2 = dot(e2, offset);
-      s = std::clamp((g22 * r1 - g12 * r2) / determinant, -kReach, kReach);
-      t = std::clamp((g11 * r2 - g12 * r1) / determinant, -kReach, kReach);
-    }
-    Vec3 const n = cross(e1, e2);
-    Sample sample{slot, face_weight(n) + 1e-12F, std::sqrt(squared_length(n)), {}};
+    Vec3 const corners[3] = {stars.vertex(from).position(), stars.vertex(entry.next).position(),
+                             stars.vertex(entry.previous).position()};
+    add(face_terms(corners, scaled), sums_[slot]);
     Range& range = ranges_[slot];
-    for (std::uint32_t i = 0; i < stride; ++i) {
-      sample.values[i] = v0[i] + s * (v1[i] - v0[i]) + t * (v2[i] - v0[i]);
-      range.low[i] = std::min({range.low[i], v1[i], v2[i]});
-      range.high[i] = std::max({range.high[i], v1[i], v2[i]});
+    for (std::uint32_t const far : {wedges[1], wedges[2]}) {
+      float const* const values = values_of(records, far);
+      for (std::uint32_t i = 0; i < stride; ++i) {
+        range.low[i] = std::min(range.low[i], values[i]);
+        range.high[i] = std::max(range.high[i], values[i]);
+      }
     }
-    samples_.push_back(sample);
   }
 }
 
@@ -195,33 +254,18 @@ void WedgeAttributes::link_across(Stars const& stars, std::uint32_t a, std::uint
   for (std::uint32_t i = 0; i < result.wedges.size(); ++i) {
     if (link_[i] == i) {
       result.group_of[i] = static_cast<std::uint32_t>(result.groups.size());
-      result.groups.push_back({{}, 0, false});
-      group_ranges_.push_back(ranges_[i]);
+      result.groups.emplace_back();
     } else {
       result.group_of[i] = result.group_of[root(i)];  // a root stands before all that is linked to it
-      Range& range = group_ranges_[result.group_of[i]];
-      for (std::size_t k = 0; k < kMaxAttributes; ++k) {
-        range.low[k] = std::min(range.low[k], ranges_[i].low[k]);
-        range.high[k] = std::max(range.high[k], ranges_[i].high[k]);
-      }
     }
-  }
-}
-
-// The mean of a group's values, from their sums. Kept between the values around it: a mean beyond them, or that of
-// values too far apart to be computed with, would be no value of the mesh.
-void WedgeAttributes::average(std::size_t group, float weight, std::uint32_t begin, std::uint32_t end,
-                              WedgeMerge& result) const {
-  AttributeValues& values = result.groups[group].values;
-  Range const& range = group_ranges_[group];
-  for (std::uint32_t i = begin; i < end; ++i) {
-    values[i] = std::min(std::max(range.low[i], values[i] / weight), range.high[i]);
   }
 }
 
 // A seam of the texture need not be a crease of the shading, nor the other way around: finds for UVs and for normals
 // which groups have one value, because two of their wedges had at either end.
-void WedgeAttributes::find_shared(Records const& records, std::size_t wedges_of_a, WedgeMerge const& merge) {
+void WedgeAttributes::find_shared(Records const& records, WedgeMerge const& merge) {
+  AttributeLayout const& layout = records.layout;
+  bool const shares = layout.has_uvs && layout.has_normals && merge.groups.size() > 1;
   for (Shared& shared : shared_) {
     bool const of_uvs = &shared == &shared_[0];
     shared.begin = of_uvs ? records.layout.uv_offset : records.layout.normal_offset;
@@ -229,13 +273,14 @@ void WedgeAttributes::find_shared(Records const& records, std::size_t wedges_of_
     std::vector<std::uint32_t>& with = shared.with;
     with.resize(merge.groups.size());
     std::iota(with.begin(), with.end(), 0U);
+    if (!shares) continue;
     auto const root = [&with](std::uint32_t g) {
       while (with[g] != g) g = with[g];
       return g;
     };
     for (std::size_t i = 1; i < merge.wedges.size(); ++i) {
       float const* const mine = values_of(records, merge.wedges[i]);
-      for (std::size_t k = i < wedges_of_a ? 0 : wedges_of_a; k < i; ++k) {
+      for (std::size_t k = i < wedges_of_a_ ? 0 : wedges_of_a_; k < i; ++k) {
         float const* const other = values_of(records, merge.wedges[k]);
         if (!std::equal(mine + shared.begin, mine + shared.end, other + shared.begin)) continue;
         std::uint32_t const ri = root(merge.group_of[i]);
@@ -251,31 +296,6 @@ void WedgeAttributes::copy_values(Shared const& shared, std::size_t from, std::s
   AttributeValues const& values = result.groups[from].values;
   std::copy(values.begin() + shared.begin, values.begin() + shared.end,
             result.groups[to].values.begin() + shared.begin);
-}
-
-// Groups that share a value get the mean over all of them.
-void WedgeAttributes::average_shared(WedgeMerge& result) {
-  for (Shared const& shared : shared_) {
-    shared_weights_.clear();
-    for (WedgeMerge::Group const& group : result.groups) shared_weights_.push_back(group.weight);
-    for (std::size_t g = 0; g < result.groups.size(); ++g) {
-      std::uint32_t const root = shared.with[g];
-      if (root == g) continue;
-      shared_weights_[root] += shared_weights_[g];
-      for (std::uint32_t i = shared.begin; i < shared.end; ++i) {
-        result.groups[root].values[i] += result.groups[g].values[i];
-        group_ranges_[root].low[i] = std::min(group_ranges_[root].low[i], group_ranges_[g].low[i]);
-        group_ranges_[root].high[i] = std::max(group_ranges_[root].high[i], group_ranges_[g].high[i]);
-      }
-    }
-    for (std::size_t g = 0; g < result.groups.size(); ++g) {
-      if (shared.with[g] == g) {
-        average(g, shared_weights_[g], shared.begin, shared.end, result);
-      } else {
-        copy_values(shared, shared.with[g], g, result);
-      }
-    }
-  }
 }
 
 // Groups without a wedge of the end that stays, whose wedges are those of places `begin` to `end`, take the value of
@@ -299,36 +319,138 @@ void WedgeAttributes::copy_shared(std::size_t begin, std::size_t end, WedgeMerge
   }
 }
 
-void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a,
-                            std::uint32_t b, Vec3 place, bool check_uv_area, WedgeMerge& result) {
-  AttributeLayout const& layout = records.layout;
-  std::uint32_t const stride = layout.stride;
+void WedgeAttributes::gather(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a,
+                             std::uint32_t b, WedgeMerge& result) {
   result.wedges.clear();
   result.groups.clear();
+  link_.clear();
+  sums_.clear();
+  ranges_.clear();
+  edge_ = stars.vertex(b).position() - stars.vertex(a).position();
+  add_star(records, stars, mesh, a, result);
+  wedges_of_a_ = result.wedges.size();
+  add_star(records, stars, mesh, b, result);
+  link_across(stars, a, b, result);
+  find_shared(records, result);
+  sum_channels(records, result);
+}
+
+void WedgeAttributes::sum_channels(Records const& records, WedgeMerge const& merge) {
+  channels_.resize(merge.groups.size());
+  for (std::array<Channel, 2>& group : channels_) {
+    group[0] = {};
+    group[0].begin = 0;
+    group[0].end = records.layout.has_uvs ? 2 : 0;
+    group[1] = {};
+    group[1].begin = 2;
+    group[1].end = records.layout.has_normals ? kMaxAttributes : 2;
+    for (Channel& channel : group) channel.weight = -1;  // none of its wedges has been met
+  }
+  for (std::size_t i = 0; i < merge.wedges.size(); ++i) {
+    AttributeSums const& sums = sums_[i];
+    Vec3 const origin = i < wedges_of_a_ ? Vec3{} : edge_;
+    for (std::size_t c = 0; c < 2; ++c) {
+      Channel& channel = channels_[shared_[c].with[merge.group_of[i]]][c];
+      std::uint32_t const offset = c == 0 ? records.layout.uv_offset : records.layout.normal_offset - 2;
+      if (channel.weight < 0) {
+        channel.weight = 0;
+        std::copy_n(sums.values(), kMaxAttributes, channel.values.begin());
+        channel.range = ranges_[i];
+      }
+      float const weight = sums.weight(channel.begin);
+      channel.weight += weight;
+      for (std::uint32_t k = channel.begin; k < channel.end; ++k) {
+        Vec3 const linear = linear_of(sums, k);
+        channel.linear[k] = channel.linear[k] + linear;
+        channel.constant[k] += weight * (sums.values()[k] - channel.values[k]) - dot(linear, origin);
+        channel.range.low[offset + k] = std::min(channel.range.low[offset + k], ranges_[i].low[offset + k]);
+        channel.range.high[offset + k] = std::max(channel.range.high[offset + k], ranges_[i].high[offset + k]);
+      }
+    }
+  }
+}
+
+AttributeForm WedgeAttributes::form(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a,
+                                    std::uint32_t b, WedgeMerge& result) {
+  gather(records, stars, mesh, a, b, result);
+  AttributeForm form;
+  Vec3 right;
+  for (std::size_t i = 0; i < result.wedges.size(); ++i) {
+    AttributeSums const& sums = sums_[i];
+    for (std::size_t m = 0; m < 6; ++m) form.matrix[m] += sums.quadratic()[m];
+    if (i >= wedges_of_a_) right = right + product(sums.quadratic(), edge_);
+    for (std::size_t c = 0; c < 2; ++c) {
+      Channel const& channel = channels_[shared_[c].with[result.group_of[i]]][c];
+      for (std::uint32_t k = channel.begin; k < channel.end; ++k) {
+        right = right - linear_of(sums, k) * (sums.values()[k] - channel.values[k]);
+      }
+    }
+  }
+  for (std::size_t g = 0; g < channels_.size(); ++g) {
+    for (std::size_t c = 0; c < 2; ++c) {
+      Channel const& channel = channels_[g][c];
+      if (shared_[c].with[g] != g || !(channel.weight > 0)) continue;
+      float const inverse = 1 / channel.weight;
+      for (std::uint32_t k = channel.begin; k < channel.end; ++k) {
+        Vec3 const l = channel.linear[k];
+        form.matrix[0] -= l.x * l.x * inverse;
+        form.matrix[1] -= l.x * l.y * inverse;
+        form.matrix[2] -= l.x * l.z * inverse;
+        form.matrix[3] -= l.y * l.y * inverse;
+        form.matrix[4] -= l.y * l.z * inverse;
+        form.matrix[5] -= l.z * l.z * inverse;
+        right = right + l * (channel.constant[k] * inverse);
+      }
+    }
+  }
+  form.right[0] = right.x;
+  form.right[1] = right.y;
+  form.right[2] = right.z;
+  return form;
+}
+
+void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a,
+                            std::uint32_t b, Vec3 place, bool check_uv_area, bool formed, WedgeMerge& result) {
+  AttributeLayout const& layout = records.layout;
+  std::uint32_t const stride = layout.stride;
+  if (!formed) gather(records, stars, mesh, a, b, result);
   result.cost = 0;
   result.turns_uv_over = false;
-  link_.clear();
-  samples_.clear();
-  ranges_.clear();
-  group_ranges_.clear();
+  for (WedgeMerge::Group& group : result.groups) group.alive = false;
+  MeshWeights const weights = weights_[mesh];
+  Vec3 const offset = place - stars.vertex(a).position();
 
-  add_star(records, stars, a, place, result);
-  std::size_t const wedges_of_a = result.wedges.size();
-  add_star(records, stars, b, place, result);
-  link_across(stars, a, b, result);
-
-  for (Sample& sample : samples_) {
-    sample.wedge = result.group_of[sample.wedge];
-    WedgeMerge::Group& group = result.groups[sample.wedge];
-    group.weight += sample.weight;
-    for (std::uint32_t i = 0; i < stride; ++i) group.values[i] += sample.weight * sample.values[i];
-  }
-  bool const shares = layout.has_uvs && layout.has_normals && result.groups.size() > 1;
-  if (shares) {
-    find_shared(records, wedges_of_a, result);
-    average_shared(result);
-  } else {
-    for (std::size_t g = 0; g < result.groups.size(); ++g) average(g, result.groups[g].weight, 0, stride, result);
+  for (std::size_t g = 0; g < result.groups.size(); ++g) {
+    for (std::size_t c = 0; c < 2; ++c) {
+      std::size_t const root = shared_[c].with[g];
+      Channel const& channel = channels_[root][c];
+      if (channel.begin == channel.end) continue;
+      if (root != g) {
+        copy_values(shared_[c], root, g, result);
+        continue;
+      }
+      float const scale = c == 0 ? weights.uv_root : weights.normal_root;
+      std::uint32_t const target = c == 0 ? layout.uv_offset : layout.normal_offset;
+      for (std::uint32_t k = channel.begin; k < channel.end; ++k) {
+        std::uint32_t const i = target + k - channel.begin;
+        float& value = result.groups[g].values[i];
+        if (channel.weight > 0 && scale > 0) {
+          value = (channel.values[k] + (dot(channel.linear[k], offset) + channel.constant[k]) / channel.weight) / scale;
+        } else {
+          // Its faces tell nothing: the mean of its wedges.
+          float sum = 0;
+          float count = 0;
+          for (std::size_t w = 0; w < result.wedges.size(); ++w) {
+            if (shared_[c].with[result.group_of[w]] != g) continue;
+            sum += values_of(records, result.wedges[w])[i];
+            ++count;
+          }
+          value = sum / count;
+        }
+        // Kept between the values around it: beyond them it would be no value of the mesh.
+        value = std::min(std::max(channel.range.low[i], value), channel.range.high[i]);
+      }
+    }
   }
   // A vertex that stays where it is keeps its values to the bit.
   std::uint32_t const kept = place == stars.vertex(a).position() ? a : place == stars.vertex(b).position() ? b : kNone;
@@ -337,46 +459,54 @@ void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uin
       std::uint32_t const own = wedge(entry.face(), entry.corner());
       std::copy_n(values_of(records, own), stride, result.groups[result.group_of_wedge(own)].values.begin());
     }
-    if (shares) copy_shared(kept == a ? 0 : wedges_of_a, kept == a ? wedges_of_a : result.wedges.size(), result);
+    if (layout.has_uvs && layout.has_normals && result.groups.size() > 1) {
+      copy_shared(kept == a ? 0 : wedges_of_a_, kept == a ? wedges_of_a_ : result.wedges.size(), result);
+    }
   }
 
-  MeshWeights const weights = weights_[mesh];
-  for (Sample const& sample : samples_) {
-    AttributeValues const& values = result.groups[sample.wedge].values;
-    float error = 0;
-    if (layout.has_uvs && weights.uv > 0) {
-      for (std::uint32_t i = 0; i < 2; ++i) {
-        float const d = sample.values[layout.uv_offset + i] - values[layout.uv_offset + i];
-        error += weights.uv * d * d;
-      }
+  for (std::size_t i = 0; i < result.wedges.size(); ++i) {
+    AttributeSums const& sums = sums_[i];
+    AttributeValues const& values = result.groups[result.group_of[i]].values;
+    Vec3 const p = i < wedges_of_a_ ? offset : offset - edge_;
+    float cost = dot(p, product(sums.quadratic(), p));
+    auto const add_cost = [&](std::uint32_t k, float value) {
+      float const d = value - sums.values()[k];
+      cost += d * (sums.weight(k) * d - 2 * dot(linear_of(sums, k), p));
+    };
+    if (layout.has_uvs) {
+      for (std::uint32_t k = 0; k < 2; ++k) add_cost(k, weights.uv_root * values[layout.uv_offset + k]);
     }
     if (layout.has_normals) {
-      for (std::uint32_t i = 0; i < 3; ++i) {
-        float const d = sample.values[layout.normal_offset + i] - values[layout.normal_offset + i];
-        error += weights.normal * sample.area * d * d;
-      }
+      for (std::uint32_t k = 0; k < 3; ++k) add_cost(2 + k, weights.normal_root * values[layout.normal_offset + k]);
     }
-    result.cost += sample.weight * error;
+    result.cost += std::max(0.0F, cost);
   }
 
   if (layout.has_normals) {
     for (std::size_t g = 0; g < result.groups.size(); ++g) {
       float* const n = result.groups[g].values.data() + layout.normal_offset;
-      float const length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
-      if (!(length > 1e-6F)) {
-        // Normals that cancel leave no direction: the first wedge's stands.
-        std::size_t const owner = shares ? shared_[1].with[g] : g;
-        std::size_t first = 0;
-        while (result.group_of[first] != owner) ++first;
-        std::copy_n(values_of(records, result.wedges[first]) + layout.normal_offset, 3, n);
-      } else if (std::abs(length - 1) > 1e-6F) {
-        for (int i = 0; i < 3; ++i) n[i] /= length;
-      }
+      if (normalise(n)) continue;
+      // Normals that cancel leave no direction: the first wedge's stands.
+      std::size_t const owner = shared_[1].with[g];
+      std::size_t first = 0;
+      while (result.group_of[first] != owner) ++first;
+      std::copy_n(values_of(records, result.wedges[first]) + layout.normal_offset, 3, n);
     }
   }
 
   mark_alive(records, stars, a, b, check_uv_area && layout.has_uvs, result);
   mark_alive(records, stars, b, a, check_uv_area && layout.has_uvs, result);
+}
+
+bool WedgeAttributes::turns_uv_over(Records const& records, std::span<StarEntry const> faces, float const* uv) const {
+  std::uint32_t const offset = records.layout.uv_offset;
+  for (StarEntry const& entry : faces) {
+    float const* const own = values_of(records, wedge(entry.face(), entry.corner())) + offset;
+    float const* const next = values_of(records, wedge(entry.face(), (entry.corner() + 1) % 3)) + offset;
+    float const* const previous = values_of(records, wedge(entry.face(), (entry.corner() + 2) % 3)) + offset;
+    if (sign(uv_area(own, next, previous)) != sign(uv_area(uv, next, previous))) return true;
+  }
+  return false;
 }
 
 // Groups that faces which stay use; and whether one of these faces turns over in UV space.

@@ -3,10 +3,9 @@
 //
 // Wedges are linked across the edge by the faces that vanish with it: the two wedges of such a face at the edge's
 // ends become one (Hoppe 1999). All others live on, so no face ever comes to show values of two charts; but where only
-// the UVs tear, the normals of both sides stay one, and the other way around. On each face
-// of the two stars an attribute is a linear function of position; the value of a merged wedge is the mean of what the
-// faces around it say at the new place, weighted like the faces in the position metric, and its cost is what they
-// disagree: the attribute quadric of Hoppe 1999, minimised over the value at the given place.
+// the UVs tear, the normals of both sides stay one, and the other way around. Each wedge has attribute sums of its own
+// (attribute_metric.h), from the faces that use it: both sides of a seam have their say in the place, and each gets the
+// value that is the best for it there.
 #pragma once
 
 #include <array>
@@ -25,9 +24,8 @@ using AttributeValues = std::array<float, kMaxAttributes>;
 // The wedges of a merged vertex.
 struct WedgeMerge {
   struct Group {
-    AttributeValues values;
-    float weight;
-    bool alive;  // some face that stays uses it
+    AttributeValues values{};
+    bool alive = false;  // some face that stays uses it
   };
   std::vector<std::uint32_t> wedges;    // the old wedges at either end, each once
   std::vector<std::uint32_t> group_of;  // per old wedge: place in groups
@@ -45,21 +43,40 @@ class WedgeAttributes {
   // `scale`: model units to ladder units.
   void build(Records& records, double scale);
 
+  // Whether a mesh's scaled attributes tell the ones they were made of.
+  bool can_unscale(Records const& records, std::uint32_t mesh) const {
+    return !records.layout.has_uvs || weights_[mesh].uv_root > 0;
+  }
   std::uint32_t wedge(std::uint32_t face, std::uint32_t corner) const { return corner_wedges_[3 * face + corner]; }
   void set_wedge(std::uint32_t face, std::uint32_t corner, std::uint32_t node) {
     corner_wedges_[3 * face + corner] = node;
   }
   std::uint32_t set_of(std::uint32_t face) const { return face_sets_.empty() ? 0 : face_sets_[face]; }
+  bool has_sets() const { return !face_sets_.empty(); }
   // Whether two wedges carry different UVs.
   bool uvs_differ(Records const& records, std::uint32_t wedge_a, std::uint32_t wedge_b) const;
 
   // A wedge's attributes as the metric takes them: u, v, x, y, z, each times the root of its weight; 0 where there is
   // none.
-  AttributeValues scaled_values(Records const& records, std::uint32_t mesh, std::uint32_t wedge) const;
+  AttributeValues scaled_values(Records const& records, std::uint32_t mesh, std::uint32_t wedge) const {
+    return scaled(records, mesh, records.attributes.data() + std::size_t{wedge} * records.layout.stride);
+  }
+  AttributeValues scaled(Records const& records, std::uint32_t mesh, float const* values) const;
 
-  // What becomes of the wedges when the edge (a, b) collapses to `place`.
+  // The other way: scaled attributes as the records hold them, normals of unit length. False, with nothing done, where
+  // a normal has no direction.
+  bool unscale(Records const& records, std::uint32_t mesh, float const* scaled, AttributeValues& values) const;
+
+  // What attributes add to the system for the place when the edge (a, b) collapses.
+  AttributeForm form(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a, std::uint32_t b,
+                     WedgeMerge& result);
+  // What becomes of the wedges when the edge collapses to `place`. With `formed`, `form` has just been asked about the
+  // same edge with the same `result`.
   void merge(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a, std::uint32_t b,
-             Vec3 place, bool check_uv_area, WedgeMerge& result);
+             Vec3 place, bool check_uv_area, bool formed, WedgeMerge& result);
+  // Whether moving the wedges of a vertex with one wedge to `uv` turns one of `faces`, of which it is the corner, over
+  // in UV space.
+  bool turns_uv_over(Records const& records, std::span<StarEntry const> faces, float const* uv) const;
 
  private:
   struct MeshWeights {
@@ -68,27 +85,33 @@ class WedgeAttributes {
     float uv_root = 0;
     float normal_root = 0;
   };
-  struct Sample {
-    std::uint32_t wedge;  // place in WedgeMerge::wedges, then in WedgeMerge::groups
-    float weight;
-    float area;
-    AttributeValues values;
-  };
   struct Range {
     AttributeValues low;
     AttributeValues high;
   };
+  // Attributes k from `begin` to `end` of a root group and all that share them: the best value is
+  // values[k] + (linear[k] x + constant[k]) / weight, at a place x relative to the first end of the edge.
+  struct Channel {
+    std::uint32_t begin;
+    std::uint32_t end;
+    float weight = 0;
+    AttributeValues values{};  // scaled, of the first wedge
+    Vec3 linear[kMaxAttributes];
+    float constant[kMaxAttributes] = {};
+    Range range{};  // raw
+  };
 
-  void add_star(Records const& records, Stars const& stars, std::uint32_t from, Vec3 place, WedgeMerge& result);
+  void gather(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a, std::uint32_t b,
+              WedgeMerge& result);
+  void add_star(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t from, WedgeMerge& result);
   void link_across(Stars const& stars, std::uint32_t a, std::uint32_t b, WedgeMerge& result);
+  void sum_channels(Records const& records, WedgeMerge const& merge);
   struct Shared {
     std::uint32_t begin;  // which of the values
     std::uint32_t end;
     std::vector<std::uint32_t> with;  // per group: the first group that has the same
   };
-  void average(std::size_t group, float weight, std::uint32_t begin, std::uint32_t end, WedgeMerge& result) const;
-  void find_shared(Records const& records, std::size_t wedges_of_a, WedgeMerge const& merge);
-  void average_shared(WedgeMerge& result);
+  void find_shared(Records const& records, WedgeMerge const& merge);
   void copy_shared(std::size_t begin, std::size_t end, WedgeMerge& result);
   static void copy_values(Shared const& shared, std::size_t from, std::size_t to, WedgeMerge& result);
   void mark_alive(Records const& records, Stars const& stars, std::uint32_t from, std::uint32_t to, bool check_uv_area,
@@ -99,11 +122,12 @@ class WedgeAttributes {
   std::vector<MeshWeights> weights_;          // per mesh
   // Scratch of merge, kept to save allocations.
   std::vector<std::uint32_t> link_;
-  std::vector<Sample> samples_;
+  std::vector<AttributeSums> sums_;  // per place in WedgeMerge::wedges, with its scaled values
   std::vector<Range> ranges_;
-  std::vector<Range> group_ranges_;
-  std::array<Shared, 2> shared_;  // UVs, normals
-  std::vector<float> shared_weights_;
+  std::size_t wedges_of_a_ = 0;
+  Vec3 edge_;                                     // from a to b
+  std::array<Shared, 2> shared_;                  // UVs, normals
+  std::vector<std::array<Channel, 2>> channels_;  // per group: UVs, normals; those of roots count
   std::vector<std::uint32_t> source_;
 };
 
