@@ -20,6 +20,9 @@ typedef struct MirelLadderEnd {
   uint32_t topology;
 } MirelLadderEnd;
 
+// A measuring of the deviation of one step.
+typedef struct MirelMeasurement MirelMeasurement;
+
 // The numbers of objects that are alive: for leak checks.
 typedef struct MirelLiveObjects {
   uint32_t sdks;
@@ -54,8 +57,19 @@ float const* mirel_engine_corner_normals(uint32_t mesh);
 // face_count x 3 edges at the current step, each from a corner to the next of its face: the kMirelEdge... that apply,
 // added up; null where the mesh has no face. Boundary and sharp are as getFaceEdgeFlags tells them.
 unsigned char const* mirel_engine_corner_edge_kinds(uint32_t mesh);
-// The ladder's bound on the deviation of a step, model units; NaN where the ladder was built without a tolerance.
+// A bound on the deviation of a step of the current ladder from step 0: no point of either surface is further from the
+// other, mesh by mesh; a mesh that has vanished is compared with what is left of all of them where they lie in their
+// own coordinates. In the units of the meshes. With a tolerance it was recorded when the step was made; else it is
+// measured now, to 5 %, which can take several times as long as the ladder took, and kept. NaN without a ladder or
+// memory.
 double mirel_engine_deviation_bound(uint32_t step);
+// The same where it is known without measuring, else NaN.
+double mirel_engine_known_deviation_bound(uint32_t step);
+// The measuring on a thread of the caller's. begin copies what it needs, on the thread that uses the depot; null
+// without a ladder or memory. run may be called on any thread; NaN without memory. end frees.
+MirelMeasurement* mirel_engine_measurement_begin(uint32_t step);
+double mirel_engine_measurement_run(MirelMeasurement const* measurement);
+void mirel_engine_measurement_end(MirelMeasurement* measurement);
 // Both fill *result, so that callers without C structs as results can use them.
 void mirel_engine_ladder_end(MirelLadderEnd* result);
 void mirel_engine_live_objects(MirelLiveObjects* result);

@@ -11,6 +11,7 @@ namespace mirel::engine {
 namespace {
 
 constexpr double kRounding = 1e-12;
+constexpr std::uint32_t kCutsAlongEdges = 8;
 // Triangles that are sampled before any is cut.
 constexpr std::uint32_t kFirstSamples = 16384;
 
@@ -48,8 +49,6 @@ class OneSided {
     std::uint32_t hint;
     std::uint32_t cuts;  // that made it
   };
-  // Pieces cut so often are halved from then on: along the edges of slivers cuts may go on for ever.
-  static constexpr std::uint32_t kMostCuts = 48;
 
   // What a piece may reach without mattering any more.
   double goal() const {
@@ -121,7 +120,9 @@ class OneSided {
       Task first{{}, upper, nearest.slot, task.cuts + 1};
       Task second{{}, upper, nearest.slot, task.cuts + 1};
       TriangleFrame const frame(to_.corner(nearest.slot, 0), to_.corner(nearest.slot, 1), to_.corner(nearest.slot, 2));
-      if (task.cuts >= kMostCuts || !cut_along_edge(task.piece, frame, beyond, first.piece, second.piece)) {
+      // Cuts along edges alone may take slice after slice and leave a piece as long as it was.
+      bool const halve = task.cuts >= kCutsAlongEdges && task.cuts % 2 == 0;
+      if (halve || !cut_along_edge(task.piece, frame, beyond, first.piece, second.piece)) {
         task.piece.bisect(first.piece, second.piece);
       }
       stack_.push_back(first);

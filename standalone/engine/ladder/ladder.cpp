@@ -98,6 +98,10 @@ std::unique_ptr<Ladder> Ladder::build(std::span<WedgeMesh const* const> meshes, 
 Ladder::Ladder(std::unique_ptr<Data> data) : data_(std::move(data)) {}
 Ladder::~Ladder() = default;
 
+std::uint32_t Ladder::mesh_count() const {
+  return static_cast<std::uint32_t>(data_->records.meshes.size());
+}
+
 std::uint32_t Ladder::step_count() const {
   return data_->records.last_step();
 }

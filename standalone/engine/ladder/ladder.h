@@ -41,6 +41,7 @@ class Ladder {
   Ladder(Ladder const&) = delete;
   Ladder& operator=(Ladder const&) = delete;
 
+  std::uint32_t mesh_count() const;
   // The number of the last step.
   std::uint32_t step_count() const;
   // Faces over all meshes at a step; never rises with the step.
@@ -52,7 +53,7 @@ class Ladder {
   // is a copy of the mesh given. Throws std::bad_alloc.
   void read(std::uint32_t mesh, std::uint32_t step, WedgeMesh& out);
   // The bound on the deviation recorded when the step was made, model units: with a tolerance, a bound on the
-  // distance of any point of either surface to the other; without one, NaN for every step but 0.
+  // distance of any point of either surface to the other; without one, NaN for every step but 0 (see StepDeviation).
   double deviation_bound(std::uint32_t step) const;
   LadderEnd const& end() const;
 

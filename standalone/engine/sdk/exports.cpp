@@ -14,6 +14,7 @@
 #include <new>
 #include <utility>
 
+#include "standalone/engine/ladder/step_deviation.h"
 #include "standalone/engine/obj/obj_reader.h"
 #include "standalone/engine/sdk/live_objects.h"
 #include "standalone/engine/sdk/mesh_depot.h"
@@ -26,6 +27,8 @@ LiveObjects& live_objects() {
 }
 
 namespace {
+
+constexpr double kNotKnown = std::numeric_limits<double>::quiet_NaN();
 
 MeshDepot* newest_depot() {
   auto const& depots = live_objects().depots;
@@ -243,9 +246,42 @@ unsigned char const* mirel_engine_corner_edge_kinds(uint32_t mesh) {
 }
 
 double mirel_engine_deviation_bound(uint32_t step) {
-  Ladder const* const ladder = current_ladder();
-  return ladder == nullptr ? std::numeric_limits<double>::quiet_NaN()
-                           : ladder->deviation_bound(std::min(step, ladder->step_count()));
+  MeshDepot* const depot = newest_depot();
+  try {
+    return depot == nullptr ? kNotKnown : depot->deviation_bound(step);
+  } catch (std::bad_alloc const&) {
+    return kNotKnown;
+  }
+}
+
+double mirel_engine_known_deviation_bound(uint32_t step) {
+  MeshDepot const* const depot = newest_depot();
+  return depot == nullptr ? kNotKnown : depot->known_deviation_bound(step);
+}
+
+struct MirelMeasurement {
+  StepDeviation deviation;
+};
+
+MirelMeasurement* mirel_engine_measurement_begin(uint32_t step) {
+  Ladder* const ladder = current_ladder();
+  try {
+    return ladder == nullptr ? nullptr : new MirelMeasurement{StepDeviation(*ladder, step)};
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
+
+double mirel_engine_measurement_run(MirelMeasurement const* measurement) {
+  try {
+    return measurement == nullptr ? kNotKnown : measurement->deviation.bound();
+  } catch (std::bad_alloc const&) {
+    return kNotKnown;
+  }
+}
+
+void mirel_engine_measurement_end(MirelMeasurement* measurement) {
+  delete measurement;
 }
 
 void mirel_engine_ladder_end(MirelLadderEnd* result) {

@@ -1,9 +1,13 @@
 #include "standalone/engine/sdk/mesh_depot.h"
 
+#include <algorithm>
+#include <cmath>
 #include <exception>
+#include <limits>
 #include <new>
 #include <utility>
 
+#include "standalone/engine/ladder/step_deviation.h"
 #include "standalone/engine/sdk/live_objects.h"
 
 namespace mirel::engine {
@@ -34,10 +38,30 @@ void MeshDepot::clear() {
 }
 
 void MeshDepot::end_ladder() {
+  measured_bounds_.clear();
   if (hierarchy_ != nullptr) {
     hierarchy_->end();
     hierarchy_ = nullptr;
   }
+}
+
+double MeshDepot::known_deviation_bound(std::uint32_t step) const {
+  Ladder const* const steps = ladder();
+  if (steps == nullptr) {
+    return std::numeric_limits<double>::quiet_NaN();
+  }
+  auto const measured = measured_bounds_.find(std::min(step, steps->step_count()));
+  return measured != measured_bounds_.end() ? measured->second : steps->deviation_bound(step);
+}
+
+double MeshDepot::deviation_bound(std::uint32_t step) {
+  double const known = known_deviation_bound(step);
+  Ladder* const steps = ladder();
+  if (steps == nullptr || !std::isnan(known)) {
+    return known;
+  }
+  step = std::min(step, steps->step_count());
+  return measured_bounds_[step] = StepDeviation(*steps, step).bound();
 }
 
 void MeshDepot::prepareMeshes() {

@@ -1,6 +1,7 @@
 // The container of the meshes that are reduced together, as the mesh SDK hands it out.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -34,6 +35,10 @@ class MeshDepot final : public MeshDepotSlots {
   Mesh* mesh(std::uint32_t index) const { return index < meshes_.size() ? meshes_[index].get() : nullptr; }
   // The ladder of the last build, null where there is none or it has ended.
   Ladder* ladder() const { return hierarchy_ == nullptr ? nullptr : hierarchy_->ladder(); }
+  // A bound on the deviation of a step of that ladder: recorded, measured before, or NaN. NaN without a ladder.
+  double known_deviation_bound(std::uint32_t step) const;
+  // Measured now where it is not known; NaN only without a ladder. Throws std::bad_alloc.
+  double deviation_bound(std::uint32_t step);
 
  private:
   void end_ladder();
@@ -41,6 +46,7 @@ class MeshDepot final : public MeshDepotSlots {
   std::vector<std::unique_ptr<Mesh>> meshes_;  // addresses handed out stay
   LadderOptions options_;
   Hierarchy* hierarchy_ = nullptr;
+  std::map<std::uint32_t, double> measured_bounds_;  // by step
 };
 
 }  // namespace mirel::engine

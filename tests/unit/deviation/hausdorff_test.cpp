@@ -101,7 +101,7 @@ TEST(Hausdorff, EnclosesADenseSampling) {
 
 TEST(Hausdorff, TellsOnlyTheLargerDirectionWhereThatIsAsked) {
   // A patch of a sphere: everything of it lies on the sphere, whose far side is two away.
-  Mesh const whole = sphere(30, 44);
+  Mesh const whole = sphere(1, 30, 44);
   Mesh patch = whole;
   patch.faces.resize(300);
   HausdorffBounds const both = between(whole, patch, {.relative_accuracy = 0.05});
@@ -113,8 +113,8 @@ TEST(Hausdorff, TellsOnlyTheLargerDirectionWhereThatIsAsked) {
 }
 
 TEST(Hausdorff, DoesNotTellShortDistancesApart) {
-  Mesh const fine = sphere(30, 44);
-  Mesh const coarse = sphere(9, 13);
+  Mesh const fine = sphere(1, 30, 44);
+  Mesh const coarse = sphere(1, 9, 13);
   double const exact = between(fine, coarse, {.relative_accuracy = 1e-4}).lower();
   for (double const part : {0.5, 2.0}) {
     DistanceBounds const bounds =
@@ -123,6 +123,28 @@ TEST(Hausdorff, DoesNotTellShortDistancesApart) {
     EXPECT_GE(bounds.upper, between(fine, coarse, {.relative_accuracy = 1e-4}).first_to_second.lower);
     EXPECT_LE(bounds.upper, std::max(bounds.lower, part * exact) * 1.05 + 1e-11);
   }
+}
+
+// Between these, cutting along the edges of whichever triangle is nearest takes slice after slice from the piece and
+// leaves it as long as it was.
+TEST(Hausdorff, EndsWherePiecesOnlyGetThinner) {
+  auto const piece = triangle(-1.76776695, 1.76776695, -0.866025388, -2.30969882, 0.95670861, -0.866025388, -2.6478622,
+                              1.09678042, -0.5);
+  Mesh surface;
+  for (auto const& p :
+       {std::array{-0.95670861, 2.30969882, -0.866025388}, std::array{-2.13951945, 1.32767105, -0.886847913},
+        std::array{-2.02658606, 2.02658606, -0.5}, std::array{-2.6478622, 1.09678042, -0.5},
+        std::array{-2.5, 0.0, -0.866025388}, std::array{-2.86602545, 0.0, -0.5}}) {
+    surface.add_point(p[0], p[1], p[2]);
+  }
+  surface.add_face(0, 1, 2);
+  surface.add_face(1, 3, 2);
+  surface.add_face(1, 4, 5);
+  DistanceBounds const bounds =
+      one_sided_distance(TriangleBvh(piece.positions, piece.faces), TriangleBvh(surface.positions, surface.faces),
+                         {.relative_accuracy = 0.05, .max_queries = 20'000});
+  EXPECT_LE(bounds.upper, bounds.lower * 1.05 + 1e-11);
+  EXPECT_GE(bounds.upper, test::sampled_distance(test::triangles_of(piece), test::triangles_of(surface), 40));
 }
 
 TEST(Hausdorff, HoldsWhenTheWorkIsCutShort) {

@@ -311,6 +311,36 @@ TEST(HostFunctions, AnswerWithoutADepot) {
   mirel_engine_live_objects(nullptr);
 }
 
+TEST(HostFunctions, TheDeviationIsMeasuredOnceAndKeptUntilTheNextLadder) {
+  Depot depot;
+  ab::IMesh* const mesh = depot.add_mesh();
+  fill_height_field(*mesh, 12);
+  EXPECT_TRUE(std::isnan(mirel_engine_deviation_bound(1)));
+  EXPECT_EQ(mirel_engine_measurement_begin(1), nullptr);
+  EXPECT_TRUE(std::isnan(mirel_engine_measurement_run(nullptr)));
+  mirel_engine_measurement_end(nullptr);
+  prepare_and_join(depot);
+  std::uint32_t const last = depot->buildHierarchy(0)->numSteps();
+  EXPECT_EQ(mirel_engine_known_deviation_bound(0), 0);
+  EXPECT_TRUE(std::isnan(mirel_engine_known_deviation_bound(last)));
+  MirelMeasurement* const measurement = mirel_engine_measurement_begin(last);
+  ASSERT_NE(measurement, nullptr);
+  double const bound = mirel_engine_deviation_bound(0xFFFFFFFFU);
+  EXPECT_GT(bound, 0.1);
+  EXPECT_EQ(mirel_engine_known_deviation_bound(last), bound);
+  EXPECT_EQ(mirel_engine_known_deviation_bound(0xFFFFFFFFU), bound);
+  EXPECT_TRUE(std::isnan(mirel_engine_known_deviation_bound(last - 1)));
+  depot->buildHierarchy(0);
+  EXPECT_TRUE(std::isnan(mirel_engine_known_deviation_bound(last)));
+  EXPECT_EQ(mirel_engine_measurement_run(measurement), bound);
+  mirel_engine_measurement_end(measurement);
+  // Within a tolerance the bound is recorded with each step.
+  std::uint32_t const end = depot->buildHierarchy(0.05F)->numSteps();
+  EXPECT_GT(mirel_engine_known_deviation_bound(end), 0);
+  EXPECT_LE(mirel_engine_known_deviation_bound(end), double{0.05F});
+  EXPECT_EQ(mirel_engine_deviation_bound(end), mirel_engine_known_deviation_bound(end));
+}
+
 TEST(HostFunctions, SpeakOfTheNewestDepot) {
   Depot older;
   older.add_mesh();
