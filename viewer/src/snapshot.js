@@ -1,4 +1,9 @@
 // A picture of the model for `mirel snapshot`: the page draws it and hands it over as PNG.
+import { updateHeat } from './distance_map.js';
+import { refetch } from './frames.js';
+import { applySwitches } from './looks.js';
+import { setComparing } from './original.js';
+import { element, page, stage } from './page.js';
 import { server } from './server.js';
 
 const LARGEST = 8192;
@@ -9,7 +14,7 @@ function dimension(text) {
   return value;
 }
 
-async function settled(page) {
+async function texturesArrived() {
   for (let tries = 0; page.arriving > 0 && tries < 600; tries += 1) {
     await new Promise((resolve) => setTimeout(resolve, 50));
   }
@@ -24,7 +29,7 @@ function label(paper, text, x, y, size) {
 }
 
 // wanted: {width, height, wireframe, compare, heat} of the page's address
-export async function takeSnapshot(wanted, { page, stage, element, refetch, setComparing, updateHeat, applySwitches }) {
+export async function takeSnapshot(wanted) {
   const width = dimension(wanted.get('width'));
   const height = dimension(wanted.get('height'));
   // Room for the words below the models.
@@ -44,7 +49,7 @@ export async function takeSnapshot(wanted, { page, stage, element, refetch, setC
     await updateHeat();
   }
   applySwitches();
-  await settled(page);
+  await texturesArrived();
   stage.fit();
   stage.draw();
 
