@@ -60,18 +60,6 @@ class AnswerLists {
     }
   }
 
-  // Puts the slot first in the face's list.
-  void move_to_front(std::uint32_t face, std::uint32_t slot) {
-    for (std::uint32_t* from = &face_head_[face]; *from != kEnd; from = &links_[*from].next_of_face) {
-      std::uint32_t const i = *from;
-      if (links_[i].slot != slot) continue;
-      *from = links_[i].next_of_face;
-      links_[i].next_of_face = face_head_[face];
-      face_head_[face] = i;
-      return;
-    }
-  }
-
  private:
   std::vector<std::uint32_t> face_head_;
   std::vector<std::uint32_t> slot_head_;

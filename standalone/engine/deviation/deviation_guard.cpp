@@ -19,10 +19,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "standalone/engine/deviation/answer_lists.h"
 #include "standalone/engine/deviation/convex_piece.h"
+#include "standalone/engine/deviation/patch_overlay.h"
 #include "standalone/engine/deviation/piece_cover.h"
 #include "standalone/engine/deviation/triangle_bvh.h"
 #include "standalone/engine/deviation/triangle_frame.h"
@@ -46,6 +48,22 @@ constexpr std::int64_t kBudgetPerOriginal = 256;
 constexpr std::int64_t kBudgetPerFace = 8192;
 constexpr std::int64_t kCostOfTreeQuery = 32;
 
+// Whether a box and that of a face are farther apart than r: quick, and often so.
+bool beyond_box(Vec low, Vec high, std::array<Point, 3> const& corners, double r) {
+  auto const apart = [&](std::size_t k, double least, double most) {
+    auto const [from, to] = std::minmax({corners[0][k], corners[1][k], corners[2][k]});
+    return static_cast<double>(from) > most + r || static_cast<double>(to) < least - r;
+  };
+  return apart(0, low.x, high.x) || apart(1, low.y, high.y) || apart(2, low.z, high.z);
+}
+bool beyond_box(Vec p, std::array<Point, 3> const& corners, double r) {
+  return beyond_box(p, p, corners, r);
+}
+
+Point narrow(Vec p) {
+  return {static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)};
+}
+
 bool is_finite(ChangedFace const& face) {
   for (Point const& p : face.corners) {
     if (!std::isfinite(p[0]) || !std::isfinite(p[1]) || !std::isfinite(p[2])) return false;
@@ -61,12 +79,18 @@ struct DeviationGuard::Data {
     std::uint32_t slot;
     std::uint32_t face;  // the touched face on whose list it was found
   };
+  // A point of the original that has led to a refusal, on a face that answers for it: likely to do so again.
+  struct Critical {
+    Point at;
+    std::uint32_t slot;
+  };
   struct Answer {
     std::uint32_t slot;
     std::uint32_t face;
   };
 
   TriangleBvh original;
+  PatchOverlay overlay;
   double tolerance;  // as given
   double rounding;
   double radius;  // the tolerance less what rounding may hide
@@ -75,6 +99,8 @@ struct DeviationGuard::Data {
   std::vector<Corners> corners;
   std::vector<double> distance;  // bound on the distance of any of its points from the original
   std::vector<char> alive;
+  std::vector<Critical> critical;
+  std::vector<std::uint8_t> moved;  // a bit for each corner that is no longer where the original has it
   AnswerLists answers;
 
   double bound = 0;
@@ -90,10 +116,11 @@ struct DeviationGuard::Data {
   std::vector<ChangedFace> changed;       // as asked
   std::vector<std::uint32_t> neighbours;  // valid and untouched
   std::vector<Obligation> obligations;    // originals that must be covered again
+  std::vector<std::uint32_t> slots;       // of these
   std::vector<CoverTriangle> fresh;       // the changed faces as they will be
   std::vector<CoverTriangle> before;      // the touched faces as they are
   std::vector<CoverTriangle> around;      // the neighbours
-  bool around_ready = false;
+  std::vector<char> around_ready;         // per neighbour
   bool before_ready = false;
 
   // Its outcome.
@@ -101,12 +128,16 @@ struct DeviationGuard::Data {
   std::vector<double> fresh_distance;
   double reached = 0;
   bool pending = false;
+  bool overlay_used = false;
 
   // Scratch.
   PieceCover cover;
   std::vector<CoverTriangle> extra;
   std::vector<CoverTriangle const*> choice;  // candidates of one cover
   std::vector<std::uint32_t> used;
+  std::vector<Critical> kept_critical;
+  std::vector<CoverTriangle> others;  // of `around`, near to what the overlay asks for
+  std::vector<std::size_t> rest;  // obligations that the overlay has not settled
   struct TreePiece {
     ConvexPiece piece;
     std::uint32_t hint;
@@ -131,7 +162,14 @@ struct DeviationGuard::Data {
   bool take_question(std::span<std::uint32_t const> removed, std::span<ChangedFace const> asked,
                      std::span<std::uint32_t const> others);
   void gather_obligations();
+  static bool is_near(Vec p, Corners const& face, double r);
+  bool is_near_others(Vec p, std::uint32_t slot, double r) const;
+  bool is_near_new(Vec p, double r) const;
+  bool passes_critical(double r) const;
   bool attempt(double r);
+  void prepare_fresh();
+  CoverTriangle const& around_face(std::size_t i);
+  void keep_critical();
   bool covers_original(Obligation const& obligation, double r, std::size_t& hint);
   void gather_choice(std::uint32_t slot, std::array<Vec, 3> const& triangle, Vec centre, double r);
   bool stays_near_original(std::size_t index, double r);
@@ -140,12 +178,15 @@ struct DeviationGuard::Data {
 
 DeviationGuard::Data::Data(std::span<float const> positions, std::span<std::uint32_t const> faces, float given)
     : original(positions, faces),
+      overlay(original, faces),
       tolerance(given > 0 ? static_cast<double>(given) : 0),
       rounding(kRounding * original.largest_coordinate()),
       radius(tolerance - 2 * rounding),
       corners(faces.size() / 3),
       distance(faces.size() / 3, 0),
       alive(faces.size() / 3, 0),
+      critical(faces.size() / 3, Critical{{}, TriangleBvh::kNoSlot}),
+      moved(faces.size() / 3, 0),
       answers(static_cast<std::uint32_t>(faces.size() / 3), original.size()),
       face_mark(faces.size() / 3, 0),
       slot_mark(original.size(), 0) {
@@ -188,41 +229,120 @@ bool DeviationGuard::Data::take_question(std::span<std::uint32_t const> removed,
     face_mark[face] = epoch;
     neighbours.push_back(face);
   }
-  around_ready = false;
   before_ready = false;
-  fresh.resize(changed.size());
-  for (std::size_t i = 0; i < changed.size(); ++i) make_frame(fresh[i], changed[i].corners, 0, changed[i].face);
   return true;
 }
 
-// The first of each list come first: they are the ones that last led to a refusal.
+void DeviationGuard::Data::prepare_fresh() {
+  fresh.resize(changed.size());
+  for (std::size_t i = 0; i < changed.size(); ++i) make_frame(fresh[i], changed[i].corners, 0, changed[i].face);
+  around.resize(neighbours.size());
+  around_ready.assign(neighbours.size(), 0);
+}
+
+CoverTriangle const& DeviationGuard::Data::around_face(std::size_t i) {
+  if (around_ready[i] == 0) {
+    make_frame(around[i], corners[neighbours[i]], 0, neighbours[i]);
+    around_ready[i] = 1;
+  }
+  return around[i];
+}
+
 void DeviationGuard::Data::gather_obligations() {
   obligations.clear();
-  auto const take = [&](std::uint32_t link, std::uint32_t face) {
-    std::uint32_t const slot = answers.link(link).slot;
-    if (slot_mark[slot] == epoch) return;
-    slot_mark[slot] = epoch;
-    obligations.push_back({slot, face});
-  };
-  for (std::uint32_t const face : touched) {
-    std::uint32_t const first = answers.first_of_face(face);
-    if (first != AnswerLists::kEnd) take(first, face);
-  }
+  slots.clear();
   for (std::uint32_t const face : touched) {
     for (std::uint32_t i = answers.first_of_face(face); i != AnswerLists::kEnd; i = answers.link(i).next_of_face) {
-      take(i, face);
+      std::uint32_t const slot = answers.link(i).slot;
+      if (slot_mark[slot] == epoch) continue;
+      slot_mark[slot] = epoch;
+      obligations.push_back({slot, face});
+      slots.push_back(slot);
     }
+  }
+}
+
+bool DeviationGuard::Data::is_near(Vec p, Corners const& face, double r) {
+  if (beyond_box(p, face, r)) return false;
+  auto const [a, b, c] = loaded(face);
+  return squared_distance_to_triangle(p, a, b, c) <= r * r;
+}
+
+// Of the untouched faces that answer for the original in the slot.
+bool DeviationGuard::Data::is_near_others(Vec p, std::uint32_t slot, double r) const {
+  for (std::uint32_t i = answers.first_of_slot(slot); i != AnswerLists::kEnd; i = answers.link(i).next_of_slot) {
+    std::uint32_t const face = answers.link(i).face;
+    if (face_mark[face] != epoch && is_near(p, corners[face], r)) return true;
+  }
+  return false;
+}
+
+bool DeviationGuard::Data::is_near_new(Vec p, double r) const {
+  for (ChangedFace const& face : changed) {
+    if (is_near(p, face.corners, r)) return true;
+  }
+  for (std::uint32_t const face : neighbours) {
+    if (is_near(p, corners[face], r)) return true;
+  }
+  return false;
+}
+
+// Whether the points that have led to refusals before, and corners of the original that vanish, are within reach of the
+// new faces: most refusals need no more.
+bool DeviationGuard::Data::passes_critical(double r) const {
+  Point last{};
+  bool any = false;
+  for (ChangedFace const& face : changed) {
+    for (std::size_t k = 0; k < 3; ++k) {
+      Point const& corner = corners[face.face][k];
+      if (corner == face.corners[k] || (moved[face.face] >> k & 1) != 0 || (any && corner == last)) continue;
+      if (!is_near_new(load(corner.data()), r)) return false;
+      last = corner;
+      any = true;
+    }
+  }
+  for (std::uint32_t const face : touched) {
+    Critical const& point = critical[face];
+    if (point.slot == TriangleBvh::kNoSlot) continue;
+    Vec const p = load(point.at.data());
+    if (!is_near_new(p, r) && !is_near_others(p, point.slot, r)) return false;
+  }
+  return true;
+}
+
+// Hands the critical points of the faces that change to the new face nearest to each; a face that gets none takes the
+// point of the original that is farthest from it.
+void DeviationGuard::Data::keep_critical() {
+  kept_critical.clear();
+  for (std::uint32_t const face : touched) {
+    if (critical[face].slot != TriangleBvh::kNoSlot) kept_critical.push_back(critical[face]);
+    critical[face].slot = TriangleBvh::kNoSlot;
+  }
+  for (Critical const& point : kept_critical) {
+    Vec const p = load(point.at.data());
+    std::size_t nearest = fresh.size();
+    double least = std::numeric_limits<double>::infinity();
+    for (std::size_t i = 0; i < fresh.size(); ++i) {
+      double const squared = fresh[i].frame.squared_distance(p);
+      if (squared < least) {
+        least = squared;
+        nearest = i;
+      }
+    }
+    if (nearest < fresh.size()) critical[fresh[nearest].face] = point;
+  }
+  if (!overlay_used) return;
+  for (std::size_t j = 0; j < fresh.size(); ++j) {
+    std::size_t i = 0;
+    std::size_t k = 0;
+    if (critical[fresh[j].face].slot != TriangleBvh::kNoSlot || !overlay.find_farthest(j, i, k)) continue;
+    critical[fresh[j].face] = {narrow(corners_of_slot(slots[i])[k]), slots[i]};
   }
 }
 
 // Everything that may cover the original in the slot: the new faces, the neighbours, and untouched faces that answer
 // for it already; only those near enough to reach some point of it.
 void DeviationGuard::Data::gather_choice(std::uint32_t slot, std::array<Vec, 3> const& triangle, Vec centre, double r) {
-  if (!around_ready) {
-    around.resize(neighbours.size());
-    for (std::size_t i = 0; i < neighbours.size(); ++i) make_frame(around[i], corners[neighbours[i]], 0, neighbours[i]);
-    around_ready = true;
-  }
   extra.clear();
   for (std::uint32_t i = answers.first_of_slot(slot); i != AnswerLists::kEnd; i = answers.link(i).next_of_slot) {
     std::uint32_t const face = answers.link(i).face;
@@ -234,11 +354,14 @@ void DeviationGuard::Data::gather_choice(std::uint32_t slot, std::array<Vec, 3> 
   double size = 0;
   for (Vec const& corner : triangle) size = std::max(size, length(corner - centre));
   double const near = r + size;
-  for (std::vector<CoverTriangle> const* list : {&fresh, &around, &extra}) {
-    for (CoverTriangle const& candidate : *list) {
-      if (candidate.frame.squared_distance(centre, near) <= near * near) choice.push_back(&candidate);
-    }
+  auto const choose = [&](CoverTriangle const& candidate) {
+    if (candidate.frame.squared_distance(centre, near) <= near * near) choice.push_back(&candidate);
+  };
+  for (CoverTriangle const& candidate : fresh) choose(candidate);
+  for (std::size_t i = 0; i < neighbours.size(); ++i) {
+    if (!beyond_box(centre, corners[neighbours[i]], near)) choose(around_face(i));
   }
+  for (CoverTriangle const& candidate : extra) choose(candidate);
   cover.budget -= static_cast<std::int64_t>(fresh.size() + around.size() + extra.size());
 }
 
@@ -276,7 +399,12 @@ bool DeviationGuard::Data::covers_original(Obligation const& obligation, double 
   }
   gather_choice(obligation.slot, piece, centre, r);
   used.clear();
-  if (choice.empty() || !cover.covers(piece, choice, r, reached, used)) return false;
+  if (choice.empty()) {
+    cover.beyond_known = true;
+    cover.beyond = centre;
+    return false;
+  }
+  if (!cover.covers(piece, choice, r, reached, used)) return false;
   for (std::uint32_t const face : used) outcome.push_back({obligation.slot, face});
   return true;
 }
@@ -366,15 +494,56 @@ bool DeviationGuard::Data::attempt(double r) {
   reached = 0;
   cover.budget = kBudgetPerFace * static_cast<std::int64_t>(touched.size() + neighbours.size()) +
                  kBudgetPerOriginal * static_cast<std::int64_t>(obligations.size());
-  std::size_t hint = 0;
-  for (Obligation const& obligation : obligations) {
-    if (!covers_original(obligation, r, hint)) {
-      answers.move_to_front(obligation.face, obligation.slot);
-      return false;
+  bool const quick = overlay.start(slots, fresh, r);
+  overlay_used = quick;
+  if (quick && overlay.needs_others()) {
+    Vec low;
+    Vec high;
+    overlay.bounds_of_far(low, high);
+    others.clear();
+    for (std::size_t i = 0; i < neighbours.size(); ++i) {
+      if (!beyond_box(low, high, corners[neighbours[i]], r)) others.push_back(around_face(i));
+    }
+    overlay.add_others(others);
+    std::size_t i = 0;
+    std::size_t k = 0;
+    if (overlay.find_beyond(i, k)) {
+      Vec const p = corners_of_slot(slots[i])[k];
+      if (!is_near_others(p, slots[i], r)) {
+        critical[obligations[i].face] = {narrow(p), slots[i]};
+        return false;
+      }
     }
   }
-  for (std::size_t i = 0; i < changed.size(); ++i) {
-    if (!stays_near_original(i, r)) return false;
+  rest.clear();
+  for (std::size_t i = 0; i < obligations.size(); ++i) {
+    PatchOverlay::Cover const found = quick ? overlay.cover(i) : PatchOverlay::Cover{};
+    for (std::uint32_t k = 0; k < found.count; ++k) outcome.push_back({slots[i], found.faces[k]});
+    if (found.count == 0) rest.push_back(i);
+    reached = std::max(reached, found.distance);
+  }
+  // What is farthest away first: it decides most refusals.
+  if (quick && rest.size() > 1) {
+    std::iter_swap(rest.begin(), std::max_element(rest.begin(), rest.end(), [&](std::size_t a, std::size_t b) {
+                     return overlay.worst_corner(a) < overlay.worst_corner(b);
+                   }));
+  }
+  std::size_t hint = 0;
+  for (std::size_t const i : rest) {
+    if (covers_original(obligations[i], r, hint)) continue;
+    if (cover.beyond_known) {
+      critical[obligations[i].face] = {narrow(cover.beyond), obligations[i].slot};
+    }
+    return false;
+  }
+  for (std::size_t j = 0; j < changed.size(); ++j) {
+    double const distance = quick ? overlay.distance_of_face(j) : std::numeric_limits<double>::infinity();
+    if (distance <= r) {
+      fresh_distance[j] = distance;
+      reached = std::max(reached, distance);
+    } else if (!stays_near_original(j, r)) {
+      return false;
+    }
   }
   return true;
 }
@@ -388,6 +557,8 @@ bool DeviationGuard::permits(std::span<std::uint32_t const> removed, std::span<C
                              std::span<std::uint32_t const> neighbours) {
   Data& d = *data_;
   if (!d.take_question(removed, changed, neighbours) || !(d.radius > 0)) return false;
+  if (!d.passes_critical(d.radius)) return false;
+  d.prepare_fresh();
   d.gather_obligations();
   d.pending = d.attempt(d.radius);
   return d.pending;
@@ -397,6 +568,7 @@ void DeviationGuard::commit() {
   Data& d = *data_;
   if (!d.pending) return;
   d.pending = false;
+  d.keep_critical();
   for (std::uint32_t const face : d.touched) {
     d.answers.clear_face(face);
     d.alive[face] = 0;
@@ -404,6 +576,9 @@ void DeviationGuard::commit() {
   for (std::size_t i = 0; i < d.changed.size(); ++i) {
     std::uint32_t const face = d.changed[i].face;
     d.alive[face] = 1;
+    for (std::size_t k = 0; k < 3; ++k) {
+      if (d.corners[face][k] != d.changed[i].corners[k]) d.moved[face] |= static_cast<std::uint8_t>(1U << k);
+    }
     d.corners[face] = d.changed[i].corners;
     d.distance[face] = d.fresh_distance[i];
   }

@@ -55,6 +55,10 @@ bool PieceCover::add_corner(Vec at, std::span<CoverTriangle const* const> candid
   }
   budget -= static_cast<std::int64_t>(candidates.size());
   corners_.push_back(added);
+  if (!any) {
+    beyond_known = true;
+    beyond = at;
+  }
   return any;
 }
 
@@ -137,7 +141,11 @@ bool PieceCover::split(Part const& part, std::span<CoverTriangle const* const> c
     }
   }
   budget -= static_cast<std::int64_t>(candidates.size());
-  if (!(best <= radius)) return false;
+  if (!(best <= radius)) {
+    beyond_known = true;
+    beyond = middle_of_part;
+    return false;
+  }
   bool within_reach = true;
   if (cut(part, under, candidates, radius, within_reach)) return within_reach;
   for (std::uint32_t i = 0; i < part.count; ++i) {
@@ -178,6 +186,7 @@ bool PieceCover::split(Part const& part, std::span<CoverTriangle const* const> c
 
 bool PieceCover::covers(std::array<Vec, 3> const& whole, std::span<CoverTriangle const* const> candidates,
                         double radius, double& reached, std::vector<std::uint32_t>& used) {
+  beyond_known = false;
   words_ = (candidates.size() + 63) / 64;
   std::size_t const most_corners = kMostCorners + kMostCornersPerCandidate * candidates.size();
   corners_.clear();

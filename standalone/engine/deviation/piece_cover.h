@@ -29,6 +29,10 @@ class PieceCover {
   // What may still be spent, in distance tests; a cover that needs more fails. Shared by all covers of one question.
   std::int64_t budget = 0;
 
+  // Where a cover has failed: a point that no candidate is near enough to. Unknown where it was given up for its cost.
+  bool beyond_known = false;
+  Vec beyond;
+
   // The largest distance of the corners from the triangle, offset included; infinity if beyond `limit`.
   double reach(std::array<Vec, 3> const& corners, CoverTriangle const& triangle, double limit);
 

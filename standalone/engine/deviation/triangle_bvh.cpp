@@ -49,6 +49,8 @@ struct Reference {
   double centre(std::size_t axis) const { return 0.5 * (static_cast<double>(box.low[axis]) + box.high[axis]); }
 };
 
+}  // namespace
+
 double squared_distance_to_triangle(Vec p, Vec a, Vec b, Vec c) {
   Vec const ab = b - a;
   Vec const ac = c - a;
@@ -78,8 +80,6 @@ double squared_distance_to_triangle(Vec p, Vec a, Vec b, Vec c) {
   return std::min({squared_distance_to_segment(p, a, b), squared_distance_to_segment(p, b, c),
                    squared_distance_to_segment(p, c, a)});
 }
-
-}  // namespace
 
 struct TriangleBvh::Builder {
   std::vector<Reference> references;

@@ -18,6 +18,9 @@
 
 namespace mirel::engine {
 
+// Squared distance from p to the triangle abc; one without area counts as its edges.
+double squared_distance_to_triangle(Vec p, Vec a, Vec b, Vec c);
+
 class TriangleBvh {
  public:
   static constexpr std::uint32_t kNoSlot = 0xFFFFFFFFU;

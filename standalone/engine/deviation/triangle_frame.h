@@ -14,6 +14,7 @@
 #include <cmath>
 #include <limits>
 
+#include "standalone/engine/deviation/local_face.h"
 #include "standalone/engine/deviation/vec.h"
 
 namespace mirel::engine {
@@ -106,6 +107,44 @@ class TriangleFrame {
   // Whether p projects into the triangle; false without a plane.
   bool projects_inside(Vec p) const {
     return has_plane_ && edge_distance(0, p) >= 0 && edge_distance(1, p) >= 0 && edge_distance(2, p) >= 0;
+  }
+
+  // The same in floats, relative to an origin; `slack`: what figures may be off. Needs has_plane().
+  LocalFace local(Vec origin, double slack) const {
+    auto const narrow = [](double value) { return static_cast<float>(value); };
+    auto const put = [&](Vec v, float(&to)[3]) {
+      to[0] = narrow(v.x);
+      to[1] = narrow(v.y);
+      to[2] = narrow(v.z);
+    };
+    LocalFace face{};
+    put(a_ - origin, face.origin);
+    put(axis_x_, face.axis_x);
+    put(axis_y_, face.axis_y);
+    put(normal_, face.normal);
+    face.bx = narrow(bx_);
+    face.cx = narrow(cx_);
+    face.cy = narrow(cy_);
+    face.bc_x = narrow(inward_[1].x);
+    face.bc_y = narrow(inward_[1].y);
+    face.bc_offset = narrow(inward_[1].offset);
+    face.ca_x = narrow(inward_[2].x);
+    face.ca_y = narrow(inward_[2].y);
+    face.inverse_ab = narrow(1 / (bx_ * bx_));
+    face.inverse_bc = narrow(1 / ((cx_ - bx_) * (cx_ - bx_) + cy_ * cy_));
+    face.inverse_ca = narrow(1 / (cx_ * cx_ + cy_ * cy_));
+    face.doubt = narrow(slack);
+    return face;
+  }
+
+  // The largest distance of a corner from p, in any coordinate.
+  double extent_from(Vec p) const {
+    double extent = 0;
+    for (Vec const& corner : {a_, b_, c_}) {
+      Vec const d = corner - p;
+      extent = std::max({extent, std::fabs(d.x), std::fabs(d.y), std::fabs(d.z)});
+    }
+    return extent;
   }
 
  private:

@@ -206,8 +206,6 @@ bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
   };
   add_ring(own_neighbours_);
   add_ring(other_neighbours_);
-  std::sort(neighbour_faces_.begin(), neighbour_faces_.end());
-  neighbour_faces_.erase(std::unique(neighbour_faces_.begin(), neighbour_faces_.end()), neighbour_faces_.end());
   return guards_[mesh]->permits(removed_faces_, changed_faces_, neighbour_faces_);
 }
 
