@@ -137,7 +137,7 @@ struct DeviationGuard::Data {
   std::vector<std::uint32_t> used;
   std::vector<Critical> kept_critical;
   std::vector<CoverTriangle> others;  // of `around`, near to what the overlay asks for
-  std::vector<std::size_t> rest;  // obligations that the overlay has not settled
+  std::vector<std::size_t> rest;      // obligations that the overlay has not settled
   struct TreePiece {
     ConvexPiece piece;
     std::uint32_t hint;

@@ -1,7 +1,7 @@
 // A triangle in floats, relative to an origin near it, for the distances of many points at once.
 //
-// Each point gets its place in the triangle's frame (x, y in its plane, z above it) and its squared distance. Points and
-// triangles lie within `reach` of the origin; every figure is off by less than kLocalSlack times that. A squared
+// Each point gets its place in the triangle's frame (x, y in its plane, z above it) and its squared distance. Points
+// and triangles lie within `reach` of the origin; every figure is off by less than kLocalSlack times that. A squared
 // distance is that of a point of the triangle: up to this slack never too small, however acute the corners.
 #pragma once
 

@@ -1,9 +1,9 @@
 // A patch of new faces laid over the triangles of the original that it has to answer for: the distances of both
 // directions at once, many points at a time, exact where it says yes.
 //
-// The corners of all those triangles are measured against all new faces in floats; what floats may hide is taken off the
-// radius. A triangle with its corners within the radius of one face is within it everywhere (the distance to a convex
-// set is convex); one that lies over two faces is cut where it passes from one to the other.
+// The corners of all those triangles are measured against all new faces in floats; what floats may hide is taken off
+// the radius. A triangle with its corners within the radius of one face is within it everywhere (the distance to a
+// convex set is convex); one that lies over two faces is cut where it passes from one to the other.
 //
 // The other way around: take triangles of the original whose projection to the plane of a new face has no edge without
 // its mate over the face. Then every point of the face is covered by as many of them, counted with their orientation,
@@ -100,8 +100,8 @@ class PatchOverlay {
   std::vector<std::uint32_t> triangle_of_;               // per point: a triangle and which of its corners
   std::vector<float> x_, y_, z_;                         // points, up to full blocks
   std::size_t point_count_ = 0;
-  std::vector<LocalFace> local_;  // of new faces
-  std::vector<char> flat_;        // whether they have a plane
+  std::vector<LocalFace> local_;                              // of new faces
+  std::vector<char> flat_;                                    // whether they have a plane
   std::vector<float> place_x_, place_y_, place_z_, squared_;  // new faces x points
   std::vector<Corner> corners_;
   std::vector<std::uint32_t> far_;

@@ -16,6 +16,7 @@
 #include "standalone/engine/deviation/deviation_guard.h"
 #include "standalone/engine/ladder/bucket_queue.h"
 #include "standalone/engine/ladder/records.h"
+#include "standalone/engine/ladder/refused_edges.h"
 #include "standalone/engine/ladder/star_metric.h"
 #include "standalone/engine/ladder/stars.h"
 #include "standalone/engine/ladder/wedge_attributes.h"
@@ -145,6 +146,7 @@ class LadderBuilder {
   WedgeAttributes attributes_;
   std::vector<AttributeSums> attribute_sums_;            // per vertex; empty where no mesh has UVs or normals
   std::vector<std::unique_ptr<DeviationGuard>> guards_;  // per mesh, with a tolerance only
+  RefusedEdges refused_edges_;                           // the same
 
   std::vector<std::uint32_t> vertex_base_;  // mesh_count + 1
   struct Origin {

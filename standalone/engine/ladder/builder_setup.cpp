@@ -165,6 +165,7 @@ void LadderBuilder::add_face_terms(std::span<std::uint32_t const> triangles) {
 }
 
 void LadderBuilder::start_guards() {
+  refused_edges_.start(stars_.vertex_count());
   for (WedgeMesh const* mesh : records_.meshes) {
     std::vector<float> positions(std::size_t{mesh->position_count} * 3);
     std::vector<std::uint32_t> faces(mesh->faces.size());

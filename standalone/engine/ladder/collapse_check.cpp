@@ -28,6 +28,7 @@ int xy_sign(Point const& a, Point const& b, Point const& c) {
 // Whether the edge (a, b) may collapse to `place`, the cheap tests first. Leaves in the scratch members what `commit`
 // needs.
 LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, Vec3 place) {
+  if (options_.tolerance > 0 && refused_edges_.holds(a, b)) return Obstacle::kTolerance;
   if ((stars_.is_hub(a) || stars_.is_hub(b)) && hub_turns(a, b, place)) return Obstacle::kFoldover;
   if (!gather(a, b)) return Obstacle::kTopology;
   list_neighbours(stars_, a, own_neighbours_);
@@ -48,7 +49,10 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   if (verdict == kFanTouches && meets_neighbour(place)) return Obstacle::kTopology;
   if (options_.prevent_xy_foldovers && turns_over_in_xy(a, b)) return Obstacle::kFoldover;
   if (records_.attributed && !merge_wedges(mesh, a, b, place)) return Obstacle::kFoldover;
-  if (options_.tolerance > 0 && !within_tolerance(a, b)) return Obstacle::kTolerance;
+  if (options_.tolerance > 0 && !within_tolerance(a, b)) {
+    refused_edges_.add(a, b);
+    return Obstacle::kTolerance;
+  }
   return Obstacle::kNone;
 }
 

@@ -28,7 +28,11 @@ std::uint32_t LadderBuilder::new_node(std::uint32_t lowest) {
 // Makes the collapse that `check` has just allowed. The vertex with the larger star keeps its number, so that fewer
 // stars have to be rewritten.
 void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key) {
-  if (!guards_.empty()) guards_[mesh_of(a)]->commit();
+  if (!guards_.empty()) {
+    guards_[mesh_of(a)]->commit();
+    for (std::uint32_t const v : own_neighbours_.span()) refused_edges_.change(v);
+    for (std::uint32_t const v : other_neighbours_.span()) refused_edges_.change(v);
+  }
   bool const swapped = stars_.vertex(b).star_count > stars_.vertex(a).star_count;
   std::uint32_t const kept = swapped ? b : a;
   std::uint32_t const gone = swapped ? a : b;
