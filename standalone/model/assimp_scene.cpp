@@ -2,14 +2,10 @@
 
 #include <assimp/GltfMaterial.h>
 #include <assimp/material.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <assimp/Importer.hpp>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <stdexcept>
 #include <unordered_map>
 
@@ -68,67 +64,6 @@ aiMatrix4x4 half_turn() {
   return {-1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 }
 
-std::string base_name(std::string const& path) {
-  std::size_t const slash = path.rfind('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-std::vector<char> read_file(std::string const& path) {
-  std::vector<char> content;
-  if (std::FILE* const file = std::fopen(path.c_str(), "rb")) {
-    char block[1 << 16];
-    while (std::size_t const length = std::fread(block, 1, sizeof block, file)) {
-      content.insert(content.end(), block, block + length);
-    }
-    if (std::ferror(file) != 0) {
-      content.clear();
-    }
-    std::fclose(file);
-  }
-  return content;
-}
-
-// "png", "jpg", or empty for what glTF cannot take.
-std::string image_kind(std::vector<char> const& content) {
-  static constexpr char kPng[] = "\x89PNG\r\n\x1A\n";
-  static constexpr char kJpeg[] = "\xFF\xD8\xFF";
-  if (content.size() >= 8 && std::memcmp(content.data(), kPng, 8) == 0) {
-    return "png";
-  }
-  return content.size() >= 3 && std::memcmp(content.data(), kJpeg, 3) == 0 ? "jpg" : "";
-}
-
-bool is_same_file(std::string const& a, std::string const& b) {
-  struct stat first = {};
-  struct stat second = {};
-  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
-         first.st_ino == second.st_ino;
-}
-
-// The file's path from the folder on; empty where it is not in it, or of letters that not every program takes.
-std::string path_inside(std::string const& folder, std::string const& file) {
-  std::unique_ptr<char, decltype(&std::free)> const outer(realpath(folder.c_str(), nullptr), &std::free);
-  std::unique_ptr<char, decltype(&std::free)> const inner(realpath(file.c_str(), nullptr), &std::free);
-  if (outer == nullptr || inner == nullptr) {
-    return {};
-  }
-  std::string const start = std::string(outer.get()) + "/";
-  std::string const whole = inner.get();
-  if (whole.compare(0, start.size(), start) != 0) {
-    return {};
-  }
-  std::string inside = whole.substr(start.size());
-  for (std::size_t begin = 0; begin <= inside.size();) {
-    std::size_t const end = std::min(inside.find('/', begin), inside.size());
-    std::string const part = inside.substr(begin, end - begin);
-    if (clean_file_name(part) != part) {
-      return {};
-    }
-    begin = end + 1;
-  }
-  return inside;
-}
-
 bool has_triangles_only(std::vector<std::unique_ptr<aiMesh>> const& meshes) {
   return std::all_of(meshes.begin(), meshes.end(), [](std::unique_ptr<aiMesh> const& mesh) {
     return mesh->mPrimitiveTypes == aiPrimitiveType_TRIANGLE;
@@ -176,7 +111,8 @@ std::unique_ptr<aiScene> make_finished_scene(unsigned int steps) {
 
 class SceneBuilder {
  public:
-  SceneBuilder(Format const& format, SceneNotes const& notes) : format_(format), notes_(notes) {}
+  SceneBuilder(Format const& format, SceneNotes const& notes)
+      : format_(format), notes_(notes), texture_files_(format_, notes_) {}
 
   BuiltScene build(Model const& model) {
     root_ = std::make_unique<aiNode>();
@@ -194,7 +130,9 @@ class SceneBuilder {
     scene.mRootNode = root_.release();
     hand_over(scene.mMeshes, scene.mNumMeshes, meshes_);
     hand_over(scene.mMaterials, scene.mNumMaterials, materials_);
-    hand_over(scene.mTextures, scene.mNumTextures, textures_);
+    hand_over(scene.mTextures, scene.mNumTextures, texture_files_.embedded);
+    result_.texture_files = std::move(texture_files_.files);
+    result_.remarks = std::move(texture_files_.remarks);
     return std::move(result_);
   }
 
@@ -422,61 +360,12 @@ class SceneBuilder {
       made->AddProperty(&two_sided, 1, AI_MATKEY_TWOSIDED);
     }
     if (look.material != nullptr && look.material->texture != nullptr) {
-      add_texture(*made, *look.material->texture);
+      if (std::string const name = texture_files_.name_of(look.material->texture->path); !name.empty()) {
+        aiString path(name);
+        made->AddProperty(&path, AI_MATKEY_TEXTURE_DIFFUSE(0));
+      }
     }
     return made;
-  }
-
-  void add_texture(aiMaterial& material, Texture const& texture) {
-    auto const [found, is_new] = texture_names_.try_emplace(texture.path);
-    if (is_new) {
-      found->second = provide_texture(texture.path);
-    }
-    if (!found->second.empty()) {
-      aiString path(found->second);
-      material.AddProperty(&path, AI_MATKEY_TEXTURE_DIFFUSE(0));
-    }
-  }
-
-  // The name by which materials call the texture; empty where it has to be left out.
-  std::string provide_texture(std::string const& path) {
-    std::vector<char> const content = format_.takes_only_png_and_jpeg ? read_file(path) : std::vector<char>();
-    std::string const kind = image_kind(content);
-    if (format_.takes_only_png_and_jpeg && kind.empty()) {
-      result_.remarks.push_back("texture " + path + " is neither PNG nor JPEG, and was left out");
-      return {};
-    }
-    if (format_.embeds_textures) {
-      auto embedded = std::make_unique<aiTexture>();
-      embedded->mWidth = static_cast<unsigned int>(content.size());
-      embedded->mHeight = 0;
-      std::strncpy(embedded->achFormatHint, kind.c_str(), sizeof embedded->achFormatHint - 1);
-      embedded->pcData = reinterpret_cast<aiTexel*>(new char[(content.size() / sizeof(aiTexel) + 1) * sizeof(aiTexel)]);
-      std::memcpy(static_cast<void*>(embedded->pcData), content.data(), content.size());
-      set_name(embedded->mFilename, base_name(path));
-      textures_.push_back(std::move(embedded));
-      return std::string("*").append(std::to_string(textures_.size() - 1));
-    }
-    if (std::string const inside = path_inside(notes_.folder, path); !inside.empty()) {
-      return inside;
-    }
-    std::string const wanted = clean_file_name(base_name(path));
-    for (;;) {
-      std::string const name = texture_files_.add(wanted, true);
-      std::string const place = notes_.folder + "/" + name;
-      struct stat status = {};
-      if (is_same_file(path, place)) {
-        return name;
-      }
-      // Another file of that name stays as it is.
-      if (lstat(place.c_str(), &status) != 0) {
-        result_.copies.push_back({path, name});
-        return name;
-      }
-      if (S_ISREG(status.st_mode) && read_file(place) == read_file(path)) {
-        return name;
-      }
-    }
   }
 
   Format const& format_;
@@ -489,11 +378,9 @@ class SceneBuilder {
   std::unordered_map<Entities const*, std::vector<unsigned int>> meshes_of_;
   std::vector<Look> looks_;
   std::vector<std::unique_ptr<aiMaterial>> materials_;
-  std::vector<std::unique_ptr<aiTexture>> textures_;
-  std::unordered_map<std::string, std::string> texture_names_;
   UniqueNames material_names_;
   UniqueNames node_names_;
-  UniqueNames texture_files_;
+  TextureFiles texture_files_;
   std::size_t node_count_ = 0;
 };
 

@@ -9,18 +9,13 @@
 
 #include "standalone/model/save.h"
 #include "standalone/model/scene.h"
+#include "standalone/model/texture_files.h"
 
 namespace mirel::model {
 
-// A texture to be copied beside the file, and the name it gets there.
-struct TextureCopy {
-  std::string source;
-  std::string name;
-};
-
 struct BuiltScene {
   std::unique_ptr<aiScene> scene;
-  std::vector<TextureCopy> copies;
+  std::vector<TextureFile> texture_files;
   std::vector<std::string> remarks;  // what had to be left out
 };
 

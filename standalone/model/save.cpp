@@ -178,6 +178,16 @@ bool copy_file(std::string const& source, std::string const& target, WriteFailur
   return failure.text.empty();
 }
 
+bool write_file(std::vector<char> const& content, std::string const& target, WriteFailure& failure) {
+  std::FILE* const to = std::fopen(target.c_str(), "wb");
+  if (to == nullptr) {
+    failure.note(target, errno);
+    return false;
+  }
+  CheckedFile(to, target, failure).Write(content.data(), 1, content.size());
+  return failure.text.empty();
+}
+
 bool export_scene(BuiltScene const& built, Format const& format, std::string const& path, WriteFailure& failure) {
   Assimp::Exporter exporter;
   exporter.SetIOHandler(new CheckedFiles(failure));
@@ -253,8 +263,9 @@ bool save_model(Model const& model, std::string const& path) {
     return fail(folder + ": " + std::strerror(temporary.error()));
   }
   WriteFailure failure;
-  for (TextureCopy const& copy : built.copies) {
-    if (!copy_file(copy.source, temporary.path() + "/" + copy.name, failure)) {
+  for (TextureFile const& file : built.texture_files) {
+    std::string const target = temporary.path() + "/" + file.name;
+    if (!(file.source.empty() ? write_file(file.content, target, failure) : copy_file(file.source, target, failure))) {
       return fail(failure.text);
     }
   }

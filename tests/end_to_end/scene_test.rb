@@ -371,10 +371,26 @@ class SceneTest < ProgramTest
     write("brick.bmp", "BM is no picture that glTF takes")
     result = mirel("convert", textured("brick.bmp"), "-o", path("out.glb"))
     assert_equal 0, result.status, result.err
-    assert_match(/brick\.bmp is neither PNG nor JPEG, and was left out/, result.err)
+    assert_match(/brick\.bmp is none of PNG, JPEG, TGA and BMP, and was left out/, result.err)
     assert_empty Gltf.errors(path("out.glb"))
     FileUtils.mkdir(path("out"))
     assert_equal %w[brick.bmp out.mtl], convert(path("wall.obj"), path("out/out.obj"))["side_files"]
+  end
+
+  def test_pictures_that_gltf_does_not_know_become_png
+    bitmap = ["BM", 58, 0, 54, 40, 1, 1, 1, 24, 0, 4, 0, 0, 0, 0, 0, 0, 255, 0].pack("a2 V6 v2 V6 C4")
+    targa = [0, 0, 2, 0, 0, 0, 0, 0, 1, 1, 24, 0, 0, 0, 255].pack("C3 v2 C v4 C2 C3")
+    { "brick.bmp" => bitmap, "brick.tga" => targa }.each do |name, content|
+      write(name, content)
+      result = mirel("convert", textured(name), "-o", path("out.glb"))
+      assert_equal [0, ""], [result.status, result.err.lines.grep(/left out/).join], result.err
+      assert_empty Gltf.errors(path("out.glb"))
+      assert_equal "image/png", Gltf.json(path("out.glb"))["images"].first["mimeType"]
+      FileUtils.mkdir_p(path("out"))
+      assert_includes convert(path("wall.obj"), path("out/out.gltf"))["side_files"], "brick.png"
+      assert_empty Gltf.errors(path("out/out.gltf"))
+      FileUtils.rm_r(path("out"))
+    end
   end
 
   def test_textures_of_one_name

@@ -656,6 +656,29 @@ TEST_F(SaveTest, ATextureThatGltfCannotTakeIsLeftOutAndSaid) {
   check_scene("scene.glb", true);
 }
 
+// A bitmap of one red point.
+constexpr char kBmp[] =
+    "BM\x3A\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0\1\0\0\0\1\0\0\0\1\0\x18\0\0\0\0\0\4\0\0\0\0\0\0\0\0\0\0\0"
+    "\0\0\0\0\0\0\0\0\0\0\xFF";
+
+TEST_F(SaveTest, ATextureThatGltfCannotTakeBecomesPng) {
+  std::ofstream(folder_ / "picture source.png", std::ios::trunc | std::ios::binary).write(kBmp, sizeof kBmp);
+  make_scene();
+  ASSERT_EQ(SU_ERROR_NONE, save("scene.glb"));
+  EXPECT_STREQ("", mirel_model_message());
+  check_materials("scene.glb");
+  ASSERT_EQ(SU_ERROR_NONE, save("scene.gltf"));
+  EXPECT_STREQ("", mirel_model_message());
+  check_materials("scene.gltf");
+  std::ifstream file(folder_ / "picture_source.png", std::ios::binary);
+  char mark[4] = {};
+  file.read(mark, sizeof mark);
+  EXPECT_EQ("\x89PNG", std::string(mark, sizeof mark));
+  // A second time it is there already.
+  ASSERT_EQ(SU_ERROR_NONE, save("scene.gltf"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "picture_source_2.png"));
+}
+
 TEST_F(SaveTest, InstancesOfInstances) {
   SUEntitiesRef inside = {};
   SUComponentDefinitionRef definition = add_definition("level 0", inside);
