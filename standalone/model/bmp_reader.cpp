@@ -237,11 +237,4 @@ std::optional<Picture> read_bmp(Bytes file) {
   return Reader(file).read();
 }
 
-std::optional<Picture> read_picture(Bytes file) {
-  if (file.size() >= 2 && file[0] == 'B' && file[1] == 'M') {
-    return read_bmp(file);
-  }
-  return read_tga(file);
-}
-
 }  // namespace mirel::model
