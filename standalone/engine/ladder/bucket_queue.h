@@ -93,7 +93,7 @@ class BlockedQueue {
 
   void start(std::uint32_t vertex_count) {
     shift_ = kStretchBits;
-    std::uint32_t const count = vertex_count <= 8U << kStretchBits ? 1 : ((vertex_count - 1) >> kStretchBits) + 1;
+    std::uint32_t const count = vertex_count <= 2U << kStretchBits ? 1 : ((vertex_count - 1) >> kStretchBits) + 1;
     while (count == 1 && (vertex_count >> shift_) > 0) ++shift_;
     queues_.resize(count);
   }
