@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace mirel::engine {
 
@@ -53,11 +54,14 @@ Records LadderBuilder::build() {
 
   for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
     if ((stars_.vertex(v).flags & kUrgent) != 0) {
+      // In its turn, as the others before it.
+      file_pending();
       file(v, v, 0);
     } else {
-      process(v, 0);
+      file_later(v);
     }
   }
+  file_pending();
   BucketQueue::Bucket bucket = 0;
   while (queue_.find_next(bucket, live_faces_ / 2)) take_batch(bucket);
 
@@ -82,8 +86,52 @@ void LadderBuilder::file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bu
   queue_.push({v, partner}, bucket);
 }
 
+// Whether all that is wanted of a vertex is worked out by `cheapest_edges`.
+bool LadderBuilder::is_plain(std::uint32_t v) const {
+  return attribute_sums_.empty() && (stars_.vertex(v).flags & kIrregular) == 0 && !stars_.is_hub(v);
+}
+
+// Files a vertex by its cheapest edge, with others together: their evaluations do not wait for each other.
+void LadderBuilder::file_later(std::uint32_t v) {
+  if (!is_plain(v)) {
+    process(v, 0);
+    return;
+  }
+  stars_.vertex(v).bucket = kNotQueued;
+  pending_[pending_count_++] = v;
+  if (pending_count_ == kBatch) file_pending();
+}
+
+void LadderBuilder::file_pending() {
+  std::array<CheapestEdge, kBatch> edges;
+  std::uint32_t count = 0;
+  for (std::uint32_t i = 0; i < pending_count_; ++i) {
+    std::uint32_t const v = pending_[i];
+    Vertex const& vertex = stars_.vertex(v);
+    // Some have merged into another since, or have been looked at.
+    if (vertex.bucket != kNotQueued || (vertex.flags & kDead) != 0) continue;
+    if (is_plain(v)) {
+      pending_[count++] = v;
+    } else {
+      process(v, 0);
+    }
+  }
+  pending_count_ = 0;
+  kernels_.cheapest_edges(stars_.vertices(), stars_.entries(), pending_.data(), count, edges.data());
+  for (std::uint32_t i = 0; i < count; ++i) {
+    std::uint32_t const v = pending_[i];
+    if (stars_.vertex(v).bucket != kNotQueued) continue;
+    if (edges[i].key < std::numeric_limits<float>::infinity()) {
+      file(v, edges[i].neighbour, BucketQueue::bucket_of(edges[i].key));
+    } else {
+      process(v, 0);
+    }
+  }
+}
+
 // Takes the next few entries of a bucket together. Each speaks for one edge, and those edges are evaluated in one go;
-// where nothing around an edge has changed by the time that it is its turn, that is all that it takes.
+// where nothing around an edge has changed by the time that it is its turn, that is all that it takes. Entries whose
+// edge is gone or has become dearer have all edges of their vertex evaluated, again in one go.
 void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
   std::span<BucketQueue::Entry const> const entries = queue_.rest(bucket);
   if ((entries[0].item & kComponentMark) != 0) {
@@ -117,28 +165,51 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
   if (count == 0) return;
   batch_.resize(2 * kBatch);
   evaluate_batch(0);
+  // Those that are to be evaluated as a whole, and what came of it.
+  std::array<std::uint32_t, kBatch> whole;
+  std::array<std::uint32_t, kBatch> place_among_whole;
+  std::array<CheapestEdge, kBatch> cheapest;
+  std::uint32_t whole_count = 0;
   for (std::uint32_t i = 0; i < count; ++i) {
-    Vertex& vertex = stars_.vertex(items[i]);
+    bool const gone = (stars_.vertex(partners[i]).flags & kDead) != 0;
+    bool const risen = BucketQueue::bucket_of(batch_.keys[i]) > bucket + kSmallRise;
+    bool const is_one = (gone | risen) & is_plain(items[i]);
+    whole[whole_count] = items[i];
+    place_among_whole[i] = is_one ? whole_count : kBatch;
+    whole_count += is_one ? 1U : 0U;
+  }
+  kernels_.cheapest_edges(stars_.vertices(), stars_.entries(), whole.data(), whole_count, cheapest.data());
+  for (std::uint32_t i = 0; i < count; ++i) {
+    std::uint32_t const v = items[i];
+    Vertex& vertex = stars_.vertex(v);
     if (vertex.bucket != bucket) continue;
     vertex.bucket = kNotQueued;
     bool const urgent = (vertex.flags & kUrgent) != 0;
     Vertex const& partner = stars_.vertex(partners[i]);
-    if (is_exact(items[i], partners[i]) && !urgent && items[i] != partners[i] && (partner.flags & kDead) == 0) {
+    if (!urgent && place_among_whole[i] < kBatch && (vertex.flags & kFresh) != 0) {
+      CheapestEdge const& edge = cheapest[place_among_whole[i]];
+      BucketQueue::Bucket const now = BucketQueue::bucket_of(edge.key);
+      if (now > bucket && edge.key < std::numeric_limits<float>::infinity()) {
+        file(v, edge.neighbour, now);
+        continue;
+      }
+    } else if (!urgent && is_exact(v, partners[i]) && v != partners[i] && (partner.flags & kDead) == 0) {
       if ((vertex.flags & partner.flags & kFresh) == 0) evaluate_batch(i);
       BucketQueue::Bucket const now = BucketQueue::bucket_of(batch_.keys[i]);
       if (now <= bucket) {
         Vec3 const place = (partner.flags & kLocked) != 0 ? partner.position() : vertex.position() + batch_.offset(i);
-        if (check(items[i], partners[i], place) == Obstacle::kNone) {
-          commit(items[i], partners[i], place, batch_.keys[i]);
+        if (check(v, partners[i], place) == Obstacle::kNone) {
+          commit(v, partners[i], place, batch_.keys[i]);
           continue;
         }
       } else if (now <= bucket + kSmallRise) {
-        file(items[i], partners[i], now);
+        file(v, partners[i], now);
         continue;
       }
     }
-    process(items[i], urgent ? BucketQueue::kBucketCount : bucket);
+    process(v, urgent ? BucketQueue::kBucketCount : bucket);
   }
+  file_pending();
 }
 
 // Where the merged vertex of a candidate goes. A locked end is met to the bit.

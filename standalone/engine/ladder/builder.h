@@ -78,6 +78,9 @@ class LadderBuilder {
   Vec3 place_of(std::uint32_t v, std::uint32_t candidate) const;
   bool cheapest(std::uint32_t v, std::uint32_t& best);
   void take_batch(BucketQueue::Bucket bucket);
+  bool is_plain(std::uint32_t v) const;
+  void file_later(std::uint32_t v);
+  void file_pending();
   void file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bucket bucket);
   void set_aside(std::uint32_t v, std::array<std::uint8_t, kObstacles> const& obstacles);
   void retire(std::uint32_t v);
@@ -176,6 +179,9 @@ class LadderBuilder {
   Candidates candidates_;
   std::vector<std::uint8_t> refined_;  // candidates whose key has its attribute part
   Candidates batch_;
+  std::array<std::uint32_t, kBatch> pending_;  // vertices that are still to be filed
+  std::uint32_t pending_count_ = 0;
+  bool quick_ = false;                            // nothing but positions counts
   Neighbours own_neighbours_, other_neighbours_;  // of the first and the second end
   Fan fan_{};
   std::vector<StarEntry> fan_faces_;

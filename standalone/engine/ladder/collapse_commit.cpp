@@ -140,13 +140,13 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   finish_step();
 
   if (!any_set_aside) {
-    process(kept, 0);
+    file_later(kept);
     return;
   }
   // `process` overwrites the scratch of this collapse; the ring is not part of what it uses.
   std::vector<std::uint32_t> ring;
   ring.swap(ring_);
-  process(kept, 0);
+  file_later(kept);
   for (std::uint32_t const v : ring) {
     if (stars_.vertex(v).bucket == kSetAside) wake(v);
   }

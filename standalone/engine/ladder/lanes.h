@@ -46,6 +46,10 @@ inline __attribute__((always_inline)) Floats larger(Floats a, Floats b) {
   return a > b ? a : b;
 }
 template <typename Floats>
+inline __attribute__((always_inline)) Floats smaller(Floats a, Floats b) {
+  return a < b ? a : b;
+}
+template <typename Floats>
 inline __attribute__((always_inline)) Floats magnitude(Floats a) {
   return a < Floats{} ? -a : a;
 }
@@ -55,7 +59,7 @@ inline __attribute__((always_inline)) Floats square_root(Floats a) {
   for (std::size_t k = 0; k < sizeof(Floats) / sizeof(float); ++k) result[k] = __builtin_sqrtf(a[k]);
   return result;
 }
-// One bit for each lane.
+// Whether a lane is set.
 template <typename Mask>
 inline __attribute__((always_inline)) bool any(Mask mask) {
   std::uint64_t words[sizeof(Mask) / 8];
@@ -63,6 +67,20 @@ inline __attribute__((always_inline)) bool any(Mask mask) {
   std::uint64_t bits = 0;
   for (std::uint64_t const word : words) bits |= word;
   return bits != 0;
+}
+
+// One bit for each lane that is set.
+template <typename Mask>
+inline __attribute__((always_inline)) unsigned lane_bits(Mask mask) {
+#if defined(__AVX2__)
+  if constexpr (sizeof(Mask) == 32) return static_cast<unsigned>(__builtin_ia32_movmskps256((FloatLanes<8>)mask));
+#endif
+#if defined(__SSE__)
+  if constexpr (sizeof(Mask) == 16) return static_cast<unsigned>(__builtin_ia32_movmskps((Lanes)mask));
+#endif
+  unsigned bits = 0;
+  for (std::size_t k = 0; k < sizeof(Mask) / 4; ++k) bits |= mask[k] != 0 ? 1U << k : 0U;
+  return bits;
 }
 
 inline Lanes splat(float value) {

@@ -12,6 +12,7 @@ MetricKernels const& wide_metric_kernels();
 MetricKernels const& narrow_metric_kernels() {
   static constexpr MetricKernels kNarrow = {kernels::face_terms<4>,
                                             kernels::evaluate_star<4>,
+                                            kernels::cheapest_edges<4>,
                                             kernels::evaluate_edges<4>,
                                             kernels::evaluate_star_attributed<4>,
                                             kernels::evaluate_edges_attributed<4>,

@@ -29,6 +29,12 @@ struct EdgeArrays {
   float *ex, *ey, *ez;  // relative to the second end
 };
 
+// The cheapest edge of a vertex: of those to the next corners of its star's faces, the first where there are several.
+struct CheapestEdge {
+  float key;  // infinite where no edge may collapse
+  std::uint32_t neighbour;
+};
+
 // The sums of one face for its corners: x y z (unused, 0), quadric, normal: laid out like a Vertex.
 struct FaceRow {
   float values[12];
@@ -60,6 +66,9 @@ struct MetricKernels {
   // Keys and places of the edges from v to `count` neighbours; behind them are ids of vertices up to full lanes.
   void (*evaluate_star)(Vertex const* vertices, std::uint32_t v, std::uint32_t const* neighbours, std::uint32_t count,
                         EdgeArrays const& out);
+  // For each of `count` vertices with closed fans, the cheapest edge.
+  void (*cheapest_edges)(Vertex const* vertices, StarEntry const* entries, std::uint32_t const* items,
+                         std::uint32_t count, CheapestEdge* out);
   // Keys and places of `count` edges, from[i] to to[i].
   void (*evaluate_edges)(Vertex const* vertices, std::uint32_t const* from, std::uint32_t const* to,
                          std::uint32_t count, EdgeArrays const& out);

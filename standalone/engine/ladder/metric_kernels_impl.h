@@ -2,6 +2,9 @@
 // and plain data are used, so that no function compiled for a wider machine can stand in for another's.
 #pragma once
 
+#include <bit>
+#include <cstddef>
+
 #include "standalone/engine/ladder/lanes.h"
 #include "standalone/engine/ladder/metric_kernels.h"
 
@@ -25,29 +28,37 @@ struct EndLanes {
   FloatLanes<width> q0, q1, q2, q3, q4, q5;
   FloatLanes<width> n0, n1, n2;
   FloatLanes<width> error;
+  MaskLanes<width> locked;  // ends that keep their places
 };
+
+// Where the flags of a vertex are in the last four words of its line, which are loaded like its floats.
+static_assert(std::endian::native == std::endian::little);
+static_assert(offsetof(Vertex, flags) == 4 * 14 + 2 && offsetof(Vertex, error) == 4 * 15);
+inline constexpr std::int32_t kLockedInWord = kLocked << 16;
 
 template <int width>
 inline __attribute__((always_inline)) EndLanes<width> same_end(Vertex const& v) {
-  return {all<width>(v.x),          all<width>(v.y),          all<width>(v.z),          all<width>(v.quadric[0]),
-          all<width>(v.quadric[1]), all<width>(v.quadric[2]), all<width>(v.quadric[3]), all<width>(v.quadric[4]),
-          all<width>(v.quadric[5]), all<width>(v.normal[0]),  all<width>(v.normal[1]),  all<width>(v.normal[2]),
-          all<width>(v.error)};
+  return {all<width>(v.x),          all<width>(v.y),
+          all<width>(v.z),          all<width>(v.quadric[0]),
+          all<width>(v.quadric[1]), all<width>(v.quadric[2]),
+          all<width>(v.quadric[3]), all<width>(v.quadric[4]),
+          all<width>(v.quadric[5]), all<width>(v.normal[0]),
+          all<width>(v.normal[1]),  all<width>(v.normal[2]),
+          all<width>(v.error),      MaskLanes<width>{} - ((v.flags & kLocked) != 0 ? 1 : 0)};
 }
 
 template <int width>
 inline __attribute__((always_inline)) EndLanes<width> load_ends(Vertex const* const* ends) {
   float const* rows[width];
-  FloatLanes<width> errors;
-  for (int k = 0; k < width; ++k) {
-    rows[k] = &ends[k]->x;
-    errors[k] = ends[k]->error;
-  }
-  FloatLanes<width> c[12];
+  for (int k = 0; k < width; ++k) rows[k] = &ends[k]->x;
+  FloatLanes<width> c[16];
   load_columns<width>(rows, 0, c);
   load_columns<width>(rows, 4, c + 4);
   load_columns<width>(rows, 8, c + 8);
-  return {c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8], c[9], c[10], c[11], errors};
+  load_columns<width>(rows, 12, c + 12);
+  MaskLanes<width> const words = (MaskLanes<width>)c[14];
+  MaskLanes<width> const locked = (words & kLockedInWord) != 0;
+  return {c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8], c[9], c[10], c[11], c[15], locked};
 }
 
 // What attributes have to say about edges: nothing, a system known beforehand, or the sums of both ends.
@@ -153,12 +164,11 @@ struct EdgeTerms {
   }
 };
 
-// `locked_a`, `locked_b`: lanes whose ends keep their places.
+// The keys. `out`: where keys and places go, or null.
 template <int width, typename Terms>
-inline __attribute__((always_inline)) void evaluate_lanes(EndLanes<width> const& a, EndLanes<width> const& b,
-                                                          Terms const& terms, bool any_locked,
-                                                          MaskLanes<width> locked_a, MaskLanes<width> locked_b,
-                                                          EdgeArrays const& out, std::uint32_t first) {
+inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<width> const& a,
+                                                                       EndLanes<width> const& b, Terms const& terms,
+                                                                       EdgeArrays const* out, std::uint32_t first) {
   using F = FloatLanes<width>;
   using M = MaskLanes<width>;
   F const zero = all<width>(0), one = all<width>(1), half = all<width>(0.5F);
@@ -222,10 +232,11 @@ inline __attribute__((always_inline)) void evaluate_lanes(EndLanes<width> const&
   px = select(sound, px, half * dx);
   py = select(sound, py, half * dy);
   pz = select(sound, pz, half * dz);
+  bool const any_locked = lane_bits(a.locked | b.locked) != 0;
   if (any_locked) {
-    px = select(locked_b, dx, select(locked_a, zero, px));
-    py = select(locked_b, dy, select(locked_a, zero, py));
-    pz = select(locked_b, dz, select(locked_a, zero, pz));
+    px = select(b.locked, dx, select(a.locked, zero, px));
+    py = select(b.locked, dy, select(a.locked, zero, py));
+    pz = select(b.locked, dz, select(a.locked, zero, pz));
   }
 
   // Two positive forms, each about its own vertex: nothing cancels.
@@ -237,15 +248,18 @@ inline __attribute__((always_inline)) void evaluate_lanes(EndLanes<width> const&
   F key = larger(cost_a + cost_b, zero) + all<width>(kHistory) * larger(a.error, b.error);
   if constexpr (Terms::kAny) key += terms.cost(px, py, pz, ex, ey, ez);
   key = larger(key, all<width>(kKeyFloor));
-  if (any_locked) key = select(locked_a & locked_b, all<width>(__builtin_inff()), key);
+  if (any_locked) key = select(a.locked & b.locked, all<width>(__builtin_inff()), key);
 
-  __builtin_memcpy(out.keys + first, &key, sizeof(key));
-  __builtin_memcpy(out.x + first, &px, sizeof(px));
-  __builtin_memcpy(out.y + first, &py, sizeof(py));
-  __builtin_memcpy(out.z + first, &pz, sizeof(pz));
-  __builtin_memcpy(out.ex + first, &ex, sizeof(ex));
-  __builtin_memcpy(out.ey + first, &ey, sizeof(ey));
-  __builtin_memcpy(out.ez + first, &ez, sizeof(ez));
+  if (out != nullptr) {
+    __builtin_memcpy(out->keys + first, &key, sizeof(key));
+    __builtin_memcpy(out->x + first, &px, sizeof(px));
+    __builtin_memcpy(out->y + first, &py, sizeof(py));
+    __builtin_memcpy(out->z + first, &pz, sizeof(pz));
+    __builtin_memcpy(out->ex + first, &ex, sizeof(ex));
+    __builtin_memcpy(out->ey + first, &ey, sizeof(ey));
+    __builtin_memcpy(out->ez + first, &ez, sizeof(ez));
+  }
+  return key;
 }
 
 // `attributed`: whether `sums` are there to be used.
@@ -256,19 +270,9 @@ inline __attribute__((always_inline)) void evaluate_star_lanes(Vertex const* ver
   EndLanes<width> const a = same_end<width>(vertices[v]);
   AttributeLanes<width> attributes_a, attributes_b;
   if constexpr (attributed) same_attributes<width>(sums[v], attributes_a);
-  MaskLanes<width> const locked_a = MaskLanes<width>{} - ((vertices[v].flags & kLocked) != 0 ? 1 : 0);
   for (std::uint32_t first = 0; first < count; first += width) {
     Vertex const* ends[width];
-    unsigned flags = vertices[v].flags;
-    for (std::uint32_t k = 0; k < width; ++k) {
-      ends[k] = vertices + neighbours[first + k];
-      flags |= ends[k]->flags;
-    }
-    bool const any_locked = (flags & kLocked) != 0;
-    MaskLanes<width> locked_b = {};
-    if (any_locked) {
-      for (int k = 0; k < width; ++k) locked_b[k] = (ends[k]->flags & kLocked) != 0 ? -1 : 0;
-    }
+    for (std::uint32_t k = 0; k < width; ++k) ends[k] = vertices + neighbours[first + k];
     EndLanes<width> const b = load_ends<width>(ends);
     if constexpr (attributed) {
       AttributeSums const* rows[width];
@@ -279,9 +283,9 @@ inline __attribute__((always_inline)) void evaluate_star_lanes(Vertex const* ver
       }
       load_attributes<width>(rows, attributes_b);
       EdgeTerms<width> const terms(attributes_a, attributes_b, both, b.x - a.x, b.y - a.y, b.z - a.z);
-      evaluate_lanes<width>(a, b, terms, any_locked, locked_a, locked_b, out, first);
+      evaluate_lanes<width>(a, b, terms, &out, first);
     } else {
-      evaluate_lanes<width>(a, b, NoTerms<width>{}, any_locked, locked_a, locked_b, out, first);
+      evaluate_lanes<width>(a, b, NoTerms<width>{}, &out, first);
     }
   }
 }
@@ -298,6 +302,47 @@ void evaluate_star_attributed(Vertex const* vertices, AttributeSums const* sums,
   evaluate_star_lanes<width, true>(vertices, sums, v, neighbours, count, out);
 }
 
+// The least lane, and by `bits` the lanes that have it.
+template <int width>
+inline __attribute__((always_inline)) float least(FloatLanes<width> values, unsigned& bits) {
+  FloatLanes<width> low = values;
+  if constexpr (width == 8) {
+    low = smaller(low, __builtin_shufflevector(low, low, 4, 5, 6, 7, 0, 1, 2, 3));
+    low = smaller(low, __builtin_shufflevector(low, low, 2, 3, 0, 1, 6, 7, 4, 5));
+    low = smaller(low, __builtin_shufflevector(low, low, 1, 0, 3, 2, 5, 4, 7, 6));
+  } else {
+    low = smaller(low, __builtin_shufflevector(low, low, 2, 3, 0, 1));
+    low = smaller(low, __builtin_shufflevector(low, low, 1, 0, 3, 2));
+  }
+  bits = lane_bits(values == low);
+  return low[0];
+}
+
+template <int width>
+void cheapest_edges(Vertex const* vertices, StarEntry const* entries, std::uint32_t const* items, std::uint32_t count,
+                    CheapestEdge* out) {
+  static_assert(width <= Stars::kOverrun);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    Vertex const& v = vertices[items[i]];
+    EndLanes<width> const a = same_end<width>(v);
+    StarEntry const* const star = entries + v.star_begin;
+    std::uint32_t const last = star[v.star_count - 1].next;
+    out[i] = {__builtin_inff(), last};
+    for (std::uint32_t first = 0; first < v.star_count; first += width) {
+      Vertex const* ends[width];
+      for (std::uint32_t k = 0; k < width; ++k) {
+        // Read whatever it is: how many there are cannot be foreseen.
+        std::uint32_t const next = star[first + k].next;
+        ends[k] = vertices + (first + k < v.star_count ? next : last);
+      }
+      unsigned bits = 0;
+      float const low =
+          least<width>(evaluate_lanes<width>(a, load_ends<width>(ends), NoTerms<width>{}, nullptr, 0), bits);
+      if (low < out[i].key) out[i] = {low, star[first + static_cast<std::uint32_t>(__builtin_ctz(bits))].next};
+    }
+  }
+}
+
 template <int width, bool attributed>
 inline __attribute__((always_inline)) void evaluate_edge_lanes(Vertex const* vertices, AttributeSums const* sums,
                                                                std::uint32_t const* from, std::uint32_t const* to,
@@ -307,23 +352,13 @@ inline __attribute__((always_inline)) void evaluate_edge_lanes(Vertex const* ver
     Vertex const* ends_b[width];
     AttributeSums const* rows_a[width];
     AttributeSums const* rows_b[width];
-    unsigned flags = 0;
     for (std::uint32_t k = 0; k < width; ++k) {
       std::uint32_t const i = first + k < count ? first + k : count - 1;
       ends_a[k] = vertices + from[i];
       ends_b[k] = vertices + to[i];
-      flags |= ends_a[k]->flags | ends_b[k]->flags;
       if constexpr (attributed) {
         rows_a[k] = sums + from[i];
         rows_b[k] = sums + to[i];
-      }
-    }
-    bool const any_locked = (flags & kLocked) != 0;
-    MaskLanes<width> locked_a = {}, locked_b = {};
-    if (any_locked) {
-      for (int k = 0; k < width; ++k) {
-        locked_a[k] = (ends_a[k]->flags & kLocked) != 0 ? -1 : 0;
-        locked_b[k] = (ends_b[k]->flags & kLocked) != 0 ? -1 : 0;
       }
     }
     EndLanes<width> const a = load_ends<width>(ends_a);
@@ -335,9 +370,9 @@ inline __attribute__((always_inline)) void evaluate_edge_lanes(Vertex const* ver
       MaskLanes<width> both;
       for (int k = 0; k < width; ++k) both[k] = (ends_a[k]->flags & ends_b[k]->flags & kOneWedge) != 0 ? -1 : 0;
       EdgeTerms<width> const terms(attributes_a, attributes_b, both, b.x - a.x, b.y - a.y, b.z - a.z);
-      evaluate_lanes<width>(a, b, terms, any_locked, locked_a, locked_b, out, first);
+      evaluate_lanes<width>(a, b, terms, &out, first);
     } else {
-      evaluate_lanes<width>(a, b, NoTerms<width>{}, any_locked, locked_a, locked_b, out, first);
+      evaluate_lanes<width>(a, b, NoTerms<width>{}, &out, first);
     }
   }
 }
@@ -362,10 +397,7 @@ void evaluate_edge_with(Vertex const* vertices, AttributeForm const& form, std::
   KnownTerms<width> const terms = {all<width>(form.matrix[0]), all<width>(form.matrix[1]), all<width>(form.matrix[2]),
                                    all<width>(form.matrix[3]), all<width>(form.matrix[4]), all<width>(form.matrix[5]),
                                    all<width>(form.right[0]),  all<width>(form.right[1]),  all<width>(form.right[2])};
-  bool const a_locked = (a.flags & kLocked) != 0;
-  bool const b_locked = (b.flags & kLocked) != 0;
-  evaluate_lanes<width>(same_end<width>(a), same_end<width>(b), terms, a_locked || b_locked,
-                        MaskLanes<width>{} - (a_locked ? 1 : 0), MaskLanes<width>{} - (b_locked ? 1 : 0), out, 0);
+  evaluate_lanes<width>(same_end<width>(a), same_end<width>(b), terms, &out, 0);
 }
 
 template <int width>

@@ -88,8 +88,8 @@ void list_neighbours(Stars const& stars, std::uint32_t v, Neighbours& neighbours
     // A closed fan: every neighbour is some triangle's next corner exactly once.
     // Four at a time, beyond the end where it comes so: how many there are cannot be foreseen.
     StarEntry const* const entries = star.data();
-    for (std::size_t i = 0; i < star.size(); i += Stars::kOverrun) {
-      for (std::size_t k = 0; k < Stars::kOverrun; ++k) ids[i + k] = entries[i + k].next;
+    for (std::size_t i = 0; i < star.size(); i += Stars::kBlock) {
+      for (std::size_t k = 0; k < Stars::kBlock; ++k) ids[i + k] = entries[i + k].next;
     }
     neighbours.count = static_cast<std::uint32_t>(star.size());
     neighbours.close();

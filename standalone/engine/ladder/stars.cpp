@@ -61,8 +61,8 @@ std::size_t Stars::place_of(std::uint32_t v, std::uint32_t face) const {
   }
   StarEntry const* const entries = entries_.get() + vertices_[v].star_begin;
   std::size_t place = count;
-  for (std::size_t i = 0; i < count && place == count; i += kOverrun) {
-    for (std::size_t k = i; k < i + kOverrun; ++k) {
+  for (std::size_t i = 0; i < count && place == count; i += kBlock) {
+    for (std::size_t k = i; k < i + kBlock; ++k) {
       // By arithmetic: where it is cannot be foreseen.
       auto const here = static_cast<std::size_t>((entries[k].face() == face) & (k < place));
       place ^= (place ^ k) & (0 - here);
@@ -96,10 +96,10 @@ void Stars::rename(std::uint32_t v, std::uint32_t from, std::uint32_t to) {
   std::uint32_t const count = vertices_[v].star_count;
   StarEntry* const entries = entries_.get() + vertices_[v].star_begin;
   // Four entries are twelve words; every third is no vertex.
-  static_assert(kOverrun * sizeof(StarEntry) == 3 * sizeof(LaneMask));
+  static_assert(kBlock * sizeof(StarEntry) == 3 * sizeof(LaneMask));
   constexpr LaneMask kVertices[3] = {{-1, -1, 0, -1}, {-1, 0, -1, -1}, {0, -1, -1, 0}};
   LaneMask const change = LaneMask{} + static_cast<std::int32_t>(from ^ to);
-  for (std::size_t i = 0; i < count; i += kOverrun) {
+  for (std::size_t i = 0; i < count; i += kBlock) {
     LaneMask words[3];
     std::memcpy(words, static_cast<void const*>(entries + i), sizeof(words));
     for (std::size_t k = 0; k < 3; ++k) {

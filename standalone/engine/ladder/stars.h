@@ -75,7 +75,9 @@ class Stars {
   StarEntry const* entries() const { return entries_.get(); }
 
   // So many entries from the start of the last one of a star on may be read, whatever they hold.
-  static constexpr std::size_t kOverrun = 4;
+  static constexpr std::size_t kOverrun = 8;
+  // Entries that are looked at together.
+  static constexpr std::size_t kBlock = 4;
 
   // From so many faces on a vertex is a hub: the places of its entries are kept, so that what happens beside it does
   // not cost a walk through its star.

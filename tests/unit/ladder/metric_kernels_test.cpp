@@ -194,6 +194,48 @@ TEST(MetricKernelsTest, AJumpOfAnAttributeCostsWhereverTheEdgeGoes) {
   EXPECT_NEAR(edge.key_and_place().first, 2 * 2 * 0.25F, 1e-5F);
 }
 
+TEST(MetricKernelsTest, CheapestEdgeIsTheFirstOfTheLeastKeys) {
+  std::uint32_t without = 0;
+  for (MetricKernels const* kernels : {&narrow_metric_kernels(), &metric_kernels()}) {
+    for (std::uint32_t seed = 1; seed <= 200; ++seed) {
+      std::vector<Vertex> vertices = some_vertices(seed);
+      std::mt19937 random(seed);
+      // Also stars all of whose edges are locked.
+      if (seed % 10 == 0) {
+        for (Vertex& vertex : vertices) vertex.flags = kLocked;
+      }
+      for (std::uint32_t count = 1; count <= 21; ++count) {
+        auto const v = static_cast<std::uint32_t>(random() % kVertices);
+        std::vector<StarEntry> star(count);
+        std::uint32_t ids[21 + kMaxLanes] = {};
+        // Some vertices more than once, so that keys are equal.
+        for (std::uint32_t i = 0; i < count; ++i) {
+          ids[i] = i % 5 == 4 ? ids[i / 2] : static_cast<std::uint32_t>(random() % kVertices);
+          star[i].next = ids[i];
+        }
+        Edges edges;
+        kernels->evaluate_star(vertices.data(), v, ids, count, edges.arrays());
+        float const* const least = std::min_element(edges.arrays().keys, edges.arrays().keys + count);
+        // Behind the star stands anything.
+        star.resize(count + Stars::kOverrun, StarEntry{0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF});
+        vertices[v].star_count = count;
+        CheapestEdge cheapest[2];
+        std::uint32_t const twice[2] = {v, v};
+        kernels->cheapest_edges(vertices.data(), star.data(), twice, 2, cheapest);
+        for (CheapestEdge const& edge : cheapest) {
+          ASSERT_TRUE(same_bits(&edge.key, least, 1)) << "seed " << seed;
+          if (std::isinf(edge.key)) {
+            ++without;
+          } else {
+            ASSERT_EQ(edge.neighbour, ids[least - edges.arrays().keys]) << "seed " << seed;
+          }
+        }
+      }
+    }
+  }
+  EXPECT_GT(without, 100U);
+}
+
 TEST(MetricKernelsTest, WidthDoesNotShowInFans) {
   MetricKernels const& narrow = narrow_metric_kernels();
   MetricKernels const& fastest = metric_kernels();
