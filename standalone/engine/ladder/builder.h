@@ -17,6 +17,7 @@
 #include "standalone/engine/ladder/bucket_queue.h"
 #include "standalone/engine/ladder/records.h"
 #include "standalone/engine/ladder/refused_edges.h"
+#include "standalone/engine/ladder/star_kernels.h"
 #include "standalone/engine/ladder/star_metric.h"
 #include "standalone/engine/ladder/stars.h"
 #include "standalone/engine/ladder/wedge_attributes.h"
@@ -92,6 +93,9 @@ class LadderBuilder {
   bool hub_turns(std::uint32_t a, std::uint32_t b, Vec3 place);
   bool gather(std::uint32_t a, std::uint32_t b);
   bool link_condition(std::uint32_t a, std::uint32_t b);
+  std::uint32_t count_shared_neighbours(std::uint32_t a, std::uint32_t b);
+  void list_both_neighbours();
+  void list_ring();
   bool meets_neighbour(Vec3 place) const;
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
   bool within_tolerance(std::uint32_t a, std::uint32_t b);
@@ -146,6 +150,7 @@ class LadderBuilder {
   Stars stars_;
   BlockedQueue queue_;
   MetricKernels const& kernels_ = metric_kernels();
+  StarKernels const& star_kernels_ = star_kernels();
   WedgeAttributes attributes_;
   std::vector<AttributeSums> attribute_sums_;            // per vertex; empty where no mesh has UVs or normals
   std::vector<std::unique_ptr<DeviationGuard>> guards_;  // per mesh, with a tolerance only
@@ -182,10 +187,12 @@ class LadderBuilder {
   std::array<std::uint32_t, kBatch> pending_;  // vertices that are still to be filed
   std::uint32_t pending_count_ = 0;
   bool quick_ = false;                            // nothing but positions counts
-  Neighbours own_neighbours_, other_neighbours_;  // of the first and the second end
+  Neighbours own_neighbours_, other_neighbours_;  // of the first and the second end, once they are asked for
+  bool neighbours_known_ = false;
   Fan fan_{};
   std::vector<StarEntry> fan_faces_;
   std::vector<FaceRow> fan_changes_, fan_terms_;
+  std::vector<std::uint32_t> fan_going_;  // places in the first end's star of the faces that go
   std::vector<Side> refresh_sides_;
   std::vector<std::uint32_t> ring_;
   // Scaled attributes at the far corners of the fan's faces, pairs of next and previous; and of wedges of vertices that

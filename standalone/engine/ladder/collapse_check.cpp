@@ -31,8 +31,7 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   if (options_.tolerance > 0 && refused_edges_.holds(a, b)) return Obstacle::kTolerance;
   if ((stars_.is_hub(a) || stars_.is_hub(b)) && hub_turns(a, b, place)) return Obstacle::kFoldover;
   if (!gather(a, b)) return Obstacle::kTopology;
-  list_neighbours(stars_, a, own_neighbours_);
-  list_neighbours(stars_, b, other_neighbours_);
+  neighbours_known_ = false;
   if (!link_condition(a, b)) return Obstacle::kTopology;
   fan_.place[0] = place.x;
   fan_.place[1] = place.y;
@@ -95,33 +94,51 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
     fan_faces_.resize(room);
     fan_changes_.resize(room);
     fan_terms_.resize(room);
+    fan_going_.resize(room);
   }
-  // Faces of a on the edge are put where those of b go, and pushed on from there.
-  std::uint32_t kept = 0;
-  std::uint32_t going = 0;
-  StarEntry* const gone = fan_faces_.data() + star_a.size() + star_b.size();
-  for (StarEntry const& entry : star_a) {
-    auto const on_edge = static_cast<std::uint32_t>(entry.next == b) | static_cast<std::uint32_t>(entry.previous == b);
-    fan_faces_[kept] = entry;
-    gone[going] = entry;
-    kept += 1 - on_edge;
-    going += on_edge;
+  // Faces on the edge are written and then written over; those of a are pushed on again at the end.
+  StarEntry* kept = fan_faces_.data();
+  std::uint32_t* const going = fan_going_.data();
+  std::uint32_t going_count = 0;
+  for (std::uint32_t i = 0; i < star_a.size(); ++i) {
+    bool const on_edge = (star_a[i].next == b) | (star_a[i].previous == b);
+    *kept = star_a[i];
+    kept += on_edge ? 0 : 1;
+    going[going_count] = i;
+    going_count += on_edge ? 1U : 0U;
   }
-  fan_.of_a = kept;
+  fan_.of_a = static_cast<std::uint32_t>(kept - fan_faces_.data());
   for (StarEntry const& entry : star_b) {
-    fan_faces_[kept] = entry;
-    auto const on_edge = static_cast<std::uint32_t>(entry.next == a) | static_cast<std::uint32_t>(entry.previous == a);
-    kept += 1 - on_edge;
+    bool const on_edge = (entry.next == a) | (entry.previous == a);
+    *kept = entry;
+    kept += on_edge ? 0 : 1;
   }
-  fan_.surviving = kept;
-  for (std::uint32_t i = 0; i < going; ++i) fan_faces_[kept++] = gone[i];
-  fan_.count = kept;
-  for (std::uint32_t i = 0; kept > 0 && i < kMaxLanes; ++i) fan_faces_[kept + i] = fan_faces_[kept - 1];
+  fan_.surviving = static_cast<std::uint32_t>(kept - fan_faces_.data());
+  for (std::uint32_t i = 0; i < going_count; ++i) *kept++ = star_a[going[i]];
+  fan_.count = fan_.surviving + going_count;
+  if (fan_.count > 0) std::fill_n(kept, kMaxLanes, kept[-1]);
   fan_.faces = fan_faces_.data();
   fan_.a = a;
   fan_.b = b;
   fan_.closeness = rounding_;
-  return fan_.surviving > 0 && going > 0;
+  return fan_.surviving > 0 && going_count > 0;
+}
+
+void LadderBuilder::list_both_neighbours() {
+  if (neighbours_known_) return;
+  neighbours_known_ = true;
+  list_neighbours(stars_, fan_.a, own_neighbours_);
+  list_neighbours(stars_, fan_.b, other_neighbours_);
+}
+
+std::uint32_t LadderBuilder::count_shared_neighbours(std::uint32_t a, std::uint32_t b) {
+  bool const closed_fans = ((stars_.vertex(a).flags | stars_.vertex(b).flags) & kIrregular) == 0;
+  if (closed_fans && !stars_.is_hub(a) && !stars_.is_hub(b)) {
+    return star_kernels_.count_shared(stars_.star(a).data(), stars_.vertex(a).star_count, stars_.star(b).data(),
+                                      stars_.vertex(b).star_count);
+  }
+  list_both_neighbours();
+  return count_shared(own_neighbours_, other_neighbours_);
 }
 
 // Dey, Edelsbrunner, Guha and Nekhayev 1999: the collapse keeps the topology when the links of the ends meet in the
@@ -132,7 +149,7 @@ bool LadderBuilder::link_condition(std::uint32_t a, std::uint32_t b) {
   std::span<StarEntry const> const gone = dying();
   if ((va.flags & vb.flags & kBoundary) != 0 && gone.size() != 1) return false;
 
-  std::uint32_t const shared = count_shared(own_neighbours_, other_neighbours_);
+  std::uint32_t const shared = count_shared_neighbours(a, b);
   // All vertices opposite the edge are shared; two faces may have one and the same where faces lie back to back.
   std::uint32_t opposites = 0;
   for (std::size_t i = 0; i < gone.size(); ++i) {
@@ -208,6 +225,7 @@ bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
       }
     }
   };
+  list_both_neighbours();
   add_ring(own_neighbours_);
   add_ring(other_neighbours_);
   return guards_[mesh]->permits(removed_faces_, changed_faces_, neighbour_faces_);

@@ -25,6 +25,18 @@ std::uint32_t LadderBuilder::new_node(std::uint32_t lowest) {
   return node;
 }
 
+// The ring of the edge at hand, each vertex once: neighbours of a, then those of b that are not a's.
+void LadderBuilder::list_ring() {
+  list_both_neighbours();
+  ring_.clear();
+  for (std::uint32_t const v : own_neighbours_.span()) {
+    if (v != fan_.b) ring_.push_back(v);
+  }
+  for (std::uint32_t const v : other_neighbours_.span()) {
+    if (v != fan_.a && !is_opposite(v)) ring_.push_back(v);
+  }
+}
+
 // Makes the collapse that `check` has just allowed. The vertex with the larger star keeps its number, so that fewer
 // stars have to be rewritten.
 void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key) {
@@ -55,41 +67,25 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
 
   ++step_;
   bool const regular = ((stars_.vertex(a).flags | stars_.vertex(b).flags) & kIrregular) == 0;
-  Lanes kept_sums[3] = {};
-  for (std::uint32_t i = 0; i < fan_.count; ++i) {
-    StarEntry const& face = fan_faces_[i];
-    add(fan_terms_[i], kept_sums);
-    for (std::uint32_t const v : {face.next, face.previous}) {
-      Vertex& vertex = stars_.vertex(v);
-      if ((vertex.flags & kIrregular) == 0 || stars_.is_hub(v)) add(fan_changes_[i], vertex);
-    }
-  }
-  // The ring, each vertex once: neighbours of a, then those of b that are not a's.
-  // Which are to be left out cannot be foreseen: no branches.
-  ring_.resize(std::size_t{own_neighbours_.count} + other_neighbours_.count);
-  std::size_t ring_size = 0;
-  bool any_set_aside = false;
-  unsigned ring_flags = 0;
-  auto const add_to_ring = [&](std::uint32_t v, bool belongs) {
-    Vertex& vertex = stars_.vertex(v);
-    any_set_aside |= vertex.bucket == kSetAside;
-    ring_flags |= vertex.flags;
-    vertex.flags = static_cast<std::uint8_t>(vertex.flags & ~kFresh);
-    ring_[ring_size] = v;
-    ring_size += static_cast<std::size_t>(belongs);
-  };
-  for (std::uint32_t const v : own_neighbours_.span()) add_to_ring(v, v != b);
-  for (std::uint32_t const v : other_neighbours_.span()) add_to_ring(v, (v != a) & !is_opposite(v));
-  ring_.resize(ring_size);
+  float kept_sums[12];
+  RingState const ring_state =
+      star_kernels_.change_ring(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data(), kSetAside, kept_sums);
+  bool const ring_irregular = (ring_state.flags & kIrregular) != 0;
   // The star of the vertex that is kept is renamed too, and then written anew.
-  for (std::uint32_t const v : (swapped ? own_neighbours_ : other_neighbours_).span()) {
-    if (stars_.is_hub(v)) {
-      for (StarEntry const& face : std::as_const(stars_).star(gone)) {
-        if (face.next == v || face.previous == v) stars_.rename(v, face.face(), gone, kept);
+  if (ring_state.any_set_aside || ring_state.any_hub || ring_irregular) {
+    list_ring();
+    for (std::uint32_t const v : (swapped ? own_neighbours_ : other_neighbours_).span()) {
+      if (stars_.is_hub(v)) {
+        for (StarEntry const& face : std::as_const(stars_).star(gone)) {
+          if (face.next == v || face.previous == v) stars_.rename(v, face.face(), gone, kept);
+        }
+      } else {
+        stars_.rename(v, gone, kept);
       }
-    } else {
-      stars_.rename(v, gone, kept);
     }
+  } else {
+    star_kernels_.rename_in_ring(stars_.vertices(), stars_.entries(), stars_.star(gone).data(),
+                                 stars_.vertex(gone).star_count, gone, kept);
   }
   for (StarEntry const& face : dying()) {
     std::uint32_t const v = opposite(face);
@@ -124,7 +120,7 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   } else {
     refresh(kept);
   }
-  if ((ring_flags & kIrregular) != 0) {
+  if (ring_irregular) {
     for (std::uint32_t const v : ring_) {
       Vertex const& neighbour = stars_.vertex(v);
       // The sums of hubs are changed like those of others, and made anew only now and then.
@@ -139,7 +135,7 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   }
   finish_step();
 
-  if (!any_set_aside) {
+  if (!ring_state.any_set_aside) {
     file_later(kept);
     return;
   }

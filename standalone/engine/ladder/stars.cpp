@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "standalone/engine/ladder/lanes.h"
+#include "standalone/engine/ladder/star_kernels.h"
 
 namespace mirel::engine {
 
@@ -23,6 +24,7 @@ void allocate(std::size_t capacity, std::unique_ptr<StarEntry[]>& entries) {
 }  // namespace
 
 void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> triangles) {
+  kernels_ = &star_kernels();
   vertices_.assign(vertex_count, Vertex{});
   for (std::uint32_t const v : triangles) ++vertices_[v].star_count;
   std::uint32_t begin = 0;
@@ -59,16 +61,7 @@ std::size_t Stars::place_of(std::uint32_t v, std::uint32_t face) const {
     auto const found = hub_places_.find(std::uint64_t{v} << 32 | face);
     return found == hub_places_.end() ? count : found->second;
   }
-  StarEntry const* const entries = entries_.get() + vertices_[v].star_begin;
-  std::size_t place = count;
-  for (std::size_t i = 0; i < count && place == count; i += kBlock) {
-    for (std::size_t k = i; k < i + kBlock; ++k) {
-      // By arithmetic: where it is cannot be foreseen.
-      auto const here = static_cast<std::size_t>((entries[k].face() == face) & (k < place));
-      place ^= (place ^ k) & (0 - here);
-    }
-  }
-  return place;
+  return kernels_->find_face(entries_.get() + vertices_[v].star_begin, count, face);
 }
 
 void Stars::remove(std::uint32_t v, std::uint32_t face) {

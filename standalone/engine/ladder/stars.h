@@ -16,6 +16,8 @@
 
 namespace mirel::engine {
 
+struct StarKernels;
+
 struct StarEntry {
   std::uint32_t next;         // the face's corner after this vertex
   std::uint32_t previous;     // the face's corner before this vertex
@@ -71,7 +73,9 @@ class Stars {
   std::span<StarEntry const> star(std::uint32_t v) const {
     return {entries_.get() + vertices_[v].star_begin, vertices_[v].star_count};
   }
+  Vertex* vertices() { return vertices_.data(); }
   Vertex const* vertices() const { return vertices_.data(); }
+  StarEntry* entries() { return entries_.get(); }
   StarEntry const* entries() const { return entries_.get(); }
 
   // So many entries from the start of the last one of a star on may be read, whatever they hold.
@@ -105,6 +109,7 @@ class Stars {
   void index_hub(std::uint32_t v);
   std::size_t place_of(std::uint32_t v, std::uint32_t face) const;
 
+  StarKernels const* kernels_ = nullptr;
   std::vector<Vertex> vertices_;
   std::unique_ptr<StarEntry[]> entries_;
   std::size_t capacity_ = 0;

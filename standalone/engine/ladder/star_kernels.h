@@ -1,0 +1,40 @@
+// What a collapse does to stars and their sums, many entries at a time.
+//
+// Compiled twice where the machine may have wider vectors, like the metric's kernels: the width shows in no result.
+// Entries of stars are read, and written back as they were, up to Stars::kOverrun from the start of the last one.
+#pragma once
+
+#include <cstdint>
+
+#include "standalone/engine/ladder/metric_kernels.h"
+#include "standalone/engine/ladder/stars.h"
+
+namespace mirel::engine {
+
+// What is found on the ring of a collapse.
+struct RingState {
+  std::uint32_t flags = 0;  // of all its vertices together
+  bool any_set_aside = false;
+  bool any_hub = false;
+};
+
+struct StarKernels {
+  // How many neighbours two closed fans have in common.
+  std::uint32_t (*count_shared)(StarEntry const* a, std::uint32_t count_a, StarEntry const* b, std::uint32_t count_b);
+  // The place of a face's entry; `count` where there is none.
+  std::uint32_t (*find_face)(StarEntry const* star, std::uint32_t count, std::uint32_t face);
+  // Puts `to` for `from` in the stars of all neighbours in a closed fan, none of them a hub.
+  void (*rename_in_ring)(Vertex const* vertices, StarEntry* entries, StarEntry const* star, std::uint32_t count,
+                         std::uint32_t from, std::uint32_t to);
+  // Adds the changes of a fan's faces to the sums of their far corners, where those are kept up to date that way, and
+  // the terms after the change to `merged` (12 floats). Vertices of the ring lose kFresh.
+  RingState (*change_ring)(Vertex* vertices, Fan const& fan, FaceRow const* changes, FaceRow const* terms,
+                           BucketQueue::Bucket set_aside, float* merged);
+};
+
+// The fastest that this machine runs.
+StarKernels const& star_kernels();
+// Those for every machine.
+StarKernels const& narrow_star_kernels();
+
+}  // namespace mirel::engine

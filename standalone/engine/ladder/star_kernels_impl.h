@@ -1,0 +1,121 @@
+// The kernels for any width. Included by one file for each width, and by nothing else; only templates of the width
+// and plain data are used, so that no function compiled for a wider machine can stand in for another's.
+#pragma once
+
+#include "standalone/engine/ladder/lanes.h"
+#include "standalone/engine/ladder/star_kernels.h"
+
+namespace mirel::engine::kernels {
+
+template <int width>
+inline __attribute__((always_inline)) MaskLanes<width> lane_numbers() {
+  MaskLanes<width> numbers;
+  for (int k = 0; k < width; ++k) numbers[k] = k;
+  return numbers;
+}
+
+template <int width>
+std::uint32_t count_shared(StarEntry const* a, std::uint32_t count_a, StarEntry const* b, std::uint32_t count_b) {
+  using M = MaskLanes<width>;
+  std::uint32_t shared = 0;
+  for (std::uint32_t first = 0; first < count_a; first += width) {
+    M ids;
+    for (std::uint32_t k = 0; k < width; ++k) ids[k] = static_cast<std::int32_t>(a[first + k].next);
+    M found = {};
+    for (std::uint32_t i = 0; i < count_b; ++i) found |= ids == static_cast<std::int32_t>(b[i].next);
+    found &= lane_numbers<width>() < static_cast<std::int32_t>(count_a - first);
+    shared += static_cast<std::uint32_t>(__builtin_popcount(lane_bits(found)));
+  }
+  return shared;
+}
+
+template <int width>
+std::uint32_t find_face(StarEntry const* star, std::uint32_t count, std::uint32_t face) {
+  using M = MaskLanes<width>;
+  for (std::uint32_t first = 0; first < count; first += width) {
+    M corners;
+    for (std::uint32_t k = 0; k < width; ++k) corners[k] = static_cast<std::int32_t>(star[first + k].face_corner);
+    M const found = ((corners ^ static_cast<std::int32_t>(face << 2)) & ~3) == 0;
+    M const valid = lane_numbers<width>() < static_cast<std::int32_t>(count - first);
+    unsigned const bits = lane_bits(found & valid);
+    if (bits != 0) return first + static_cast<std::uint32_t>(__builtin_ctz(bits));
+  }
+  return count;
+}
+
+template <int width>
+void rename_in_ring(Vertex const* vertices, StarEntry* entries, StarEntry const* star, std::uint32_t count,
+                    std::uint32_t from, std::uint32_t to) {
+  using M = MaskLanes<width>;
+  static_assert(sizeof(StarEntry) == 12 && width <= Stars::kOverrun);
+  // As many entries as there are lanes are three times as many words; every third is no vertex.
+  M change[3];
+  for (int part = 0; part < 3; ++part) {
+    for (int k = 0; k < width; ++k) {
+      change[part][k] = (part * width + k) % 3 == 2 ? 0 : static_cast<std::int32_t>(from ^ to);
+    }
+  }
+  for (std::uint32_t i = 0; i < count; ++i) {
+    Vertex const& vertex = vertices[star[i].next];
+    StarEntry* const block = entries + vertex.star_begin;
+    for (std::uint32_t first = 0; first < vertex.star_count; first += width) {
+      M words[3];
+      __builtin_memcpy(words, static_cast<void const*>(block + first), sizeof(words));
+      for (std::size_t part = 0; part < 3; ++part) {
+        words[part] ^= (words[part] == static_cast<std::int32_t>(from)) & change[part];
+      }
+      __builtin_memcpy(static_cast<void*>(block + first), words, sizeof(words));
+    }
+  }
+}
+
+// The twelve floats of a row or of a vertex, in as few vectors as the width allows.
+template <int width>
+struct RowLanes {
+  FloatLanes<width> low[8 / width];
+  Lanes high;
+
+  inline __attribute__((always_inline)) void load(float const* from) {
+    __builtin_memcpy(low, from, sizeof(low));
+    __builtin_memcpy(&high, from + 8, sizeof(high));
+  }
+  inline __attribute__((always_inline)) void store(float* to) const {
+    __builtin_memcpy(to, low, sizeof(low));
+    __builtin_memcpy(to + 8, &high, sizeof(high));
+  }
+  inline __attribute__((always_inline)) void add(RowLanes const& other) {
+    for (int k = 0; k < 8 / width; ++k) low[k] += other.low[k];
+    high += other.high;
+  }
+};
+
+template <int width>
+RingState change_ring(Vertex* vertices, Fan const& fan, FaceRow const* changes, FaceRow const* terms,
+                      BucketQueue::Bucket set_aside, float* merged) {
+  RingState state;
+  RowLanes<width> sums = {};
+  for (std::uint32_t i = 0; i < fan.count; ++i) {
+    StarEntry const& face = fan.faces[i];
+    RowLanes<width> change, row;
+    row.load(terms[i].values);
+    sums.add(row);
+    change.load(changes[i].values);
+    for (std::uint32_t const v : {face.next, face.previous}) {
+      Vertex& vertex = vertices[v];
+      bool const hub = vertex.star_count >= Stars::kHub;
+      std::uint8_t const flags = vertex.flags;
+      state.flags |= flags;
+      state.any_set_aside |= vertex.bucket == set_aside;
+      state.any_hub |= hub;
+      vertex.flags = static_cast<std::uint8_t>(flags & ~kFresh);
+      if ((flags & kIrregular) != 0 && !hub) continue;
+      row.load(&vertex.x);
+      row.add(change);
+      row.store(&vertex.x);
+    }
+  }
+  sums.store(merged);
+  return state;
+}
+
+}  // namespace mirel::engine::kernels
