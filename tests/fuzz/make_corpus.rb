@@ -1,8 +1,8 @@
 #!/usr/bin/env ruby
 # frozen_string_literal: true
 
-# Writes seed files for the fuzzers: make_corpus.rb FOLDER makes FOLDER/obj, FOLDER/mtl, FOLDER/ply and
-# FOLDER/fbx, and FOLDER/fbx.dict with the words of its format.
+# Writes seed files for the fuzzers: make_corpus.rb FOLDER makes FOLDER/obj, FOLDER/mtl, FOLDER/ply,
+# FOLDER/fbx and FOLDER/picture, and FOLDER/fbx.dict with the words of its format.
 # Each seed shows a form that a mutation would hardly hit by itself.
 
 require "fileutils"
@@ -56,6 +56,33 @@ PLY = {
   "text_more" => ply("ascii", MORE, "2 1 2\n1 2 3 4 5 6 7 8 9\n1 4 0 1 2 3 1 0.5\n2 3 0 0 0 0\n"),
   **binary_seeds("binary_little_endian", "l<", "S<", "e", "E"),
   **binary_seeds("binary_big_endian", "l>", "S>", "g", "G")
+}.freeze
+
+# Pictures of two by two pixels.
+def tga(kind, depth, body, palette_size: 0, descriptor: 0)
+  [0, palette_size.zero? ? 0 : 1, kind, 0, palette_size, palette_size.zero? ? 0 : 24, 0, 0, 2, 2, depth, descriptor]
+    .pack("C3S<2CS<4C2") + body.pack("C*")
+end
+
+def bmp(depth, compression, colors, body, masks: [])
+  head = colors.pack("L<*") + masks.pack("L<*")
+  start = 54 + head.size
+  ["BM", start + body.size, 0, start, 40, 2, 2, 1, depth, compression, body.size, 0, 0, colors.size, 0]
+    .pack("a2L<6S<2L<6") + head + body.pack("C*")
+end
+
+GREY_RAMP = [0, 0x555555, 0xAAAAAA, 0xFFFFFF].freeze
+PICTURES = {
+  "tga_colors" => tga(2, 24, (1..12).to_a), "tga_opacity" => tga(2, 32, (1..16).to_a, descriptor: 0x28),
+  "tga_runs" => tga(10, 16, [0x81, 1, 2, 1, 3, 4, 5, 6]), "tga_grey" => tga(3, 8, [1, 2, 3, 4], descriptor: 0x10),
+  "tga_palette" => tga(1, 8, [*1..12, 0, 1, 2, 3], palette_size: 4),
+  "tga_palette_runs" => tga(9, 8, [*1..6, 0x83, 1], palette_size: 2),
+  "bmp_bit" => bmp(1, 0, GREY_RAMP[0, 2], [0x40, 0, 0, 0, 0x80, 0, 0, 0]),
+  "bmp_colors" => bmp(24, 0, [], [1, 2, 3, 4, 5, 6, 0, 0, 7, 8, 9, 10, 11, 12, 0, 0]),
+  "bmp_palette" => bmp(4, 0, GREY_RAMP, [0x12, 0, 0, 0, 0x30, 0, 0, 0]),
+  "bmp_runs8" => bmp(8, 1, GREY_RAMP, [2, 1, 0, 0, 0, 2, 1, 2, 0, 2, 0, 0, 0, 1]),
+  "bmp_runs4" => bmp(4, 2, GREY_RAMP, [2, 0x12, 0, 0, 0, 3, 0x12, 0x30, 0, 1]),
+  "bmp_masks" => bmp(16, 3, [], [*1..8], masks: [0xF800, 0x7E0, 0x1F])
 }.freeze
 
 # A scene with everything that is read, in the two object models.
@@ -160,7 +187,7 @@ module FbxSeeds
 end
 
 folder = ARGV.fetch(0)
-{ "obj" => OBJ, "mtl" => MTL, "ply" => PLY, "fbx" => FbxSeeds.all }.each do |kind, seeds|
+{ "obj" => OBJ, "mtl" => MTL, "ply" => PLY, "fbx" => FbxSeeds.all, "picture" => PICTURES }.each do |kind, seeds|
   FileUtils.mkdir_p(File.join(folder, kind))
   seeds.each { |name, text| File.binwrite(File.join(folder, kind, name), text) }
 end

@@ -12,12 +12,12 @@ build=$2
 here=$(cd "$(dirname "$0")" && pwd)
 cmake -S "$here/../.." -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DMIREL_FUZZ=ON \
   -DMIREL_TESTS=OFF >"$build.log" 2>&1 || { cat "$build.log" >&2; exit 1; }
-ninja -C "$build" fuzz_obj fuzz_mtl fuzz_ply fuzz_fbx
+ninja -C "$build" fuzz_obj fuzz_mtl fuzz_ply fuzz_fbx fuzz_picture
 ruby "$here/make_corpus.rb" "$build/seeds"
 mkdir -p "$build/findings"
 status=0
 running=
-for target in obj mtl ply fbx; do
+for target in obj mtl ply fbx picture; do
   mkdir -p "$build/corpus/$target"
   # A whole FBX scene does not fit into what is plenty for the others.
   longest=4096
