@@ -54,7 +54,7 @@ samples = Dir.mktmpdir("mirel-scale") do |folder|
     form == "STL" ? torus.write_stl(input) : torus.write_obj(input, **options)
     runs = Array.new(repeats) do
       usage = MeasuredProcess.run({ "MIREL_BUILD" => build }, *program, "reduce", input, "--ratio", "0.01", "--json",
-                                  "--quiet", "-o", File.join(folder, "out.obj"))
+                                  "--no-deviation", "--quiet", "-o", File.join(folder, "out.obj"))
       abort "#{form} #{size}: #{usage.err}" unless usage.status.zero?
       report = JSON.parse(usage.out)
       # Linux at times forgets the peak of a process that has ended; the process itself does not.

@@ -85,6 +85,25 @@ test('dragging the slider shows points, and faces when it rests', async () => {
   await keep(page, 'slider-rested');
 });
 
+test('the deviation is measured at a button', async () => {
+  await setCount(3000);
+  assert.equal((await head(page)).deviation, null);
+  assert.equal(await page.isVisible('#measure-deviation'), true);
+  await keep(page, 'deviation-unknown');
+  await page.click('#measure-deviation');
+  await until(page, () => window.mirel.frame.head.deviation !== null);
+  const measured = (await head(page)).deviation;
+  assert.ok(measured > 0 && measured < 5, `${measured}`);
+  assert.equal(await page.isVisible('#measure-deviation'), false);
+  assert.ok(Number(await page.textContent('#deviation')) >= measured);
+  await keep(page, 'deviation-measured');
+  await page.click('[data-move=finer]');
+  await until(page, () => window.mirel.frame.head.deviation === null);
+  assert.equal(await page.isVisible('#measure-deviation'), true);
+  await setCount(3000);
+  assert.equal((await head(page)).deviation, measured);
+});
+
 test('the slider works from the keyboard and reaches both ends', async () => {
   await page.focus('#slider');
   await page.keyboard.press('Home');

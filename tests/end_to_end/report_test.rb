@@ -29,6 +29,45 @@ class ReportTest < ProgramTest
     assert_equal peaks.sort, peaks
   end
 
+  def test_the_report_bounds_the_deviation
+    report = reduce(@input, path("out.obj"), "--ratio", 0.1)
+    measured = MeshReport.of(path("out.obj"), "--against", @input)
+    # The file keeps six digits of each coordinate.
+    assert_operator report["deviation_bound"], :>=, measured["max_distance_lower_bound"] - 2e-5
+    assert_operator report["deviation_bound"], :<=, (measured["max_distance_lower_bound"] * 1.1) + 2e-5
+    assert_includes report["phases"].map { |phase| phase["name"] }, "deviation"
+    assert_equal 0, reduce(@input, path("all.obj"), "--ratio", 1)["deviation_bound"]
+    assert_nil reduce(@input, path("out.obj"), "--ratio", 0.1, "--no-deviation")["deviation_bound"]
+    tolerant = reduce(@input, path("out.obj"), "--ratio", 0.5, "--tolerance", 0.1, "--no-deviation")
+    assert_operator tolerant["deviation_bound"], :<=, 0.1
+    refute_includes tolerant["phases"].map { |phase| phase["name"] }, "deviation"
+  end
+
+  def test_plain_lines_tell_the_deviation_when_asked
+    plain = mirel("reduce", @input, "-o", path("out.obj"), "--ratio", 0.1)
+    refute_match(/deviation/, plain.out + plain.err)
+    asked = mirel("reduce", @input, "-o", path("out.obj"), "--ratio", 0.1, "--deviation")
+    assert_match(/, deviation at most 0\.\d+/, asked.out + asked.err)
+  end
+
+  def test_every_reason_to_stop_has_its_name
+    torus = write("torus.obj", torus(30, 20))
+    { "target met" => [@input, "--ratio", 0.1], "tolerance" => [@input, "--faces", 2, "--tolerance", 0.05],
+      "locked boundary" => [@input, "--faces", 2, "--lock-boundaries"],
+      # Without its hole it would be no torus.
+      "topology" => [torus, "--faces", 2] }.each do |reason, (input, *options)|
+      report = reduce(input, path("out.obj"), *options, "--no-deviation")
+      assert_equal reason, report["stop_reason"]
+      held = report["edges_held"][reason.tr(" ", "_").delete("-")]
+      assert_operator held, :>, 0, reason if held && reason != "target met"
+      plain = mirel("reduce", input, "-o", path("out.obj"), *options)
+      missed = "#{report['faces_wanted']} faces could not be reached"
+      lines = (plain.out + plain.err).lines.grep(/#{missed}/)
+      assert_equal(report["target_reached"] ? 0 : 1, lines.size, reason)
+      assert_includes lines.first, "#{held} edges" unless lines.empty?
+    end
+  end
+
   def test_standard_output_holds_the_report_and_nothing_else
     result = mirel("reduce", @input, "-o", path("out.obj"), "--ratio", 0.5, "--json", "--quiet")
     assert_equal 0, result.status
@@ -64,5 +103,20 @@ class ReportTest < ProgramTest
     assert_equal measured.values_at("faces", "vertices"), info.values_at("faces", "vertices")
     text = mirel("info", Models::SAMPLE).out
     measured["materials"].each { |name| assert_includes text, name }
+  end
+
+  private
+
+  def torus(sides, rings)
+    points = Array.new(sides * rings) do |k|
+      a, b = [k / rings * 2 * Math::PI / sides, k % rings * 2 * Math::PI / rings]
+      [(2 + Math.cos(b)) * Math.cos(a), (2 + Math.cos(b)) * Math.sin(a), Math.sin(b)]
+    end
+    faces = Array.new(sides * rings) do |k|
+      i, j = k.divmod(rings)
+      at = ->(u, v) { (u % sides * rings) + (v % rings) }
+      [at.(i, j), at.(i + 1, j), at.(i + 1, j + 1), at.(i, j + 1)]
+    end
+    Models.obj(points, faces)
   end
 end

@@ -1,5 +1,6 @@
 # frozen_string_literal: true
 
+require 'minitest/mock'
 require 'importer_host_test'
 
 # The road of a model through the library and the real native half.
@@ -37,6 +38,35 @@ class ImporterTest < ImporterHostTest
     [0, 1.1, -1].each { |ratio| assert_raises(ArgumentError) { @importer.reduce(ratio: ratio) } }
     assert_raises(ArgumentError) { @importer.reduce(faces: 3, ratio: 0.5) }
     [-1, 2**32, 1.5, 'x'].each { |faces| assert_raises(ArgumentError) { @importer.reduce(faces: faces) } }
+  end
+
+  def test_the_rule_that_stopped_is_the_one_that_holds_most_edges
+    @importer.import(write('terrain.obj', terrain(10)))
+    @importer.reduce(faces: 50)
+    assert_nil @importer.rule_that_stopped
+    @importer.reduce
+    { [5, 1, 2, 3] => 'tolerance', [1, 5, 2, 3] => 'locked boundary', [1, 2, 5, 3] => 'fold-over',
+      [1, 2, 3, 5] => 'topology', [0, 0, 0, 0] => nil }.each do |counts, rule|
+      Zu::Mirel::Engine.stub(:ladder_end, Zu::Mirel::Engine::LadderEnd.new(*counts)) do
+        rule ? assert_equal(rule, @importer.rule_that_stopped) : assert_nil(@importer.rule_that_stopped)
+      end
+    end
+    Zu::Mirel::Engine.stub(:ladder_end, nil) { assert_nil @importer.rule_that_stopped }
+  end
+
+  def test_the_deviation_is_bounded
+    @importer.import(write('terrain.obj', terrain(10)))
+    @importer.reduce(faces: 50)
+    assert_nil @importer.deviation_bound(measure: false)
+    bound = @importer.deviation_bound
+    assert_operator bound, :>, 0
+    assert_equal bound, @importer.deviation_bound(measure: false)
+    measured = Zu::Mirel::CompareLibrary.instance
+    now = measured.mesh(Zu::Mirel::Surface.of(@importer))
+    @importer.go_to_step(0)
+    assert_equal 0, @importer.deviation_bound
+    before = measured.mesh(Zu::Mirel::Surface.of(@importer))
+    assert_operator measured.compare(before, now, samples: 20_000).max, :<=, bound * (1 + 1e-9)
   end
 
   def test_bounds_and_vertices

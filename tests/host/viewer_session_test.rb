@@ -197,6 +197,36 @@ class ViewerSessionTest < ViewerTest
     assert_operator parse_frame(get('frame?marks=1').body)[0]['faces'], :<, 288
   end
 
+  def test_the_deviation_is_measured_when_asked_and_kept
+    start
+    assert_equal({ 'step' => 0, 'loads' => 1, 'deviation' => 0.0 }, JSON.parse(get('deviation').body))
+    post('move', { to: 'faces', value: 60 })
+    head, = parse_frame(get('frame').body)
+    assert_nil head['deviation']
+    measured = JSON.parse(get('deviation').body)
+    assert_equal head['step'], measured['step']
+    assert_operator measured['deviation'], :>, 0
+    head, = parse_frame(get('frame').body)
+    assert_equal measured['deviation'], head['deviation']
+    post('rebuild', { lock_surface_boundaries: true })
+    post('move', { to: 'step', value: head['step'] })
+    head, = parse_frame(get('frame').body)
+    assert_nil head['deviation'], 'another hierarchy'
+  end
+
+  def test_moves_go_on_while_the_deviation_is_measured
+    start
+    post('move', { to: 'faces', value: 100 })
+    step = parse_frame(get('frame').body)[0]['step']
+    measurement = @session.deviation_measurement
+    post('move', { to: 'faces', value: 60 })
+    measured = Thread.new { measurement.call }.value
+    assert_equal step, measured[:step]
+    @session.deviation_measured(measured)
+    post('move', { to: 'step', value: step })
+    assert_equal measured[:deviation], parse_frame(get('frame').body)[0]['deviation']
+  end
+
   def test_joining_less_than_before_brings_back_what_was_joined
     start
     post('rebuild', { join_vertices_threshold: 3 })

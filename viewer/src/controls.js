@@ -1,4 +1,5 @@
 // What the controls do.
+import { measureDeviation } from './deviation.js';
 import { updateHeat } from './distance_map.js';
 import { fit, setUp } from './fitting.js';
 import { move, press, refetch } from './frames.js';
@@ -58,6 +59,7 @@ export function bindControls() {
   element('compare').addEventListener('change', () => setComparing(element('compare').checked));
   element('heat').addEventListener('change', updateHeat);
   element('save').addEventListener('click', save);
+  element('measure-deviation').addEventListener('click', measureDeviation);
   element('fit').addEventListener('click', fit);
   element('zoom-in').addEventListener('click', () => stage.zoom(0.8));
   element('zoom-out').addEventListener('click', () => stage.zoom(1.25));

@@ -19,6 +19,7 @@ export const page = {
   typing: false, // a count of faces
   textures: new Map(),
   arriving: 0, // textures on their way
+  measuring: false, // the deviation
   distances: null,
   // When the last move was sent, its frame received, and its buffers handed to the graphics card, in ms.
   timing: null,

@@ -1,7 +1,8 @@
 // What the panel and the labels tell of the model and of its present step.
+import { showDeviation } from './deviation.js';
 import { element, page, SLIDER_LENGTH } from './page.js';
 import { FaceScale } from './scale.js';
-import { counted, percent, short, whole } from './words.js';
+import { counted, percent, whole } from './words.js';
 
 export function showNumbers(head) {
   const { state } = page;
@@ -11,9 +12,7 @@ export function showNumbers(head) {
   element('slider').setAttribute('aria-valuetext', counted(head.faces, 'face'));
   element('step').textContent = `${whole(head.step)} of ${whole(head.steps)}`;
   element('vertices').textContent = head.vertices === null ? '–' : whole(head.vertices);
-  const bounded = head.deviation !== null && state.settings.error_tolerance !== null;
-  element('deviation-line').hidden = !bounded;
-  if (bounded) element('deviation').textContent = short(head.deviation);
+  showDeviation();
   element('stopped').hidden = !head.stopped;
   element('stopped').textContent = head.stopped ? `The coarsest mesh: ${head.stopped}.` : '';
   element('status').textContent = head.status;

@@ -47,6 +47,10 @@ export const server = {
   async distances() {
     return (await answered(fetch('distances'))).arrayBuffer();
   },
+  // {step, loads, deviation}; may take seconds
+  async deviation() {
+    return (await answered(fetch('deviation'))).json();
+  },
   async rebuild(settings) {
     return (await post('rebuild', settings)).json();
   },

@@ -19,3 +19,9 @@ export function counted(number, word) {
 export function short(number) {
   return Number(number.toPrecision(4)).toString();
 }
+
+// Never less than the number.
+export function shortBound(number) {
+  if (Number(number.toPrecision(4)) >= number) return short(number);
+  return short(number + 10 ** (Math.floor(Math.log10(number)) - 3));
+}

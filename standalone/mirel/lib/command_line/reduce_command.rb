@@ -58,6 +58,11 @@ module CommandLine
                  'model units, or a percentage of the diagonal of the bounding box',
                  'as 0.1% (default: no bound)') { |text| @tolerance = Quantity.length_or_share(text) }
       add_output_option(options)
+      options.on('--deviation', 'measure how far the result may be from the original, in either',
+                 'direction (default: with --json; with --tolerance it is known)') { @deviation = true }
+      options.on('--no-deviation', 'do not measure it: on a large model it takes longer than all else') do
+        @deviation = false
+      end
     end
 
     def add_keeping_options(options)
@@ -121,6 +126,7 @@ module CommandLine
       @phases.run('build', 'built the hierarchy') { build(importer) }
       report.update(prepared(importer))
       @phases.run('reduce', 'reduced') { move(importer) }
+      measure_deviation(importer)
       report.update(reached(importer))
       report.update(after(importer, write_scene(output)), timing(importer))
       print_report(report)
@@ -163,8 +169,23 @@ module CommandLine
       step = importer.get_current_step
       { faces_wanted: @target, tolerance: importer.error_tolerance, target_reached: reached,
         stopped_because: stopped_because(importer, reached),
+        stop_reason: stop_reason(importer, reached),
         edges_held: Zu::Mirel::Engine.ladder_end.to_h, step: step, steps: importer.get_hierachy_steps,
-        deviation_bound: Zu::Mirel::Engine.deviation_bound(step) }
+        deviation_bound: importer.deviation_bound(measure: false) }
+    end
+
+    # Whoever wants a report wants it whole, unless told otherwise: on a large model this takes longer than all else.
+    def measure_deviation(importer)
+      return unless @deviation.nil? ? @json : @deviation
+      return if importer.deviation_bound(measure: false)
+
+      @phases.run('deviation', 'measured the deviation') { importer.deviation_bound }
+    end
+
+    def stop_reason(importer, reached)
+      return 'target met' if reached && @target
+
+      importer.rule_that_stopped || 'coarsest step'
     end
 
     def stopped_because(importer, reached)

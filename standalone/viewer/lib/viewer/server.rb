@@ -19,6 +19,7 @@ module Viewer
   # | GET frame            | the last frame (see Frame); ?edges and ?marks ask for those    |
   # | GET original         | the frame at step 0                                            |
   # | GET distances        | distances from the original (see Distances)                    |
+  # | GET deviation        | JSON: a bound on the deviation of the present step, measured   |
   # | GET texture/N        | the texture of material N                                      |
   # | GET download/FORMAT  | the model in that format, as a file to save                    |
   # | POST move            | a move (see Messages), answered with its frame                 |
@@ -56,6 +57,7 @@ module Viewer
       @session = session
       @events = events
       @gate = Gate.new
+      @measuring = Mutex.new
       @newcomers = Newcomers.new
       @web = listen(port)
       @gate.port = @web.config[:Port]
@@ -146,6 +148,7 @@ module Viewer
       when ['GET', 'frame'] then frame(request, response)
       when ['GET', 'original'] then original(request, response)
       when ['GET', 'distances'] then body(response, BINARY, @host.call { @session.distances })
+      when ['GET', 'deviation'] then json(response, deviation)
       when ['POST', 'move'] then move(request, response)
       when ['POST', 'rebuild'] then rebuild(request, response)
       when ['POST', 'picture'], ['POST', 'failure'] then picture(request, response, path.to_sym)
@@ -160,6 +163,15 @@ module Viewer
       return download(response, extension) if extension && Downloads.formats.key?(extension)
 
       file(response, path)
+    end
+
+    # Measured on this request's thread, so that the model can be moved meanwhile; one at a time.
+    def deviation
+      @measuring.synchronize do
+        measurement = @host.call { @session.deviation_measurement }
+        measured = measurement.call
+        @host.call { @session.deviation_measured(measured) }
+      end
     end
 
     def download(response, extension)

@@ -75,6 +75,26 @@ module Viewer
       @distances.encode(importer)
     end
 
+    # @return [Proc] measures the deviation of the present step when it is called, which may be on any thread;
+    #   returns that step and the bound, nil where it is not known
+    def deviation_measurement
+      alive
+      step = importer.get_current_step
+      bound = known_deviation(step)
+      unknowable = bound || importer.deviation_unknowable?
+      measure = Zu::Mirel::Engine.deviation_measurement(step) unless unknowable
+      loads = @loads
+      -> { { step: step, loads: loads, deviation: measure ? measure.call : bound } }
+    end
+
+    # Keeps what was measured.
+    # @param measured [Hash] of #deviation_measurement
+    # @return [Hash] the same
+    def deviation_measured(measured)
+      @deviations[measured[:step]] = measured[:deviation] if measured[:loads] == @loads && measured[:deviation]
+      measured
+    end
+
     # Reads the model again and builds another hierarchy: what an earlier preparation has joined or left out would not
     # come back otherwise. The mesh is then about as fine as it was.
     # @param settings [Hash{Symbol => Object}] see Zu::Mirel::Settings
@@ -183,7 +203,11 @@ module Viewer
       step = importer.get_current_step
       { number: @number, step: step, steps: importer.get_hierachy_steps, faces: importer.count_faces,
         seconds: importer.last_draw_time, status: Sketchup.status_text, stopped: importer.why_stopped,
-        vertices: importer.count_vertices, deviation: Zu::Mirel::Engine.deviation_bound(step), bounds: bounds }
+        vertices: importer.count_vertices, deviation: known_deviation(step), bounds: bounds }
+    end
+
+    def known_deviation(step)
+      @deviations[step] || importer.deviation_bound(measure: false)
     end
 
     def bounds
@@ -208,6 +232,7 @@ module Viewer
     def scene_changed
       @loads = (@loads || 0) + 1
       @originals = {}
+      @deviations = {}
       @distances = nil
       @textures = Textures.new(importer)
     end

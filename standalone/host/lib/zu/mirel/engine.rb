@@ -71,10 +71,32 @@ module Zu
           box
         end
 
-        # @return [Float, nil] bound on the deviation at a step, model units; nil where it was not measured
+        # Measures it where it is not known, which may take longer than the hierarchy did.
+        # @return [Float, nil] bound on the deviation at a step, in the units of the meshes
         def deviation_bound(step)
           value = call('mirel_engine_deviation_bound', [step], Fiddle::TYPE_DOUBLE)
-          value unless value.nil? || value.nan?
+          value if value&.finite?
+        end
+
+        # @return [Float, nil] the same, nil where it was neither recorded nor measured yet
+        def known_deviation_bound(step)
+          value = call('mirel_engine_known_deviation_bound', [step], Fiddle::TYPE_DOUBLE)
+          value if value&.finite?
+        end
+
+        # For threads that measure while the model is moved on.
+        # @return [Proc, nil] measures the bound of the step as it is now and returns it, or nil where there is no
+        #   memory; may be called once, on any thread
+        def deviation_measurement(step)
+          handle = call('mirel_engine_measurement_begin', [step], Fiddle::TYPE_VOIDP)
+          return if handle.nil? || handle.null?
+
+          lambda do
+            value = function('mirel_engine_measurement_run', [handle], Fiddle::TYPE_DOUBLE).call(handle)
+            value if value.finite?
+          ensure
+            function('mirel_engine_measurement_end', [handle], Fiddle::TYPE_VOID).call(handle)
+          end
         end
 
         # @return [Integer, nil] faces over all meshes at a step
@@ -148,7 +170,7 @@ module Zu
           @library ||= Native.loaded('libbalancer')
           return unless @library
 
-          types = arguments.map { |argument| argument.is_a?(String) ? Fiddle::TYPE_VOIDP : -Fiddle::TYPE_INT }
+          types = arguments.map { |argument| argument.is_a?(Integer) ? -Fiddle::TYPE_INT : Fiddle::TYPE_VOIDP }
           Fiddle::Function.new(@library[name], types, result)
         rescue Fiddle::DLError
           nil

@@ -24,6 +24,11 @@ module Zu
     # The native half has one state per process, so only one Importer may have a model at a time: making another one
     # load takes the model of the first away.
     class Importer
+      # What Engine::LadderEnd counts, by name.
+      RULES = { tolerance: 'tolerance', locked_boundary: 'locked boundary', foldover: 'fold-over',
+                topology: 'topology' }.freeze
+      private_constant :RULES
+
       include Settings
       include SceneCallbacks
       include SceneFrame
@@ -161,6 +166,33 @@ module Zu
                     'faces that would fold over' => rules.foldover, 'the topology of the surface' => rules.topology }
         reasons = reasons.reject { |_, count| count.zero? }.map { |reason, count| "#{reason} (#{count} edges)" }
         reasons.empty? ? 'no edge is left to collapse' : "the edges left are held by #{reasons.join(', ')}"
+      end
+
+      # The rule that holds most of the edges at the coarsest step.
+      # @return ['tolerance', 'locked boundary', 'fold-over', 'topology', nil] nil where the hierarchy goes on, where no
+      #   edge is left, and where it is not known
+      def rule_that_stopped
+        return unless get_current_step == get_hierachy_steps
+
+        counts = Engine.ladder_end.to_h
+        rule, count = counts.max_by { |_, edges| edges }
+        RULES.fetch(rule) if count&.positive?
+      end
+
+      # How far the meshes at the current step may be from the imported ones, in either direction.
+      # @param measure [Boolean] find it out where it is not known, which may take longer than the hierarchy did
+      # @return [Float, nil] in the units of the meshes; nil where it is not known
+      def deviation_bound(measure: true)
+        step = get_current_step
+        bound = measure ? Engine.deviation_bound(step) : Engine.known_deviation_bound(step)
+        bound unless deviation_unknowable?
+      end
+
+      # @return [Boolean] whether a mesh has vanished from a scene that puts meshes at places of their own: the meshes
+      #   alone do not tell how far it is from the others
+      def deviation_unknowable?
+        vanished = definitions.any? { |definition| Engine.vertex_count(definition.balancer_mesh_index)&.zero? }
+        vanished && placements.any? { |_, place| place != IDENTITY }
       end
 
       # Writes the scene as it is now, in the format of the file's extension: see SceneOutput.formats. A file that exists
