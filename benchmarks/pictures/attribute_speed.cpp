@@ -16,19 +16,6 @@ double median(std::vector<double> values) {
   return (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
 }
 
-// One vertex for each position, without what tells vertices of one position apart.
-TexturedMesh with_positions_alone(TexturedMesh const& mesh) {
-  std::vector<std::uint32_t> const position_of = join_positions(mesh);
-  TexturedMesh bare;
-  bare.positions.resize(3 * std::size_t{1 + *std::max_element(position_of.begin(), position_of.end())});
-  for (std::size_t v = 0; v < position_of.size(); ++v) {
-    std::copy_n(mesh.positions.data() + 3 * v, 3, bare.positions.data() + std::size_t{3} * position_of[v]);
-  }
-  for (std::uint32_t const vertex : mesh.faces) bare.faces.push_back(position_of[vertex]);
-  bare.textures.assign(mesh.textures.size(), 0);
-  return bare;
-}
-
 int run(int argc, char** argv) {
   if (argc < 2) peers::fail("usage: attribute_speed INPUT [ROUNDS]");
   TexturedMesh const mesh = read_textured_mesh(argv[1]);

@@ -1,5 +1,6 @@
 // reduce_textured SIMPLIFIER INPUT FACES OUTPUT: simplifies the textured mesh INPUT to FACES faces. Prints the version.
-// SIMPLIFIER: mirel, or meshoptimizer where it was installed when this was built.
+// SIMPLIFIER: mirel; positions, which is mirel without UVs and normals (those of the result mean nothing); or
+// meshoptimizer where it was installed when this was built.
 #include "benchmarks/peers/indexed_mesh.h"
 #include "benchmarks/pictures/simplifiers.h"
 
@@ -15,6 +16,10 @@ int run(int argc, char** argv) {
   char const* version = MIREL_VERSION;
   if (name == "mirel") {
     result = reduce_with_mirel(input, faces, nullptr);
+  } else if (name == "positions") {
+    result = reduce_with_mirel(with_positions_alone(input), faces, nullptr);
+    result.normals.assign(result.positions.size(), 0.5F);
+    result.uvs.assign(result.positions.size() / 3 * 2, 0);
 #ifdef MIREL_HAS_MESHOPTIMIZER
   } else if (name == "meshoptimizer") {
     result = reduce_with_meshoptimizer(input, faces, nullptr);

@@ -119,7 +119,7 @@ Picture draw(TexturedMesh const& mesh, std::span<Texture const> textures, Camera
     if (area == 0) continue;
     Texture const& texture = textures[mesh.textures[f]];
     auto const bound = [wide](double x) {
-      return static_cast<std::uint32_t>(std::clamp(std::ceil(x - 0.5), 0.0, double{wide}));
+      return static_cast<std::uint32_t>(std::clamp(std::ceil(x - 0.5), 0.0, static_cast<double>(wide)));
     };
     std::uint32_t const x_end = bound(std::max({a[0], b[0], c[0]}) + 1);
     std::uint32_t const y_end = bound(std::max({a[1], b[1], c[1]}) + 1);

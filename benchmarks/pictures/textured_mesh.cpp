@@ -92,6 +92,18 @@ std::vector<std::uint32_t> join_positions(TexturedMesh const& mesh) {
   return position_of;
 }
 
+TexturedMesh with_positions_alone(TexturedMesh const& mesh) {
+  std::vector<std::uint32_t> const position_of = join_positions(mesh);
+  TexturedMesh bare;
+  bare.positions.resize(3 * std::size_t{1 + *std::max_element(position_of.begin(), position_of.end())});
+  for (std::size_t v = 0; v < position_of.size(); ++v) {
+    std::copy_n(mesh.positions.data() + 3 * v, 3, bare.positions.data() + std::size_t{3} * position_of[v]);
+  }
+  for (std::uint32_t const vertex : mesh.faces) bare.faces.push_back(position_of[vertex]);
+  bare.textures.assign(mesh.textures.size(), 0);
+  return bare;
+}
+
 void drop_unused_vertices(TexturedMesh& mesh) {
   std::vector<std::uint32_t> number(mesh.vertex_count(), UINT32_MAX);
   TexturedMesh kept;

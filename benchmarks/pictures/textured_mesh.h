@@ -37,6 +37,8 @@ void write_textures(std::string const& path, std::vector<Texture> const& texture
 
 // Numbers equal positions alike: per vertex, and in order of first occurrence.
 std::vector<std::uint32_t> join_positions(TexturedMesh const& mesh);
+// One vertex for each position, and one texture: without what tells vertices of one position apart.
+TexturedMesh with_positions_alone(TexturedMesh const& mesh);
 // Leaves out the vertices that no face uses.
 void drop_unused_vertices(TexturedMesh& mesh);
 

@@ -10,8 +10,6 @@
 
 #include <cstdint>
 
-#include "standalone/engine/ladder/vec3.h"
-
 namespace mirel::engine {
 
 inline constexpr std::uint32_t kMaxAttributes = 5;  // u, v, and a normal's x, y, z
@@ -47,10 +45,5 @@ struct AttributeForm {
   float matrix[6] = {};  // xx xy xz yy yz zz
   float right[3] = {};
 };
-
-// Adds a row to sums or to another row.
-void add(AttributeRow const& row, AttributeSums& sums);
-// `row` less `other`, in place.
-void subtract(AttributeRow const& other, AttributeRow& row);
 
 }  // namespace mirel::engine

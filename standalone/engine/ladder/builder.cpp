@@ -193,13 +193,15 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
         file(v, edge.neighbour, now);
         continue;
       }
-    } else if (!urgent && is_exact(v, partners[i]) && v != partners[i] && (partner.flags & kDead) == 0) {
+    } else if (!urgent && v != partners[i] && (partner.flags & kDead) == 0) {
       if ((vertex.flags & partner.flags & kFresh) == 0) evaluate_batch(i);
-      BucketQueue::Bucket const now = BucketQueue::bucket_of(batch_.keys[i]);
+      float key = batch_.keys[i];
+      Vec3 place = (partner.flags & kLocked) != 0 ? partner.position() : vertex.position() + batch_.offset(i);
+      if (!is_exact(v, partners[i])) key = evaluate_seam_edge(v, partners[i], place);
+      BucketQueue::Bucket const now = BucketQueue::bucket_of(key);
       if (now <= bucket) {
-        Vec3 const place = (partner.flags & kLocked) != 0 ? partner.position() : vertex.position() + batch_.offset(i);
         if (check(v, partners[i], place) == Obstacle::kNone) {
-          commit(v, partners[i], place, batch_.keys[i]);
+          commit(v, partners[i], place, key);
           continue;
         }
       } else if (now <= bucket + kSmallRise) {

@@ -103,6 +103,8 @@ class LadderBuilder {
   // With UVs and normals; see builder_attributes.cpp.
   void evaluate_edges(std::uint32_t const* from, std::uint32_t const* to, std::uint32_t count, EdgeArrays const& out);
   bool refine(std::uint32_t v, std::uint32_t candidate);
+  float evaluate_seam_edge(std::uint32_t a, std::uint32_t b, Vec3& place);
+  void gather_wedges(std::uint32_t a, std::uint32_t b);
   bool is_exact(std::uint32_t v, std::uint32_t other) const;
   void prefetch_attributes(std::uint32_t v) const {
     __builtin_prefetch(attribute_sums_[v].floats);
@@ -200,13 +202,13 @@ class LadderBuilder {
   std::vector<float const*> far_values_;
   std::vector<std::array<float, 8>> corner_values_;
   std::vector<AttributeFace> attribute_faces_;
-  std::vector<AttributeRow> attribute_changes_, attribute_terms_;
+  std::vector<AttributeRow> attribute_terms_;
   AttributeSums merged_attributes_;
   bool single_wedges_ = false;     // each end of the edge at hand has one wedge, and they become one
   AttributeValues merged_values_;  // its attributes
   WedgeMerge merge_;
-  WedgeMerge merge_scratch_;
-  Point place_point_{};  // the new place as it will be written
+  std::array<std::uint32_t, 2> gathered_ = {kNone, kNone};  // the edge that merge_ was gathered for
+  Point place_point_{};                                     // the new place as it will be written
   std::vector<std::uint32_t> removed_faces_, neighbour_faces_;
   std::vector<ChangedFace> changed_faces_;
   std::vector<std::uint32_t> group_nodes_;

@@ -4,8 +4,10 @@
 // brought up to date face by face. Whatever touches a vertex with several goes through WedgeAttributes.
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <utility>
 
+#include "standalone/engine/ladder/attribute_updates.h"
 #include "standalone/engine/ladder/builder.h"
 #include "standalone/engine/ladder/lanes.h"
 
@@ -106,18 +108,33 @@ bool LadderBuilder::refine(std::uint32_t v, std::uint32_t candidate) {
   refined_[candidate] = 1;
   std::uint32_t const other = candidates_.neighbours[candidate];
   if (is_exact(v, other)) return false;
-  std::uint32_t const mesh = mesh_of(v);
-  AttributeForm const form = attributes_.form(records_, stars_, mesh, v, other, merge_scratch_);
-  float lanes[7][kMaxLanes];
-  kernels_.evaluate_edge_with(stars_.vertices(), form, v, other,
-                              {lanes[0], lanes[1], lanes[2], lanes[3], lanes[4], lanes[5], lanes[6]});
-  candidates_.keys[candidate] = lanes[0][0];
-  candidates_.x[candidate] = lanes[1][0];
-  candidates_.y[candidate] = lanes[2][0];
-  candidates_.z[candidate] = lanes[3][0];
-  attributes_.merge(records_, stars_, mesh, v, other, place_of(v, candidate), false, true, merge_scratch_);
-  candidates_.keys[candidate] += merge_scratch_.cost;
+  Vec3 place;
+  candidates_.keys[candidate] = evaluate_seam_edge(v, other, place);
+  Vec3 const offset = place - stars_.vertex(v).position();
+  candidates_.x[candidate] = offset.x;
+  candidates_.y[candidate] = offset.y;
+  candidates_.z[candidate] = offset.z;
   return true;
+}
+
+void LadderBuilder::gather_wedges(std::uint32_t a, std::uint32_t b) {
+  if (gathered_ == std::array<std::uint32_t, 2>{a, b}) return;
+  attributes_.gather(records_, stars_, attribute_sums_, mesh_of(a), a, b, merge_);
+  gathered_ = {a, b};
+}
+
+// The key and the place of an edge with several wedges at an end.
+float LadderBuilder::evaluate_seam_edge(std::uint32_t a, std::uint32_t b, Vec3& place) {
+  gather_wedges(a, b);
+  float lanes[7][kMaxLanes];
+  kernels_.evaluate_edge_with(stars_.vertices(), attributes_.form(merge_), a, b,
+                              {lanes[0], lanes[1], lanes[2], lanes[3], lanes[4], lanes[5], lanes[6]});
+  Vertex const& other = stars_.vertex(b);
+  place = (other.flags & kLocked) != 0 ? other.position()
+                                       : stars_.vertex(a).position() + Vec3{lanes[1][0], lanes[2][0], lanes[3][0]};
+  if (!(lanes[0][0] < std::numeric_limits<float>::infinity())) return lanes[0][0];
+  attributes_.merge(records_, stars_, mesh_of(a), a, b, place, false, merge_);
+  return lanes[0][0] + merge_.cost;
 }
 
 void LadderBuilder::list_far_values() {
@@ -138,7 +155,8 @@ bool LadderBuilder::merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint3
   single_wedges_ =
       (stars_.vertex(a).flags & stars_.vertex(b).flags & kOneWedge) != 0 && attributes_.can_unscale(records_, mesh);
   if (!single_wedges_) {
-    attributes_.merge(records_, stars_, mesh, a, b, place, options_.prevent_uv_foldovers, false, merge_);
+    gather_wedges(a, b);
+    attributes_.merge(records_, stars_, mesh, a, b, place, options_.prevent_uv_foldovers, merge_);
     return !merge_.turns_uv_over;
   }
   if (records_.layout.stride == 0) return true;
@@ -194,49 +212,48 @@ void LadderBuilder::merge_single_wedges(std::uint32_t mesh, std::uint32_t a, std
 // one wedge; then brings those around it up to date.
 void LadderBuilder::change_attributes(std::uint32_t a, std::uint32_t b, Vec3 place) {
   std::uint32_t const mesh = mesh_of(a);
-  std::size_t const room = std::size_t{fan_.count} + kMaxLanes;
-  attribute_faces_.resize(room);
-  attribute_changes_.resize(room);
-  attribute_terms_.resize(room);
-  for (std::uint32_t i = 0; i < fan_.count; ++i) {
-    StarEntry const& face = fan_faces_[i];
-    std::uint32_t const corner = i < fan_.of_a || i >= fan_.surviving ? a : b;
-    attribute_faces_[i] = {{&stars_.vertex(corner).x, &stars_.vertex(face.next).x, &stars_.vertex(face.previous).x},
-                           {corner_values(corner, face, 0), far_values_[2 * i], far_values_[2 * i + 1]}};
-  }
-  kernels_.attribute_terms(attribute_faces_.data(), fan_.count, attribute_changes_.data());
-
+  // The faces that stay as they will be, then all as they are.
+  std::uint32_t const surviving = fan_.surviving;
+  std::uint32_t const count = surviving + fan_.count;
+  if (attribute_faces_.size() < count) attribute_faces_.resize(count);
+  if (attribute_terms_.size() < count + kMaxLanes) attribute_terms_.resize(count + kMaxLanes);
   alignas(16) float const place_row[4] = {place.x, place.y, place.z, 0};
   float merged[8] = {};
   if (single_wedges_) {
     AttributeValues const values = attributes_.scaled(records_, mesh, merged_values_.data());
     std::copy(values.begin(), values.end(), merged);
   }
-  for (std::uint32_t i = 0; i < fan_.surviving; ++i) {
-    AttributeFace& face = attribute_faces_[i];
-    face.points[0] = place_row;
-    face.values[0] = merged;
+  for (std::uint32_t i = 0; i < fan_.count; ++i) {
+    StarEntry const& entry = fan_faces_[i];
+    std::uint32_t const corner = i < fan_.of_a || i >= surviving ? a : b;
+    AttributeFace& before = attribute_faces_[surviving + i];
+    before = {{&stars_.vertex(corner).x, &stars_.vertex(entry.next).x, &stars_.vertex(entry.previous).x},
+              {corner_values(corner, entry, 0), far_values_[2 * i], far_values_[2 * i + 1]}};
+    if (i >= surviving) continue;
+    AttributeFace& after = attribute_faces_[i];
+    after = {{place_row, before.points[1], before.points[2]}, {merged, before.values[1], before.values[2]}};
     if (single_wedges_) continue;
-    std::uint32_t const old = attributes_.wedge(fan_faces_[i].face(), fan_faces_[i].corner());
+    std::uint32_t const old = attributes_.wedge(entry.face(), entry.corner());
     AttributeValues const values =
         attributes_.scaled(records_, mesh, merge_.groups[merge_.group_of_wedge(old)].values.data());
     std::array<float, 8>& row = corner_values_.emplace_back();
     std::copy(values.begin(), values.end(), row.begin());
-    face.values[0] = row.data();
+    after.values[0] = row.data();
   }
-  kernels_.attribute_terms(attribute_faces_.data(), fan_.surviving, attribute_terms_.data());
+  kernels_.attribute_terms(attribute_faces_.data(), count, attribute_terms_.data());
 
   merged_attributes_ = {};
   for (std::uint32_t i = 0; i < fan_.count; ++i) {
-    AttributeRow change = {};
-    if (i < fan_.surviving) {
-      change = attribute_terms_[i];
-      if (single_wedges_) add(change, merged_attributes_);
-    }
-    subtract(attribute_changes_[i], change);
+    AttributeSums& next = attribute_sums_[fan_faces_[i].next];
+    AttributeSums& previous = attribute_sums_[fan_faces_[i].previous];
     // Where there are several wedges the sums are not used.
-    add(change, attribute_sums_[fan_faces_[i].next]);
-    add(change, attribute_sums_[fan_faces_[i].previous]);
+    if (i < surviving) {
+      if (single_wedges_) add(attribute_terms_[i], merged_attributes_);
+      add_change(attribute_terms_[surviving + i], attribute_terms_[i], next, previous);
+    } else {
+      subtract(attribute_terms_[surviving + i], next);
+      subtract(attribute_terms_[surviving + i], previous);
+    }
   }
 }
 

@@ -49,6 +49,7 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   std::uint32_t const kept = swapped ? b : a;
   std::uint32_t const gone = swapped ? a : b;
 
+  gathered_ = {kNone, kNone};
   bool const with_attributes = !attribute_sums_.empty();
   bool const single_wedges = records_.attributed && single_wedges_;
   if (with_attributes) change_attributes(a, b, place);

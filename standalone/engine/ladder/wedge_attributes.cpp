@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <numeric>
 
-#include "standalone/engine/ladder/star_metric.h"
+#include "standalone/engine/ladder/attribute_updates.h"
+#include "standalone/engine/ladder/lanes.h"
 
 namespace mirel::engine {
 
@@ -15,8 +17,6 @@ namespace {
 // one radian on a triangle as much as a move of a seventh of the triangle's size.
 constexpr float kUvWeight = 0.25F;
 constexpr float kNormalWeight = 0.02F;
-// Twice the area over the longest edge squared, below which a face has no gradient; see the kernels.
-constexpr float kThin = 0.02F;
 // Beyond this UVs are no places on a texture, and their squares no numbers: they come along but cost nothing.
 constexpr float kLargestUv = 1e15F;
 
@@ -42,38 +42,6 @@ std::uint32_t slot_of(WedgeMerge const& merge, std::uint32_t wedge) {
 
 float const* values_of(Records const& records, std::uint32_t node) {
   return records.attributes.data() + std::size_t{node} * records.layout.stride;
-}
-
-// The terms of one face for its first corner. A face too thin to say how its attributes run along it has none.
-AttributeRow face_terms(Vec3 const corners[3], AttributeValues const values[3]) {
-  AttributeRow row{};
-  float* const sums = row.values;
-  Vec3 const e1 = corners[1] - corners[0];
-  Vec3 const e2 = corners[2] - corners[0];
-  Vec3 const n = cross(e1, e2);
-  float const n2 = squared_length(n);
-  float const longest2 = std::max({squared_length(e1), squared_length(e2), squared_length(e2 - e1)});
-  if (!(n2 > kThin * kThin * longest2 * longest2) || !(n2 > 1e-36F)) return row;
-  float const area = std::sqrt(n2);
-  float const weight = std::sqrt(area);
-  Vec3 const u1 = cross(e2, n) * (1 / n2);
-  Vec3 const u2 = cross(n, e1) * (1 / n2);
-  for (std::uint32_t k = 0; k < kMaxAttributes; ++k) {
-    float const w = k < 2 ? weight : weight * area;
-    Vec3 const g = u1 * (values[1][k] - values[0][k]) + u2 * (values[2][k] - values[0][k]);
-    sums[0] += w * g.x * g.x;
-    sums[1] += w * g.x * g.y;
-    sums[2] += w * g.x * g.z;
-    sums[3] += w * g.y * g.y;
-    sums[4] += w * g.y * g.z;
-    sums[5] += w * g.z * g.z;
-    sums[6 + 3 * k] = w * g.x;
-    sums[7 + 3 * k] = w * g.y;
-    sums[8 + 3 * k] = w * g.z;
-  }
-  sums[21] = weight;
-  sums[22] = weight * area;
-  return row;
 }
 
 Vec3 linear_of(AttributeSums const& sums, std::uint32_t k) {
@@ -198,43 +166,72 @@ bool WedgeAttributes::unscale(Records const& records, std::uint32_t mesh, float 
   return true;
 }
 
+void WedgeAttributes::Range::add(Range const& other) {
+  for (std::size_t part = 0; part < 8; part += 4) {
+    Lanes a, b;
+    std::memcpy(&a, low.data() + part, sizeof(a));
+    std::memcpy(&b, other.low.data() + part, sizeof(b));
+    a = b < a ? b : a;
+    std::memcpy(low.data() + part, &a, sizeof(a));
+    std::memcpy(&a, high.data() + part, sizeof(a));
+    std::memcpy(&b, other.high.data() + part, sizeof(b));
+    a = b > a ? b : a;
+    std::memcpy(high.data() + part, &a, sizeof(a));
+  }
+}
+
 // The wedges around `from` with what their faces say, and between which values they lie.
-void WedgeAttributes::add_star(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t from,
-                               WedgeMerge& result) {
-  std::uint32_t const stride = records.layout.stride;
+void WedgeAttributes::add_star(Records const& records, Stars const& stars, std::span<AttributeSums const> vertex_sums,
+                               std::uint32_t mesh, std::uint32_t from, WedgeMerge& result) {
+  std::span<StarEntry const> const star = stars.star(from);
+  // Nothing that is pointed at may move.
+  sums_.reserve(sums_.size() + star.size());
+  far_rows_.clear();
+  far_rows_.reserve(2 * star.size());
+  slots_.resize(star.size());
+  faces_.resize(star.size());
+  if (rows_.size() < star.size() + kMaxLanes) rows_.resize(star.size() + kMaxLanes);
   std::uint32_t slot = 0;
-  for (StarEntry const& entry : stars.star(from)) {
-    std::uint32_t const face = entry.face();
-    std::uint32_t const corner = entry.corner();
-    std::uint32_t wedges[3];
-    AttributeValues scaled[3];
-    for (std::uint32_t k = 0; k < 3; ++k) {
-      wedges[k] = wedge(face, (corner + k) % 3);
-      scaled[k] = scaled_values(records, mesh, wedges[k]);
-    }
-    if (slot >= result.wedges.size() || result.wedges[slot] != wedges[0]) slot = slot_of(result, wedges[0]);
+  for (std::size_t i = 0; i < star.size(); ++i) {
+    StarEntry const& entry = star[i];
+    std::uint32_t const own = wedge(entry.face(), entry.corner());
+    if (slot >= result.wedges.size() || result.wedges[slot] != own) slot = slot_of(result, own);
     if (slot == result.wedges.size()) {
-      result.wedges.push_back(wedges[0]);
+      result.wedges.push_back(own);
       link_.push_back(slot);
-      Range range{};
-      std::copy_n(values_of(records, wedges[0]), stride, range.low.begin());
-      range.high = range.low;
-      ranges_.push_back(range);
+      AttributeValues const scaled = scaled_values(records, mesh, own);
       sums_.emplace_back();
-      std::copy(scaled[0].begin(), scaled[0].end(), sums_.back().values());
+      std::copy(scaled.begin(), scaled.end(), sums_.back().values());
+      Range& range = ranges_.emplace_back();
+      std::copy_n(sums_.back().values(), 8, range.low.begin());
+      range.high = range.low;
     }
-    Vec3 const corners[3] = {stars.vertex(from).position(), stars.vertex(entry.next).position(),
-                             stars.vertex(entry.previous).position()};
-    add(face_terms(corners, scaled), sums_[slot]);
-    Range& range = ranges_[slot];
-    for (std::uint32_t const far : {wedges[1], wedges[2]}) {
-      float const* const values = values_of(records, far);
-      for (std::uint32_t i = 0; i < stride; ++i) {
-        range.low[i] = std::min(range.low[i], values[i]);
-        range.high[i] = std::max(range.high[i], values[i]);
+    slots_[i] = slot;
+    if (vertex_sums.empty()) continue;
+    AttributeFace& face = faces_[i];
+    face.points[0] = &stars.vertex(from).x;
+    face.values[0] = sums_[slot].values();
+    std::uint32_t corner = 1;
+    for (std::uint32_t const far : {entry.next, entry.previous}) {
+      face.points[corner] = &stars.vertex(far).x;
+      if ((stars.vertex(far).flags & kOneWedge) != 0) {
+        face.values[corner] = vertex_sums[far].values();
+      } else {
+        AttributeValues const scaled = scaled_values(records, mesh, wedge(entry.face(), (entry.corner() + corner) % 3));
+        std::array<float, 8>& row = far_rows_.emplace_back();
+        std::copy(scaled.begin(), scaled.end(), row.begin());
+        face.values[corner] = row.data();
       }
+      Range range;
+      std::copy_n(face.values[corner], 8, range.low.begin());
+      range.high = range.low;
+      ranges_[slot].add(range);
+      ++corner;
     }
   }
+  if (vertex_sums.empty()) return;
+  kernels_.attribute_terms(faces_.data(), static_cast<std::uint32_t>(star.size()), rows_.data());
+  for (std::size_t i = 0; i < star.size(); ++i) add(rows_[i], sums_[slots_[i]]);
 }
 
 // The wedges that faces on the edge (a, b) join become one group each, all others a group of their own.
@@ -319,17 +316,17 @@ void WedgeAttributes::copy_shared(std::size_t begin, std::size_t end, WedgeMerge
   }
 }
 
-void WedgeAttributes::gather(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a,
-                             std::uint32_t b, WedgeMerge& result) {
+void WedgeAttributes::gather(Records const& records, Stars const& stars, std::span<AttributeSums const> vertex_sums,
+                             std::uint32_t mesh, std::uint32_t a, std::uint32_t b, WedgeMerge& result) {
   result.wedges.clear();
   result.groups.clear();
   link_.clear();
   sums_.clear();
   ranges_.clear();
   edge_ = stars.vertex(b).position() - stars.vertex(a).position();
-  add_star(records, stars, mesh, a, result);
+  add_star(records, stars, vertex_sums, mesh, a, result);
   wedges_of_a_ = result.wedges.size();
-  add_star(records, stars, mesh, b, result);
+  add_star(records, stars, vertex_sums, mesh, b, result);
   link_across(stars, a, b, result);
   find_shared(records, result);
   sum_channels(records, result);
@@ -351,7 +348,6 @@ void WedgeAttributes::sum_channels(Records const& records, WedgeMerge const& mer
     Vec3 const origin = i < wedges_of_a_ ? Vec3{} : edge_;
     for (std::size_t c = 0; c < 2; ++c) {
       Channel& channel = channels_[shared_[c].with[merge.group_of[i]]][c];
-      std::uint32_t const offset = c == 0 ? records.layout.uv_offset : records.layout.normal_offset - 2;
       if (channel.weight < 0) {
         channel.weight = 0;
         std::copy_n(sums.values(), kMaxAttributes, channel.values.begin());
@@ -363,16 +359,13 @@ void WedgeAttributes::sum_channels(Records const& records, WedgeMerge const& mer
         Vec3 const linear = linear_of(sums, k);
         channel.linear[k] = channel.linear[k] + linear;
         channel.constant[k] += weight * (sums.values()[k] - channel.values[k]) - dot(linear, origin);
-        channel.range.low[offset + k] = std::min(channel.range.low[offset + k], ranges_[i].low[offset + k]);
-        channel.range.high[offset + k] = std::max(channel.range.high[offset + k], ranges_[i].high[offset + k]);
       }
+      channel.range.add(ranges_[i]);
     }
   }
 }
 
-AttributeForm WedgeAttributes::form(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a,
-                                    std::uint32_t b, WedgeMerge& result) {
-  gather(records, stars, mesh, a, b, result);
+AttributeForm WedgeAttributes::form(WedgeMerge const& result) const {
   AttributeForm form;
   Vec3 right;
   for (std::size_t i = 0; i < result.wedges.size(); ++i) {
@@ -410,10 +403,9 @@ AttributeForm WedgeAttributes::form(Records const& records, Stars const& stars, 
 }
 
 void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a,
-                            std::uint32_t b, Vec3 place, bool check_uv_area, bool formed, WedgeMerge& result) {
+                            std::uint32_t b, Vec3 place, bool check_uv_area, WedgeMerge& result) {
   AttributeLayout const& layout = records.layout;
   std::uint32_t const stride = layout.stride;
-  if (!formed) gather(records, stars, mesh, a, b, result);
   result.cost = 0;
   result.turns_uv_over = false;
   for (WedgeMerge::Group& group : result.groups) group.alive = false;
@@ -435,20 +427,21 @@ void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uin
         std::uint32_t const i = target + k - channel.begin;
         float& value = result.groups[g].values[i];
         if (channel.weight > 0 && scale > 0) {
-          value = (channel.values[k] + (dot(channel.linear[k], offset) + channel.constant[k]) / channel.weight) / scale;
-        } else {
-          // Its faces tell nothing: the mean of its wedges.
-          float sum = 0;
-          float count = 0;
-          for (std::size_t w = 0; w < result.wedges.size(); ++w) {
-            if (shared_[c].with[result.group_of[w]] != g) continue;
-            sum += values_of(records, result.wedges[w])[i];
-            ++count;
-          }
-          value = sum / count;
+          // Kept between the values around it: beyond them it would be no value of the mesh.
+          float const best =
+              channel.values[k] + (dot(channel.linear[k], offset) + channel.constant[k]) / channel.weight;
+          value = std::min(std::max(channel.range.low[k], best), channel.range.high[k]) / scale;
+          continue;
         }
-        // Kept between the values around it: beyond them it would be no value of the mesh.
-        value = std::min(std::max(channel.range.low[i], value), channel.range.high[i]);
+        // Its faces tell nothing: the mean of its wedges.
+        float sum = 0;
+        float count = 0;
+        for (std::size_t w = 0; w < result.wedges.size(); ++w) {
+          if (shared_[c].with[result.group_of[w]] != g) continue;
+          sum += values_of(records, result.wedges[w])[i];
+          ++count;
+        }
+        value = sum / count;
       }
     }
   }

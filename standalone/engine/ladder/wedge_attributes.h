@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "standalone/engine/ladder/attribute_metric.h"
+#include "standalone/engine/ladder/metric_kernels.h"
 #include "standalone/engine/ladder/records.h"
 #include "standalone/engine/ladder/stars.h"
 
@@ -67,13 +68,15 @@ class WedgeAttributes {
   // a normal has no direction.
   bool unscale(Records const& records, std::uint32_t mesh, float const* scaled, AttributeValues& values) const;
 
-  // What attributes add to the system for the place when the edge (a, b) collapses.
-  AttributeForm form(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a, std::uint32_t b,
-                     WedgeMerge& result);
-  // What becomes of the wedges when the edge collapses to `place`. With `formed`, `form` has just been asked about the
-  // same edge with the same `result`.
+  // Works out the wedges of both ends of the edge (a, b) and their sums, for `form` and `merge`. `vertex_sums`: per
+  // vertex, used where it has one wedge; empty without UVs and normals.
+  void gather(Records const& records, Stars const& stars, std::span<AttributeSums const> vertex_sums,
+              std::uint32_t mesh, std::uint32_t a, std::uint32_t b, WedgeMerge& result);
+  // What attributes add to the system for the place when the edge gathered last collapses.
+  AttributeForm form(WedgeMerge const& result) const;
+  // What becomes of the wedges when it collapses to `place`.
   void merge(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a, std::uint32_t b,
-             Vec3 place, bool check_uv_area, bool formed, WedgeMerge& result);
+             Vec3 place, bool check_uv_area, WedgeMerge& result);
   // Whether moving the wedges of a vertex with one wedge to `uv` turns one of `faces`, of which it is the corner, over
   // in UV space.
   bool turns_uv_over(Records const& records, std::span<StarEntry const> faces, float const* uv) const;
@@ -85,9 +88,12 @@ class WedgeAttributes {
     float uv_root = 0;
     float normal_root = 0;
   };
-  struct Range {
-    AttributeValues low;
-    AttributeValues high;
+  // Scaled, as AttributeSums has values.
+  struct alignas(16) Range {
+    std::array<float, 8> low;
+    std::array<float, 8> high;
+
+    void add(Range const& other);
   };
   // Attributes k from `begin` to `end` of a root group and all that share them: the best value is
   // values[k] + (linear[k] x + constant[k]) / weight, at a place x relative to the first end of the edge.
@@ -98,12 +104,11 @@ class WedgeAttributes {
     AttributeValues values{};  // scaled, of the first wedge
     Vec3 linear[kMaxAttributes];
     float constant[kMaxAttributes] = {};
-    Range range{};  // raw
+    Range range{};
   };
 
-  void gather(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a, std::uint32_t b,
-              WedgeMerge& result);
-  void add_star(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t from, WedgeMerge& result);
+  void add_star(Records const& records, Stars const& stars, std::span<AttributeSums const> vertex_sums,
+                std::uint32_t mesh, std::uint32_t from, WedgeMerge& result);
   void link_across(Stars const& stars, std::uint32_t a, std::uint32_t b, WedgeMerge& result);
   void sum_channels(Records const& records, WedgeMerge const& merge);
   struct Shared {
@@ -124,6 +129,11 @@ class WedgeAttributes {
   std::vector<std::uint32_t> link_;
   std::vector<AttributeSums> sums_;  // per place in WedgeMerge::wedges, with its scaled values
   std::vector<Range> ranges_;
+  std::vector<std::uint32_t> slots_;            // per face of the star at hand: place in WedgeMerge::wedges
+  std::vector<std::array<float, 8>> far_rows_;  // scaled values at far corners of vertices with several wedges
+  std::vector<AttributeFace> faces_;
+  std::vector<AttributeRow> rows_;
+  MetricKernels const& kernels_ = metric_kernels();
   std::size_t wedges_of_a_ = 0;
   Vec3 edge_;                                     // from a to b
   std::array<Shared, 2> shared_;                  // UVs, normals

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "standalone/engine/ladder/attribute_updates.h"
+
 namespace mirel::engine {
 namespace {
 
