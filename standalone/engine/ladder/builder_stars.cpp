@@ -11,11 +11,12 @@ namespace mirel::engine {
 namespace {
 
 // Lines of feature edges, in the unit of the faces. Boundaries: much less lets holes drift, much more spends triangles
-// on them. The others keep borders between materials, texture seams and creases of the normals in place.
+// on them; borders between materials stay in place. Along seams and creases UVs and normals speak for themselves, and
+// the line only settles what they leave open.
 constexpr float kBoundaryWeight = 5;
 constexpr float kSetBorderWeight = 3;
-constexpr float kUvSeamWeight = 2;
-constexpr float kNormalSeamWeight = 0.5F;
+constexpr float kUvSeamWeight = 0.1F;
+constexpr float kNormalSeamWeight = 0.02F;
 
 }  // namespace
 
