@@ -47,6 +47,9 @@ constexpr std::int64_t kStepBudgetPerFace = 8;
 constexpr std::int64_t kBudgetPerOriginal = 256;
 constexpr std::int64_t kBudgetPerFace = 8192;
 constexpr std::int64_t kCostOfTreeQuery = 32;
+// A part of the surface that has more around it is not removed: to look at all of it would take too long.
+constexpr std::size_t kMostNearSlots = 16384;
+constexpr std::size_t kMostNearFaces = 1024;
 
 // Whether a box and that of a face are farther apart than r: quick, and often so.
 bool beyond_box(Vec low, Vec high, std::array<Point, 3> const& corners, double r) {
@@ -136,6 +139,7 @@ struct DeviationGuard::Data {
   std::vector<CoverTriangle const*> choice;  // candidates of one cover
   std::vector<std::uint32_t> used;
   std::vector<Critical> kept_critical;
+  std::vector<std::uint32_t> near_slots, near_faces;
   std::vector<CoverTriangle> others;  // of `around`, near to what the overlay asks for
   std::vector<std::size_t> rest;      // obligations that the overlay has not settled
   struct TreePiece {
@@ -167,6 +171,7 @@ struct DeviationGuard::Data {
   bool is_near_new(Vec p, double r) const;
   bool passes_critical(double r) const;
   bool attempt(double r);
+  bool find_remaining(double r);
   void prepare_fresh();
   CoverTriangle const& around_face(std::size_t i);
   void keep_critical();
@@ -306,6 +311,39 @@ bool DeviationGuard::Data::passes_critical(double r) const {
     if (point.slot == TriangleBvh::kNoSlot) continue;
     Vec const p = load(point.at.data());
     if (!is_near_new(p, r) && !is_near_others(p, point.slot, r)) return false;
+  }
+  return true;
+}
+
+// Makes the faces that stay near the obligations the neighbours: they answer for originals that are no farther than
+// twice the radius, since they are near the original themselves. False when an obligation has none.
+bool DeviationGuard::Data::find_remaining(double r) {
+  Vec const reach{2 * r, 2 * r, 2 * r};
+  near_faces.clear();
+  for (std::uint32_t const slot : slots) {
+    auto const [a, b, c] = corners_of_slot(slot);
+    Vec const low{std::min({a.x, b.x, c.x}), std::min({a.y, b.y, c.y}), std::min({a.z, b.z, c.z})};
+    Vec const high{std::max({a.x, b.x, c.x}), std::max({a.y, b.y, c.y}), std::max({a.z, b.z, c.z})};
+    near_slots.clear();
+    if (!original.collect(low - reach, high + reach, kMostNearSlots, near_slots)) return false;
+    bool any = false;
+    for (std::uint32_t const near : near_slots) {
+      for (std::uint32_t i = answers.first_of_slot(near); i != AnswerLists::kEnd; i = answers.link(i).next_of_slot) {
+        std::uint32_t const face = answers.link(i).face;
+        if (face_mark[face] == epoch) continue;
+        if (beyond_box(low, high, corners[face], r)) continue;
+        any = true;
+        near_faces.push_back(face);
+      }
+    }
+    if (!any) return false;
+    std::sort(near_faces.begin(), near_faces.end());
+    near_faces.erase(std::unique(near_faces.begin(), near_faces.end()), near_faces.end());
+    if (near_faces.size() > kMostNearFaces) return false;
+  }
+  for (std::uint32_t const face : near_faces) {
+    face_mark[face] = epoch;
+    neighbours.push_back(face);
   }
   return true;
 }
@@ -509,7 +547,7 @@ bool DeviationGuard::Data::attempt(double r) {
     std::size_t k = 0;
     if (overlay.find_beyond(i, k)) {
       Vec const p = corners_of_slot(slots[i])[k];
-      if (!is_near_others(p, slots[i], r)) {
+      if (!is_near_new(p, r) && !is_near_others(p, slots[i], r)) {
         critical[obligations[i].face] = {narrow(p), slots[i]};
         return false;
       }
@@ -560,6 +598,16 @@ bool DeviationGuard::permits(std::span<std::uint32_t const> removed, std::span<C
   if (!d.passes_critical(d.radius)) return false;
   d.prepare_fresh();
   d.gather_obligations();
+  d.pending = d.attempt(d.radius);
+  return d.pending;
+}
+
+bool DeviationGuard::permits_removal(std::span<std::uint32_t const> removed) {
+  Data& d = *data_;
+  if (!d.take_question(removed, {}, {}) || !(d.radius > 0)) return false;
+  d.gather_obligations();
+  if (!d.find_remaining(d.radius)) return false;
+  d.prepare_fresh();
   d.pending = d.attempt(d.radius);
   return d.pending;
 }

@@ -36,7 +36,10 @@ class DeviationGuard {
   // be used to cover what the removed faces answered for. Changes nothing that a caller can see.
   bool permits(std::span<std::uint32_t const> removed, std::span<ChangedFace const> changed,
                std::span<std::uint32_t const> neighbours);
-  // Makes the change that `permits` was last asked about and allowed. Must directly follow that call.
+  // The same when the faces `removed` vanish and nothing takes their place: whether what they answered for, all of it,
+  // is near enough to faces that stay, wherever these are.
+  bool permits_removal(std::span<std::uint32_t const> removed);
+  // Makes the change that was last asked about and allowed. Must directly follow that call.
   void commit();
   // A bound on the deviation of the current surface in either direction: never above the tolerance, 0 before the
   // first change, and never falling.

@@ -385,8 +385,15 @@ double PatchOverlay::distance_of_face(std::size_t j) {
   LocalFace const& face = local_[j];
   double const middle_x = (double{face.bx} + double{face.cx}) / 3;
   double const middle_y = double{face.cy} / 3;
-  auto const limit = static_cast<float>((radius_ - slack_) * (1 - 1e-6));
-  auto const margin = static_cast<float>(-slack_);
+  // Edges on the rim of the face, as those of an open border are, count as outside: they leave out a rim of twice the
+  // slack, whose points are no farther from the rest than the face's size over its incircle tells.
+  double const perimeter = double{face.bx} + std::hypot(double{face.cx} - double{face.bx}, double{face.cy}) +
+                           std::hypot(double{face.cx}, double{face.cy});
+  double rim = 2 * slack_ * perimeter / double{face.cy};
+  bool const open = rim <= kMostSlack * radius_ && double{face.cy} > 12 * slack_;
+  if (!open) rim = 0;
+  auto const limit = static_cast<float>((radius_ - slack_ - rim) * (1 - 1e-6));
+  auto const margin = static_cast<float>(open ? slack_ : -slack_);
   if (++cover_stamp_ == 0) {
     std::fill(in_cover_.begin(), in_cover_.end(), 0);
     cover_stamp_ = 1;
@@ -444,7 +451,7 @@ double PatchOverlay::distance_of_face(std::size_t j) {
     }
   }
   if (doubtful || degree == 0) return kUnsettled;
-  return static_cast<double>(highest) + slack_;
+  return static_cast<double>(highest) + slack_ + rim;
 }
 
 }  // namespace mirel::engine

@@ -223,6 +223,29 @@ double TriangleBvh::squared_distance(std::uint32_t slot, Vec p) const {
   return squared_distance_to_triangle(p, load(c), load(c + 3), load(c + 6));
 }
 
+bool TriangleBvh::collect(Vec low, Vec high, std::size_t most, std::vector<std::uint32_t>& slots) const {
+  if (nodes_.empty()) return true;
+  auto const meets = [&](Node const& node) {
+    return low.x <= node.high[0] && node.low[0] <= high.x && low.y <= node.high[1] && node.low[1] <= high.y &&
+           low.z <= node.high[2] && node.low[2] <= high.z;
+  };
+  std::array<std::uint32_t, kMaxDepth + 2> stack;
+  std::size_t depth = 0;
+  stack[depth++] = 0;
+  while (depth > 0) {
+    Node const& node = nodes_[stack[--depth]];
+    if (!meets(node)) continue;
+    if (node.count == 0) {
+      stack[depth++] = node.first;
+      stack[depth++] = node.first + 1;
+      continue;
+    }
+    for (std::uint32_t i = 0; i < node.count; ++i) slots.push_back(node.first + i);
+    if (slots.size() > most) return false;
+  }
+  return true;
+}
+
 TriangleBvh::Nearest TriangleBvh::nearest(Vec p, double cutoff, double enough, std::uint32_t hint) const {
   Nearest result;
   if (nodes_.empty() || !(cutoff >= 0)) return result;

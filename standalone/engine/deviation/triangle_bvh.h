@@ -49,6 +49,10 @@ class TriangleBvh {
   Nearest nearest(Vec p, double cutoff = std::numeric_limits<double>::infinity(), double enough = 0,
                   std::uint32_t hint = kNoSlot) const;
 
+  // Adds the slots of triangles whose leaves' boxes meet the box from low to high, some besides it included. False when
+  // there are more than `most`.
+  bool collect(Vec low, Vec high, std::size_t most, std::vector<std::uint32_t>& slots) const;
+
   // Squared distance from p to the triangle in a slot.
   double squared_distance(std::uint32_t slot, Vec p) const;
 

@@ -55,6 +55,7 @@ class LadderBuilder {
     std::uint32_t member = kNone;
     bool locked = false;
     bool gone = false;
+    bool offered = false;
   };
 
   // Setting up.
@@ -139,6 +140,7 @@ class LadderBuilder {
   void gather_component(std::uint32_t member);
   void offer_component(std::uint32_t component);
   void split_component(std::uint32_t component);
+  bool may_go();
   void remove_component(std::uint32_t component);
 
   // Coordinates.

@@ -51,10 +51,15 @@ void LadderBuilder::find_components() {
   }
 }
 
-// Puts a stuck component into the queue, at the cost of moving all of it to its middle. Under a tolerance none goes:
-// what it answered for would have no surface near it.
+// Puts a stuck component into the queue, at the cost of moving all of it to its middle. Under a tolerance it comes
+// last: whether others are near enough to answer for it is asked once, when nothing else can change.
 void LadderBuilder::offer_component(std::uint32_t component) {
-  if (components_[component].locked || options_.tolerance > 0) return;
+  if (components_[component].locked) return;
+  if (options_.tolerance > 0) {
+    if (!components_[component].offered) queue_.push({kComponentMark | component, 0}, BucketQueue::kBucketCount - 1);
+    components_[component].offered = true;
+    return;
+  }
   gather_component(components_[component].member);
   if (component_vertices_.size() < components_[component].live) {
     split_component(component);
@@ -93,10 +98,28 @@ void LadderBuilder::split_component(std::uint32_t component) {
   for (std::uint32_t id = first; id < end; ++id) offer_component(id);
 }
 
+// Whether what the component at hand answers for is near enough to others.
+bool LadderBuilder::may_go() {
+  std::uint32_t const mesh = mesh_of(component_vertices_.front());
+  removed_faces_.clear();
+  for (std::uint32_t const face : component_faces_) removed_faces_.push_back(face - records_.face_base[mesh]);
+  if (!guards_[mesh]->permits_removal(removed_faces_)) return false;
+  guards_[mesh]->commit();
+  return true;
+}
+
 void LadderBuilder::remove_component(std::uint32_t component) {
+  components_[component].offered = false;
   // The last one stays: a mesh that was there is still there.
   if (live_components_ <= 1 || components_[component].gone || components_[component].active != 0) return;
   gather_component(components_[component].member);
+  if (options_.tolerance > 0) {
+    if (component_vertices_.size() < components_[component].live) {
+      split_component(component);
+      return;
+    }
+    if (!may_go()) return;
+  }
   ++step_;
   for (std::uint32_t const v : component_vertices_) {
     stars_.clear(v);

@@ -1,0 +1,126 @@
+#include "standalone/engine/deviation/patch_overlay.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <numeric>
+
+#include "tests/unit/deviation/collapsing_mesh.h"
+
+namespace mirel::engine {
+namespace {
+
+using test::grid;
+using test::Mesh;
+
+double bowl(double x, double y) {
+  return 0.1 * ((x - 0.5) * (x - 0.5) + (y - 0.5) * (y - 0.5));
+}
+
+// The unit square's upper or lower half, at a height.
+CoverTriangle half(bool upper, double z, std::uint32_t face) {
+  CoverTriangle triangle;
+  triangle.frame =
+      upper ? TriangleFrame({0, 0, z}, {1, 1, z}, {0, 1, z}) : TriangleFrame({0, 0, z}, {1, 0, z}, {1, 1, z});
+  triangle.face = face;
+  return triangle;
+}
+
+struct Question {
+  Mesh mesh = grid(10, bowl);
+  TriangleBvh original{mesh.positions, mesh.faces};
+  PatchOverlay overlay{original, mesh.faces};
+  std::vector<std::uint32_t> slots = std::vector<std::uint32_t>(original.size());
+  std::vector<CoverTriangle> fresh;
+
+  explicit Question(double z) : fresh{half(false, z, 5), half(true, z, 9)} {
+    std::iota(slots.begin(), slots.end(), 0U);
+  }
+};
+
+TEST(PatchOverlay, SettlesBothDirectionsOfASquareUnderABowl) {
+  Question q(0);  // the bowl's corners are 0.05 high
+  ASSERT_TRUE(q.overlay.start(q.slots, q.fresh, 0.051));
+  EXPECT_FALSE(q.overlay.needs_others());
+  double farthest = 0;
+  for (std::size_t i = 0; i < q.slots.size(); ++i) {
+    PatchOverlay::Cover const cover = q.overlay.cover(i);
+    ASSERT_GT(cover.count, 0U) << i;
+    farthest = std::max(farthest, cover.distance);
+    for (std::uint32_t k = 0; k < cover.count; ++k) EXPECT_TRUE(cover.faces[k] == 5 || cover.faces[k] == 9);
+  }
+  EXPECT_NEAR(farthest, 0.05, 1e-4);
+  for (std::size_t j = 0; j < 2; ++j) {
+    EXPECT_GE(q.overlay.distance_of_face(j), 0.05 - 1e-6);
+    EXPECT_LE(q.overlay.distance_of_face(j), 0.051);
+  }
+}
+
+TEST(PatchOverlay, SettlesNothingBeyondTheRadius) {
+  Question q(0);
+  ASSERT_TRUE(q.overlay.start(q.slots, q.fresh, 0.049));
+  EXPECT_TRUE(q.overlay.needs_others());
+  std::size_t settled = 0;
+  for (std::size_t i = 0; i < q.slots.size(); ++i) settled += q.overlay.cover(i).count > 0 ? 1U : 0U;
+  EXPECT_GT(settled, q.slots.size() / 2);
+  EXPECT_LT(settled, q.slots.size());
+  std::size_t i = 0;
+  std::size_t k = 0;
+  EXPECT_TRUE(q.overlay.find_beyond(i, k));
+  EXPECT_FALSE(q.overlay.distance_of_face(0) <= 0.049);
+}
+
+TEST(PatchOverlay, AHoleIsNotCover) {
+  // Without the four triangles in the middle no point of the original is near the middle of the square; yet every one
+  // that is left is near the square.
+  Mesh whole = grid(10, [](double, double) { return 0.0; });
+  std::vector<std::uint32_t> faces;
+  for (std::size_t f = 0; f < whole.faces.size(); f += 3) {
+    double x = 0;
+    double y = 0;
+    for (std::size_t k = 0; k < 3; ++k) {
+      x += static_cast<double>(whole.point(whole.faces[f + k])[0]) / 3;
+      y += static_cast<double>(whole.point(whole.faces[f + k])[1]) / 3;
+    }
+    if (std::abs(x - 0.55) < 0.05 && std::abs(y - 0.25) < 0.05) continue;
+    faces.insert(faces.end(), whole.faces.begin() + static_cast<std::ptrdiff_t>(f),
+                 whole.faces.begin() + static_cast<std::ptrdiff_t>(f) + 3);
+  }
+  ASSERT_LT(faces.size(), whole.faces.size());
+  TriangleBvh const original(whole.positions, faces);
+  PatchOverlay overlay(original, faces);
+  std::vector<std::uint32_t> slots(original.size());
+  std::iota(slots.begin(), slots.end(), 0U);
+  std::vector<CoverTriangle> const fresh{half(false, 0, 0), half(true, 0, 1)};
+  ASSERT_TRUE(overlay.start(slots, fresh, 0.01));
+  for (std::size_t i = 0; i < slots.size(); ++i) EXPECT_GT(overlay.cover(i).count, 0U);
+  EXPECT_FALSE(overlay.distance_of_face(0) <= 0.01) << "the hole is under the lower half";
+}
+
+TEST(PatchOverlay, AFaceBesideTheOriginalIsNotCovered) {
+  Question q(0);
+  CoverTriangle beside;
+  beside.frame = TriangleFrame({0.5, 0.5, 0}, {1.5, 0.5, 0}, {1, 1.2, 0});
+  q.fresh.push_back(beside);
+  ASSERT_TRUE(q.overlay.start(q.slots, q.fresh, 0.06));
+  EXPECT_FALSE(q.overlay.distance_of_face(2) <= 0.06) << "half of it hangs over the border";
+}
+
+TEST(PatchOverlay, DeclinesWhatFloatsCannotTell) {
+  Question q(0);
+  EXPECT_FALSE(q.overlay.start(q.slots, q.fresh, 1e-5));
+  EXPECT_FALSE(q.overlay.start(q.slots, q.fresh, 0));
+  EXPECT_FALSE(q.overlay.start({}, q.fresh, 1));
+  EXPECT_FALSE(q.overlay.start(q.slots, {}, 1));
+}
+
+TEST(PatchOverlay, FacesWithoutAreaSettleNothing) {
+  Question q(0);
+  q.fresh = {CoverTriangle{TriangleFrame({0, 0, 0}, {1, 1, 0}, {0.5, 0.5, 0}), 0, 1}};
+  ASSERT_TRUE(q.overlay.start(q.slots, q.fresh, 0.5));
+  EXPECT_EQ(q.overlay.cover(0).count, 0U);
+  EXPECT_EQ(q.overlay.distance_of_face(0), std::numeric_limits<double>::infinity());
+}
+
+}  // namespace
+}  // namespace mirel::engine
