@@ -59,12 +59,14 @@ void rename_in_ring(Vertex const* vertices, StarEntry* entries, StarEntry const*
     Vertex const& vertex = vertices[star[i].next];
     StarEntry* const block = entries + vertex.star_begin;
     for (std::uint32_t first = 0; first < vertex.star_count; first += width) {
-      M words[3];
-      __builtin_memcpy(words, static_cast<void const*>(block + first), sizeof(words));
+      char* const bytes = reinterpret_cast<char*>(block + first);
+      // One by one: an array of them would go through memory in parts.
       for (std::size_t part = 0; part < 3; ++part) {
-        words[part] ^= (words[part] == static_cast<std::int32_t>(from)) & change[part];
+        M words;
+        __builtin_memcpy(&words, bytes + part * sizeof(M), sizeof(M));
+        words ^= (words == static_cast<std::int32_t>(from)) & change[part];
+        __builtin_memcpy(bytes + part * sizeof(M), &words, sizeof(M));
       }
-      __builtin_memcpy(static_cast<void*>(block + first), words, sizeof(words));
     }
   }
 }
