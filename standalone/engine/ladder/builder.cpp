@@ -317,6 +317,9 @@ void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std:
                                BucketQueue::Bucket bucket) const {
   constexpr std::size_t kDistances[] = {16, 24, 36, 52};
   constexpr std::size_t kMostFaces = 12;
+  // What is left is in the cache.
+  constexpr std::uint32_t kFewFaces = 8192;
+  if (live_faces_ < kFewFaces) return;
   // What has come nearer than the distance since.
   auto const window = [&](std::size_t distance) {
     std::size_t const end = std::min(distance, entries.size());

@@ -14,6 +14,9 @@ namespace {
 // Marks the first entry of a live star while the store is compacted; face indices stay below it.
 constexpr std::uint32_t kHeadMark = 0x80000000U;
 constexpr std::uint32_t kNoVertex = 0xFFFFFFFFU;
+// Entries that a star may grow by where it lies: most merged stars have two faces more than the larger of both. What
+// has to move goes to the end of the store, away from its neighbours.
+constexpr std::uint32_t kSlack = 2;
 
 // Not cleared, but for what may be read beyond the last star.
 void allocate(std::size_t capacity, std::unique_ptr<StarEntry[]>& entries) {
@@ -30,11 +33,12 @@ void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> tri
   std::uint32_t begin = 0;
   for (Vertex& vertex : vertices_) {
     vertex.star_begin = begin;
-    begin += vertex.star_count;
+    begin += vertex.star_count + kSlack;
     vertex.star_count = 0;
+    vertex.slack = kSlack;
   }
   used_ = begin;
-  capacity_ = used_ + used_ / 4 + 64;
+  capacity_ = used_ + used_ / 8 + 64;
   allocate(capacity_, entries_);
   for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
     std::uint32_t const v[3] = {triangles[corner], triangles[corner + 1], triangles[corner + 2]};
@@ -45,6 +49,7 @@ void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> tri
     }
   }
   for (std::uint32_t v = 0; v < vertex_count; ++v) {
+    std::fill_n(entries_.get() + vertices_[v].star_begin + vertices_[v].star_count, kSlack, StarEntry{});
     if (is_hub(v)) index_hub(v);
   }
 }
@@ -135,13 +140,17 @@ void Stars::grow(std::size_t capacity) {
 // Slides the live stars together in place. Each live star's first entry is made to name its owner while the
 // owner's star_begin keeps what stood there, so one sweep over the store finds every star in its order.
 void Stars::compact() {
+  std::size_t live = 0;
   for (std::uint32_t v = 0; v < vertices_.size(); ++v) {
     Vertex& vertex = vertices_[v];
     if (vertex.star_count == 0) continue;
+    live += vertex.star_count + kSlack;
     std::uint32_t const head = vertex.star_begin;
     vertex.star_begin = entries_[head].face_corner;
     entries_[head].face_corner = kHeadMark | v;
   }
+  // Stars get their slack back as far as they do not catch up with those still to be moved.
+  std::size_t const most_slack = live <= capacity_ / 8 * 7 ? kSlack : 0;
   std::size_t to = 0;
   for (std::size_t from = 0; from < used_;) {
     if ((entries_[from].face_corner & kHeadMark) == 0) {
@@ -151,11 +160,13 @@ void Stars::compact() {
     Vertex& vertex = vertices_[entries_[from].face_corner & ~kHeadMark];
     entries_[from].face_corner = vertex.star_begin;
     vertex.star_begin = static_cast<std::uint32_t>(to);
-    vertex.slack = 0;
     std::copy_n(entries_.get() + static_cast<std::ptrdiff_t>(from), vertex.star_count,
                 entries_.get() + static_cast<std::ptrdiff_t>(to));
     to += vertex.star_count;
     from += vertex.star_count;
+    std::size_t const slack = std::min(most_slack, from - to);
+    vertex.slack = static_cast<std::uint8_t>(slack);
+    to += slack;
   }
   used_ = to;
 }
