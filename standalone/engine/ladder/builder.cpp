@@ -140,6 +140,7 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
     remove_component(component);
     return;
   }
+  face_size_ = std::sqrt(static_cast<float>(area_) / static_cast<float>(std::max(live_faces_, 1U)));
   std::array<std::uint32_t, kBatch> items;
   std::array<std::uint32_t, kBatch> partners;
   std::uint32_t count = 0;
@@ -201,7 +202,12 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
       BucketQueue::Bucket const now = BucketQueue::bucket_of(key);
       if (now <= bucket) {
         if (check(v, partners[i], place) == Obstacle::kNone) {
-          commit(v, partners[i], place, key);
+          key = key_with_deviation(key, v, partners[i]);
+          if (BucketQueue::bucket_of(key) <= bucket + kSmallRise) {
+            commit(v, partners[i], place, key);
+          } else {
+            file(v, partners[i], BucketQueue::bucket_of(key));
+          }
           continue;
         }
       } else if (now <= bucket + kSmallRise) {
@@ -240,6 +246,7 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
   }
   evaluate(kernels_, stars_, attribute_sums_.data(), v, candidates_);
   if (records_.attributed) refined_.assign(candidates_.count, 0);
+  deviated_.clear();
   std::array<std::uint8_t, kObstacles> obstacles{};
   std::uint32_t i = 0;
   while (cheapest(v, i)) {
@@ -252,7 +259,13 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
     Vec3 const place = place_of(v, i);
     Obstacle const obstacle = check(v, other, place);
     if (obstacle == Obstacle::kNone) {
-      commit(v, other, place, candidates_.keys[i]);
+      float& key = candidates_.keys[i];
+      if (std::find(deviated_.begin(), deviated_.end(), i) == deviated_.end()) {
+        deviated_.push_back(i);
+        key = key_with_deviation(key, v, other);
+        if (BucketQueue::bucket_of(key) > current_bucket + kSmallRise) continue;
+      }
+      commit(v, other, place, key);
       return;
     }
     std::uint8_t& count = obstacles[static_cast<std::size_t>(obstacle) - 1];

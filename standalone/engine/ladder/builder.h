@@ -97,6 +97,7 @@ class LadderBuilder {
   std::uint32_t count_shared_neighbours(std::uint32_t a, std::uint32_t b);
   void list_both_neighbours();
   void list_ring();
+  float key_with_deviation(float key, std::uint32_t a, std::uint32_t b) const;
   bool meets_neighbour(Vec3 place) const;
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
   bool within_tolerance(std::uint32_t a, std::uint32_t b);
@@ -177,6 +178,9 @@ class LadderBuilder {
   std::vector<std::array<double, 3>> centres_;  // per mesh
   float rounding_ = 0;                          // ladder units: places further apart never round to one point
 
+  double area_ = 0;      // of all faces at step 0
+  float face_size_ = 0;  // side of a square with the mean area of a face, as of the batch at hand
+
   std::uint32_t step_ = 0;
   std::uint32_t live_faces_ = 0;
   std::uint32_t next_level_faces_ = 0;
@@ -186,7 +190,8 @@ class LadderBuilder {
 
   // Scratch of the collapse at hand.
   Candidates candidates_;
-  std::vector<std::uint8_t> refined_;  // candidates whose key has its attribute part
+  std::vector<std::uint8_t> refined_;    // candidates whose key has its attribute part
+  std::vector<std::uint32_t> deviated_;  // candidates whose key is held against the deviation
   Candidates batch_;
   std::array<std::uint32_t, kBatch> pending_;  // vertices that are still to be filed
   std::uint32_t pending_count_ = 0;

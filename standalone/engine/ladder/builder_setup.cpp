@@ -160,6 +160,8 @@ void LadderBuilder::add_face_terms(std::span<std::uint32_t const> triangles) {
         add(terms[face], vertex);
         if ((flat_faces >> face & 1U) != 0) vertex.flags |= kUrgent;
       }
+      float const* const n = terms[face].values + 9;
+      area_ += 0.5 * double{std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2])};
     }
   }
 }

@@ -18,7 +18,8 @@ MetricKernels const& narrow_metric_kernels() {
                                             kernels::evaluate_edges_attributed<4>,
                                             kernels::evaluate_edge_with<4>,
                                             kernels::attribute_terms<4>,
-                                            kernels::test_fan<4>};
+                                            kernels::test_fan<4>,
+                                            kernels::fan_distances<4>};
   return kNarrow;
 }
 

@@ -57,6 +57,12 @@ enum FanVerdict : std::uint32_t {
   kFanTouches = 2  // the place may round to that of a corner
 };
 
+// How far a collapse takes the surface, squared: three distances from a point to a fan of triangles.
+struct FanDistances {
+  float a, b;   // from the ends to the faces after the collapse
+  float place;  // from the merged vertex to the faces before it
+};
+
 // Faces of which one call works out the terms.
 inline constexpr std::uint32_t kFaceBlock = 8;
 
@@ -87,6 +93,7 @@ struct MetricKernels {
   // the face's terms after it (`after`; 0 for faces that go). Stops early, with the arrays half filled, when a face
   // turns.
   std::uint32_t (*test_fan)(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow* after);
+  FanDistances (*fan_distances)(Vertex const* vertices, Fan const& fan);
 };
 
 // The fastest that this machine runs.

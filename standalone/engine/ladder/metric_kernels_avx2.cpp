@@ -18,7 +18,8 @@ MetricKernels const& wide_metric_kernels() {
                                           kernels::evaluate_edges_attributed<8>,
                                           kernels::evaluate_edge_with<8>,
                                           kernels::attribute_terms<8>,
-                                          kernels::test_fan<8>};
+                                          kernels::test_fan<8>,
+                                          kernels::fan_distances<8>};
   return kWide;
 }
 

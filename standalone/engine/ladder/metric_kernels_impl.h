@@ -609,4 +609,98 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
   return verdict;
 }
 
+template <int width>
+inline __attribute__((always_inline)) FloatLanes<width> smaller(FloatLanes<width> a, FloatLanes<width> b) {
+  return a < b ? a : b;
+}
+
+// Triangles from a common corner, one in each lane: their sides from there, and what distances to them need.
+template <int width>
+struct TriangleLanes {
+  VectorLanes<width> e1, e2, n;
+  FloatLanes<width> d11, d12, d22, n2;
+};
+
+template <int width>
+inline __attribute__((always_inline)) TriangleLanes<width> triangles_between(VectorLanes<width> const& e1,
+                                                                             VectorLanes<width> const& e2) {
+  VectorLanes<width> const n = cross<width>(e1, e2);
+  return {e1, e2, n, dot<width>(e1, e1), dot<width>(e1, e2), dot<width>(e2, e2), dot<width>(n, n)};
+}
+
+// Squared distance from w to the segment from the origin to e; `inner` is w.e, `length2` e.e.
+template <int width>
+inline __attribute__((always_inline)) FloatLanes<width> distance2_to_side(VectorLanes<width> const& w,
+                                                                          VectorLanes<width> const& e,
+                                                                          FloatLanes<width> inner,
+                                                                          FloatLanes<width> length2) {
+  FloatLanes<width> const zero = all<width>(0), one = all<width>(1);
+  MaskLanes<width> const has_length = length2 > zero;
+  FloatLanes<width> const along = select(has_length, inner / select(has_length, length2, one), zero);
+  FloatLanes<width> const k = smaller<width>(larger(along, zero), one);
+  VectorLanes<width> const rest = {w.x - k * e.x, w.y - k * e.y, w.z - k * e.z};
+  return dot<width>(rest, rest);
+}
+
+// Squared distance from w to the triangles, all relative to their common corner. The side across from it is left to
+// the other faces around: beyond it the distance is one to the two other sides, and so rather too large.
+template <int width>
+inline __attribute__((always_inline)) FloatLanes<width> distance2_to(TriangleLanes<width> const& t,
+                                                                     VectorLanes<width> const& w) {
+  FloatLanes<width> const zero = all<width>(0);
+  FloatLanes<width> const w1 = dot<width>(t.e1, w), w2 = dot<width>(t.e2, w);
+  FloatLanes<width> const u = t.d22 * w1 - t.d12 * w2, v = t.d11 * w2 - t.d12 * w1;
+  FloatLanes<width> const height = dot<width>(t.n, w);
+  MaskLanes<width> const above = (t.n2 > all<width>(1e-36F)) & (u >= zero) & (v >= zero) & (u + v <= t.n2);
+  FloatLanes<width> const plane = height * height / select(above, t.n2, all<width>(1));
+  FloatLanes<width> const sides =
+      smaller<width>(distance2_to_side<width>(w, t.e1, w1, t.d11), distance2_to_side<width>(w, t.e2, w2, t.d22));
+  return select(above, plane, sides);
+}
+
+template <int width>
+inline __attribute__((always_inline)) float least(FloatLanes<width> values) {
+  float result = values[0];
+  for (int k = 1; k < width; ++k) result = values[k] < result ? values[k] : result;
+  return result;
+}
+
+template <int width>
+FanDistances fan_distances(Vertex const* vertices, Fan const& fan) {
+  using F = FloatLanes<width>;
+  using M = MaskLanes<width>;
+  VectorLanes<width> const place = {all<width>(fan.place[0]), all<width>(fan.place[1]), all<width>(fan.place[2])};
+  Vertex const& a = vertices[fan.a];
+  Vertex const& b = vertices[fan.b];
+  VectorLanes<width> const at_a = {all<width>(a.x), all<width>(a.y), all<width>(a.z)};
+  VectorLanes<width> const at_b = {all<width>(b.x), all<width>(b.y), all<width>(b.z)};
+  F const far = all<width>(1e30F);
+  F least_a = far, least_b = far, least_place = far;
+  M numbers;
+  for (int k = 0; k < width; ++k) numbers[k] = k;
+  for (std::uint32_t first = 0; first < fan.count; first += width) {
+    Vertex const* next_ends[width];
+    Vertex const* previous_ends[width];
+    for (std::uint32_t k = 0; k < width; ++k) {
+      next_ends[k] = vertices + fan.faces[first + k].next;
+      previous_ends[k] = vertices + fan.faces[first + k].previous;
+    }
+    VectorLanes<width> const next = load_points<width>(next_ends);
+    VectorLanes<width> const previous = load_points<width>(previous_ends);
+    M const index = numbers + static_cast<std::int32_t>(first);
+    M const goes = index >= static_cast<std::int32_t>(fan.surviving);
+    M const of_b = (index >= static_cast<std::int32_t>(fan.of_a)) & ~goes;
+    VectorLanes<width> const corner = {select(of_b, at_b.x, at_a.x), select(of_b, at_b.y, at_a.y),
+                                       select(of_b, at_b.z, at_a.z)};
+    TriangleLanes<width> const after =
+        triangles_between<width>(minus<width>(next, place), minus<width>(previous, place));
+    least_a = smaller<width>(least_a, select(goes, far, distance2_to<width>(after, minus<width>(at_a, place))));
+    least_b = smaller<width>(least_b, select(goes, far, distance2_to<width>(after, minus<width>(at_b, place))));
+    TriangleLanes<width> const before =
+        triangles_between<width>(minus<width>(next, corner), minus<width>(previous, corner));
+    least_place = smaller<width>(least_place, distance2_to<width>(before, minus<width>(place, corner)));
+  }
+  return {least<width>(least_a), least<width>(least_b), least<width>(least_place)};
+}
+
 }  // namespace mirel::engine::kernels

@@ -276,9 +276,31 @@ TEST(MetricKernelsTest, WidthDoesNotShowInFans) {
     if (a == kFanTurns) continue;
     ASSERT_TRUE(same_bits(changes_a[0].values, changes_b[0].values, 12 * std::size_t{sides})) << "seed " << seed;
     ASSERT_TRUE(same_bits(terms_a[0].values, terms_b[0].values, 12 * std::size_t{sides})) << "seed " << seed;
+    FanDistances const d = narrow.fan_distances(vertices.data(), fan);
+    FanDistances const e = fastest.fan_distances(vertices.data(), fan);
+    ASSERT_TRUE(same_bits(&d.a, &e.a, 1) && same_bits(&d.b, &e.b, 1) && same_bits(&d.place, &e.place, 1));
   }
   EXPECT_GT(turned, 100U);
   EXPECT_GT(sound, 100U);
+}
+
+// A pyramid over a square whose top goes down to the middle of the base, with the other end beside a corner.
+TEST(MetricKernelsTest, FanDistancesAreThoseOfThePyramid) {
+  float const points[6][3] = {{0, 0, 1}, {2, 0, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}, {0, -1, 0}};
+  std::vector<Vertex> vertices(6);
+  for (std::size_t i = 0; i < 6; ++i) vertices[i].set_position({points[i][0], points[i][1], points[i][2]});
+  std::vector<StarEntry> faces(4 + kMaxLanes);
+  for (std::uint32_t i = 0; i < faces.size(); ++i) {
+    std::uint32_t const k = std::min(i, 3U);
+    faces[i] = {2 + k, 2 + (k + 1) % 4, k << 2};
+  }
+  Fan const fan{faces.data(), 4, 4, 4, 0, 1, {0, 0, 0}, 0};
+  for (MetricKernels const* kernels : {&narrow_metric_kernels(), &metric_kernels()}) {
+    FanDistances const squared = kernels->fan_distances(vertices.data(), fan);
+    EXPECT_FLOAT_EQ(squared.a, 1);
+    EXPECT_FLOAT_EQ(squared.b, 1);
+    EXPECT_FLOAT_EQ(squared.place, 1.0F / 3);
+  }
 }
 
 }  // namespace

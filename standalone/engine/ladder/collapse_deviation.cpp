@@ -1,0 +1,61 @@
+// What a collapse costs beyond its quadric: how far it takes the surface at one point.
+//
+// The quadric weighs planes by the size of their faces, and so what is small or thin in all directions (tips, rods,
+// ends of plates) costs it next to nothing: along a rod all planes but those of its cap are silent. Such a collapse is
+// held against the distance that it is seen to make, with the weight that a face of the mean size would have.
+#include <algorithm>
+#include <cmath>
+
+#include "standalone/engine/ladder/builder.h"
+
+namespace mirel::engine {
+
+namespace {
+
+// Squared deviation times mean face size to key. On smooth ground the quadric alone comes to about 3.
+constexpr float kDeviationWeight = 3;
+// How much of the deviation that an end has already, as its key tells it, adds to that of the collapse.
+constexpr float kDeviationHistory = 0.3F;
+// Stars less flat than this, or of small faces, are measured; the quadric speaks for the others. 1 is flat.
+constexpr float kFlatStar = 0.9F;
+// Sum of the traces of two regular stars of mean faces: 17.
+constexpr float kSmallStars = 8;
+
+// Deviations below this come from rounding as well as from the collapse.
+constexpr float kNoise = 4e-6F;
+
+float trace(Vertex const& v) {
+  return v.quadric[0] + v.quadric[3] + v.quadric[5];
+}
+
+// Length of the sum of the faces' cross products to what it would be if all lay in one plane and were of one size.
+bool is_flat(Vertex const& v, float trace) {
+  float const length2 = v.normal[0] * v.normal[0] + v.normal[1] * v.normal[1] + v.normal[2] * v.normal[2];
+  auto const count = static_cast<float>(v.star_count);
+  float const limit = kFlatStar * trace * trace;
+  return length2 * count * count >= limit * limit;
+}
+
+}  // namespace
+
+// The key of the collapse that `check` has just allowed: at least what its deviation asks for.
+float LadderBuilder::key_with_deviation(float key, std::uint32_t a, std::uint32_t b) const {
+  Vertex const& va = stars_.vertex(a);
+  Vertex const& vb = stars_.vertex(b);
+  float const trace_a = trace(va);
+  float const trace_b = trace(vb);
+  bool const small = trace_a + trace_b < kSmallStars * face_size_;
+  if (!small && is_flat(va, trace_a) && is_flat(vb, trace_b)) return key;
+  // What is collapsed into a hub stands again and again before the same faces: too many to measure each time.
+  if (stars_.is_hub(a) || stars_.is_hub(b) || !(face_size_ > 0)) return key;
+  FanDistances const squared = kernels_.fan_distances(stars_.vertices(), fan_);
+  float const weight = kDeviationWeight * face_size_;
+  float const before_a = kDeviationHistory * std::sqrt(va.error / weight);
+  float const before_b = kDeviationHistory * std::sqrt(vb.error / weight);
+  float const deviation = std::max({std::sqrt(squared.a) + before_a, std::sqrt(squared.b) + before_b,
+                                    std::sqrt(squared.place) + std::max(before_a, before_b)});
+  if (deviation < kNoise) return key;
+  return std::max(key, weight * deviation * deviation);
+}
+
+}  // namespace mirel::engine
