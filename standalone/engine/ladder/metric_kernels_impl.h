@@ -561,7 +561,9 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
     VectorLanes<width> const corner = {select(of_b, all<width>(b.x), all<width>(a.x)),
                                        select(of_b, all<width>(b.y), all<width>(a.y)),
                                        select(of_b, all<width>(b.z), all<width>(a.z))};
-    VectorLanes<width> const before = cross<width>(minus<width>(next, corner), minus<width>(previous, corner));
+    VectorLanes<width> const b1 = minus<width>(next, corner);
+    VectorLanes<width> const b2 = minus<width>(previous, corner);
+    VectorLanes<width> const before = cross<width>(b1, b2);
     VectorLanes<width> const e1 = minus<width>(next, place);
     VectorLanes<width> const e2 = minus<width>(previous, place);
     VectorLanes<width> const now = cross<width>(e1, e2);
@@ -574,8 +576,9 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
     M const had_area = before2 > all<width>(1e-12F) * across * across;
     M const thin = after2 < all<width>((kMinQuality / 3.4641016F) * (kMinQuality / 3.4641016F)) * size * size;
     // A sliver may stay one, not become one; its direction is then noise only if it has no area to speak of.
+    F const size_before = dot<width>(b1, b1) + dot<width>(b2, b2) + across;
     M const bad_sliver = ~(after2 > all<width>(1e-12F) * size * size) |
-                         ((after2 * across * across < before2 * size * size) & (after2 < before2));
+                         ((after2 * size_before * size_before < before2 * size * size) & (after2 < before2));
     M const bad_thin = thin & ((had_area & bad_sliver) | (~had_area & ~(after2 > zero)));
     F const cosine = dot<width>(before, now);
     M const bad_turn = had_area & (~(cosine > zero) |

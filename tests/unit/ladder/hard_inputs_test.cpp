@@ -1,0 +1,264 @@
+// Inputs that other simplifiers stumble over: flat regions in every tessellation, non-manifold and touching surfaces,
+// many components, slivers, coordinates far from the origin, scales from 10^-6 to 10^6. Each goes as far down as a
+// clean mesh of its kind.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+#include <numeric>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "standalone/engine/deviation/triangle_bvh.h"
+#include "standalone/engine/ladder/step_deviation.h"
+#include "standalone/engine/prepare/validate.h"
+#include "tests/unit/ladder/zoo.h"
+
+namespace mirel::engine {
+namespace {
+
+using mirel::test::cube;
+using mirel::test::from_triangles;
+using mirel::test::plane;
+
+// The same numbers everywhere.
+struct Random {
+  std::uint32_t state;
+  std::uint32_t below(std::uint32_t end) {
+    state = state * 1664525U + 1013904223U;
+    return (state >> 8) % end;
+  }
+  float unit() { return static_cast<float>(below(65536)) / 65536.0F; }
+};
+
+// Faces in any order, each beginning with any of its corners.
+WedgeMesh shuffled(WedgeMesh const& mesh, std::uint32_t seed) {
+  Random random{seed};
+  std::vector<std::uint32_t> order(mesh.face_count());
+  std::iota(order.begin(), order.end(), 0U);
+  for (std::uint32_t i = mesh.face_count(); i > 1; --i) std::swap(order[i - 1], order[random.below(i)]);
+  std::vector<std::uint32_t> triangles;
+  for (std::uint32_t const face : order) {
+    std::uint32_t const first = random.below(3);
+    for (std::uint32_t k = 0; k < 3; ++k) triangles.push_back(mesh.faces[3 * face + (first + k) % 3]);
+  }
+  return from_triangles(mesh.vertices, triangles);
+}
+
+// Every second square or so cut along its other diagonal.
+WedgeMesh cut_at_random(WedgeMesh const& mesh, std::uint32_t seed) {
+  Random random{seed};
+  std::vector<std::uint32_t> t = mesh.faces;
+  for (std::size_t i = 0; i + 5 < t.size(); i += 6) {
+    std::uint32_t const corners[] = {t[i], t[i + 1], t[i + 2], t[i + 5]};
+    if (t[i + 3] != corners[0] || t[i + 4] != corners[2] || random.below(2) == 0) continue;
+    t[i + 2] = corners[3];
+    t[i + 3] = corners[1];
+  }
+  return from_triangles(mesh.vertices, t);
+}
+
+// Moves what lies inside a side of the unit square or cube about within that side.
+WedgeMesh jittered(WedgeMesh const& mesh, float cell, std::uint32_t seed) {
+  Random random{seed};
+  WedgeMesh result = mesh;
+  for (std::size_t v = 0; v < result.vertices.size(); v += 3) {
+    auto const inside = [&](std::size_t k) { return result.vertices[v + k] > 0 && result.vertices[v + k] < 1; };
+    if (inside(0) + inside(1) + inside(2) != 2) continue;
+    for (std::size_t k = 0; k < 3; ++k) {
+      if (inside(k)) result.vertices[v + k] += 0.2F * cell * (2 * random.unit() - 1);
+    }
+  }
+  return result;
+}
+
+WedgeMesh placed(WedgeMesh const& mesh, std::array<double, 3> scale, double offset) {
+  std::vector<float> positions;
+  for (std::size_t i = 0; i < mesh.vertices.size(); ++i) {
+    positions.push_back(static_cast<float>(double{mesh.vertices[i]} * scale[i % 3] + offset));
+  }
+  return from_triangles(positions, mesh.faces);
+}
+
+WedgeMesh scaled(WedgeMesh const& mesh, double scale) {
+  return placed(mesh, {scale, scale, scale}, 0);
+}
+
+std::unique_ptr<Ladder> build(WedgeMesh const& mesh) {
+  WedgeMesh const* const meshes[] = {&mesh};
+  return Ladder::build(meshes, {});
+}
+
+struct EdgeCounts {
+  std::uint32_t boundary = 0;
+  std::uint32_t non_manifold = 0;
+};
+
+EdgeCounts count_edges(WedgeMesh const& mesh) {
+  std::map<std::pair<std::uint32_t, std::uint32_t>, std::uint32_t> edges;
+  for (std::size_t f = 0; f < mesh.faces.size(); f += 3) {
+    for (std::size_t k = 0; k < 3; ++k) {
+      auto const [low, high] =
+          std::minmax(mesh.position_of[mesh.faces[f + k]], mesh.position_of[mesh.faces[f + (k + 1) % 3]]);
+      ++edges[{low, high}];
+    }
+  }
+  EdgeCounts counts;
+  for (auto const& [edge, faces] : edges) {
+    counts.boundary += faces == 1 ? 1U : 0U;
+    counts.non_manifold += faces > 2 ? 1U : 0U;
+  }
+  return counts;
+}
+
+Vec normal(WedgeMesh const& mesh, std::uint32_t face) {
+  auto const corner = [&](std::size_t k) { return load(&mesh.vertices[std::size_t{3} * mesh.faces[3 * face + k]]); };
+  return cross(corner(1) - corner(0), corner(2) - corner(0));
+}
+
+// Faces that look the other way than the face of the original that is nearest to their middle.
+std::uint32_t turned_faces(WedgeMesh const& original, TriangleBvh const& tree, WedgeMesh const& mesh) {
+  std::uint32_t count = 0;
+  for (std::uint32_t f = 0; f < mesh.face_count(); ++f) {
+    Vec middle;
+    for (std::size_t k = 0; k < 3; ++k) {
+      middle = middle + (1.0 / 3) * load(&mesh.vertices[std::size_t{3} * mesh.faces[3 * f + k]]);
+    }
+    count += dot(normal(original, tree.face_of(tree.nearest(middle).slot)), normal(mesh, f)) < 0 ? 1U : 0U;
+  }
+  return count;
+}
+
+enum class Turning { kNone, kAllowed };
+
+// How many faces are left at the end; on the way down everything that must hold, does.
+std::uint32_t coarsest(WedgeMesh const& mesh, Turning turning = Turning::kNone) {
+  EXPECT_EQ(validate(mesh), "");
+  auto const ladder = build(mesh);
+  TriangleBvh const tree(mesh.vertices, mesh.faces);
+  EdgeCounts before = count_edges(mesh);
+  bool const closed = before.boundary == 0;
+  WedgeMesh now;
+  for (std::uint32_t part = 2; part <= mesh.face_count(); part *= 2) {
+    SCOPED_TRACE("at one face of " + std::to_string(part));
+    ladder->read(0, ladder->step_for_face_count(mesh.face_count() / part), now);
+    EXPECT_EQ(validate(now), "");
+    EdgeCounts const counts = count_edges(now);
+    EXPECT_LE(counts.non_manifold, before.non_manifold);
+    if (closed) {
+      EXPECT_EQ(counts.boundary, 0U);
+    }
+    // A few faces are no picture of a surface any more.
+    if (turning == Turning::kNone && now.face_count() >= 48) {
+      EXPECT_EQ(turned_faces(mesh, tree, now), 0U);
+    }
+    before = counts;
+  }
+  return ladder->face_count(ladder->step_count());
+}
+
+void expect_flat(WedgeMesh const& mesh, std::uint32_t faces) {
+  auto const ladder = build(mesh);
+  std::uint32_t const step = ladder->step_for_face_count(faces);
+  ASSERT_EQ(ladder->face_count(step), faces);
+  EXPECT_LT(StepDeviation(*ladder, step).bound(), 1e-6 * TriangleBvh(mesh.vertices, mesh.faces).diagonal());
+  EXPECT_LE(coarsest(mesh), faces);
+}
+
+TEST(HardInputsTest, APlaneBecomesTwoTriangles) {
+  WedgeMesh const regular = plane(40);
+  WedgeMesh const random = jittered(cut_at_random(regular, 3), 1 / 40.0F, 4);
+  expect_flat(regular, 2);
+  expect_flat(shuffled(regular, 1), 2);
+  expect_flat(jittered(regular, 1 / 40.0F, 2), 2);
+  expect_flat(random, 2);
+  expect_flat(shuffled(random, 5), 2);
+  expect_flat(scaled(random, 3e-6), 2);
+  expect_flat(scaled(random, 3e6), 2);
+}
+
+TEST(HardInputsTest, ACubeBecomesTwelveTriangles) {
+  WedgeMesh const regular = cube(20);
+  WedgeMesh const random = jittered(cut_at_random(regular, 3), 1 / 20.0F, 4);
+  expect_flat(regular, 12);
+  expect_flat(shuffled(regular, 1), 12);
+  expect_flat(random, 12);
+  expect_flat(shuffled(random, 5), 12);
+  expect_flat(scaled(random, 3e-6), 12);
+  expect_flat(scaled(random, 3e6), 12);
+}
+
+TEST(HardInputsTest, SheetsOnOneEdgeGoAsOneSheetDoes) {
+  EXPECT_EQ(coarsest(mirel::test::fan_of_sheets(1, 16)), 1U);
+  EXPECT_LE(coarsest(mirel::test::fan_of_sheets(3, 16)), 3U);
+  EXPECT_LE(coarsest(mirel::test::fan_of_sheets(6, 16)), 6U);
+}
+
+TEST(HardInputsTest, SurfacesThatTouchGoAsTheyWouldAlone) {
+  EXPECT_LE(coarsest(mirel::test::touching_spheres()), 8U);
+  // Each face twice, once for each side: the nearest face of the original may be either.
+  EXPECT_LE(coarsest(mirel::test::back_to_back(), Turning::kAllowed), 8U);
+  // Two sheets of one grid, joined along every tenth line: four open tubes, each of which needs six faces.
+  WedgeMesh const sheet = plane(40);
+  std::vector<float> positions = sheet.vertices;
+  std::vector<std::uint32_t> triangles = sheet.faces;
+  for (std::size_t v = 0; v < sheet.vertices.size(); v += 3) {
+    bool const touches = std::lround(sheet.vertices[v] * 40) % 10 == 0;
+    positions.insert(positions.end(),
+                     {sheet.vertices[v], sheet.vertices[v + 1], touches ? 0.0F : -0.02F * (1 + sheet.vertices[v])});
+  }
+  for (std::size_t f = 0; f < sheet.faces.size(); f += 3) {
+    for (std::size_t k : {0U, 2U, 1U}) triangles.push_back(sheet.faces[f + k] + sheet.vertex_count());
+  }
+  EXPECT_LE(coarsest(from_triangles(positions, triangles), Turning::kAllowed), 24U);
+}
+
+TEST(HardInputsTest, RepeatedFacesChangeNothing) {
+  WedgeMesh const once = mirel::test::terrain(20, 7);
+  std::vector<std::uint32_t> twice = once.faces;
+  twice.insert(twice.end(), once.faces.begin(), once.faces.begin() + 900);
+  EXPECT_EQ(coarsest(from_triangles(once.vertices, twice)), coarsest(once));
+}
+
+TEST(HardInputsTest, ThousandsOfComponentsGo) {
+  EXPECT_EQ(coarsest(mirel::test::many_components(1500)), 4U);
+}
+
+TEST(HardInputsTest, SliversGo) {
+  // Faces a thousand times as long as wide, flat and round.
+  EXPECT_EQ(coarsest(placed(jittered(plane(40), 1 / 40.0F, 2), {1000, 1, 1}, 0)), 1U);
+  EXPECT_EQ(coarsest(placed(mirel::test::sphere(24, 36), {1000, 1, 1}, 0)), 4U);
+  EXPECT_LE(coarsest(placed(mirel::test::torus(36, 24), {1000, 1, 1}, 0)), 30U);
+}
+
+TEST(HardInputsTest, FarFromTheOriginIsAsGoodAsNear) {
+  for (double const size : {100.0, 1000.0}) {
+    for (bool const round : {false, true}) {
+      SCOPED_TRACE(size);
+      WedgeMesh const mesh = round ? mirel::test::sphere(30, 44) : mirel::test::torus(40, 30);
+      WedgeMesh const far = placed(mesh, {size, size, size}, 1e6);
+      EXPECT_LE(coarsest(far), coarsest(mesh) + 2);
+      auto const bound = [](WedgeMesh const& m) {
+        auto const ladder = build(m);
+        return StepDeviation(*ladder, ladder->step_for_face_count(m.face_count() / 10)).bound();
+      };
+      // Coordinates there are 0.06 apart.
+      EXPECT_LE(bound(far), 1.35 * size * bound(mesh) + 0.07);
+    }
+  }
+}
+
+TEST(HardInputsTest, ScaleDoesNotMatter) {
+  WedgeMesh const mesh = mirel::test::torus(40, 30);
+  std::uint32_t const faces = coarsest(mesh);
+  for (double const scale : {1e-6, 1e-3, 1e3, 1e6}) {
+    SCOPED_TRACE(scale);
+    EXPECT_LE(coarsest(scaled(mesh, scale)), faces + 2);
+  }
+}
+
+}  // namespace
+}  // namespace mirel::engine
