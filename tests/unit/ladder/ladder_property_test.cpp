@@ -160,6 +160,102 @@ void expect_laws(WedgeMesh const& mesh, std::uint32_t seed, std::uint32_t looks)
   }
 }
 
+bool same_all(WedgeMesh const& a, WedgeMesh const& b) {
+  return same(a, b) && a.normals == b.normals && a.uvs == b.uvs && a.position_count == b.position_count;
+}
+
+// Names every position by the lowest one of step 0 that went into it, each of those once.
+void expect_consistent_remaps(WedgeMesh const& original, WedgeMesh const& now) {
+  ASSERT_EQ(now.position_of.size(), now.vertex_count());
+  if (now.lowest_position.empty()) {
+    ASSERT_EQ(now.position_count, now.faces.empty() ? 0U : original.position_count);
+    return;
+  }
+  ASSERT_EQ(now.lowest_position.size(), now.position_count);
+  std::vector<std::uint32_t> lowest = now.lowest_position;
+  std::sort(lowest.begin(), lowest.end());
+  ASSERT_TRUE(std::adjacent_find(lowest.begin(), lowest.end()) == lowest.end());
+  ASSERT_TRUE(lowest.empty() || lowest.back() < original.position_count);
+}
+
+// The laws over several meshes at once, with attributes and constraints.
+void expect_laws_together(std::vector<WedgeMesh> const& meshes, LadderOptions const& options, std::uint32_t seed) {
+  std::vector<WedgeMesh const*> pointers;
+  for (WedgeMesh const& mesh : meshes) pointers.push_back(&mesh);
+  auto const ladder = Ladder::build(pointers, options);
+  auto const again = Ladder::build(pointers, options);
+  std::uint32_t const last = ladder->step_count();
+  ASSERT_EQ(again->step_count(), last);
+  for (std::uint32_t step = 1; step <= last; ++step) {
+    ASSERT_LE(ladder->face_count(step), ladder->face_count(step - 1));
+    ASSERT_EQ(ladder->face_count(step), again->face_count(step));
+  }
+  Random random{seed};
+  std::vector<std::uint32_t> steps = {0, last};
+  for (std::uint32_t i = 0; i < 8; ++i) steps.push_back(random.below(last + 1));
+  std::map<std::uint32_t, std::vector<WedgeMesh>> seen;
+  for (std::uint32_t const step : steps) {
+    seen[step].resize(meshes.size());
+    for (std::uint32_t m = 0; m < meshes.size(); ++m) ladder->read(m, step, seen[step][m]);
+  }
+  std::vector<EdgeCounts> first;
+  for (WedgeMesh const& mesh : meshes) first.push_back(count_edges(mesh));
+  for (auto const& [step, at_step] : seen) {
+    SCOPED_TRACE("step " + std::to_string(step));
+    std::uint32_t faces = 0;
+    for (std::size_t m = 0; m < meshes.size(); ++m) {
+      ASSERT_EQ(validate(at_step[m]), "");
+      ASSERT_EQ(at_step[m].set_begin.size(), meshes[m].set_begin.size());
+      ASSERT_EQ(at_step[m].uvs.size() / 2, meshes[m].uvs.empty() ? 0 : at_step[m].vertex_count());
+      ASSERT_EQ(at_step[m].normals.size() / 3, meshes[m].normals.empty() ? 0 : at_step[m].vertex_count());
+      expect_consistent_remaps(meshes[m], at_step[m]);
+      EdgeCounts const now = count_edges(at_step[m]);
+      ASSERT_LE(now.non_manifold, first[m].non_manifold);
+      if (first[m].boundary == 0) {
+        ASSERT_EQ(now.boundary, 0U);
+      }
+      if (options.lock_boundaries) {
+        ASSERT_EQ(now.boundary, first[m].boundary);
+      }
+      faces += at_step[m].face_count();
+    }
+    ASSERT_EQ(faces, ladder->face_count(step));
+  }
+  WedgeMesh out;
+  for (std::uint32_t i = 0; i < 20; ++i) {
+    std::uint32_t const step = steps[random.below(static_cast<std::uint32_t>(steps.size()))];
+    std::uint32_t const mesh = random.below(static_cast<std::uint32_t>(meshes.size()));
+    (random.below(2) == 0 ? ladder : again)->read(mesh, step, out);
+    ASSERT_TRUE(same_all(out, seen[step][mesh])) << "step " << step << " mesh " << mesh;
+  }
+}
+
+TEST(LadderPropertyTest, DepotsWithAttributesAndConstraintsKeepTheLaws) {
+  std::vector<test::Animal> const animals = test::zoo();
+  for (std::uint32_t seed = 1; seed <= 24; ++seed) {
+    Random random{seed * 7919};
+    std::vector<WedgeMesh> meshes;
+    std::string names;
+    for (std::uint32_t i = 0; i < 1 + seed % 4; ++i) {
+      test::Animal const& animal = animals[random.below(static_cast<std::uint32_t>(animals.size()))];
+      meshes.push_back(animal.mesh);
+      names += animal.name + ", ";
+    }
+    // Of those with UVs and normals there is always one.
+    meshes.push_back(seed % 2 == 0 ? test::charted_cube(2 + random.below(5))
+                                   : test::textured_sphere(4 + random.below(8), 5 + random.below(8)));
+    for (std::uint32_t choice = 0; choice < 5; ++choice) {
+      SCOPED_TRACE(names + "seed " + std::to_string(seed) + ", choice " + std::to_string(choice));
+      LadderOptions options;
+      options.lock_boundaries = choice == 1 || choice == 4;
+      if (choice == 2 || choice == 4) options.tolerance = 0.005F + 0.05F * random.unit();
+      options.prevent_uv_foldovers = choice == 3;
+      options.prevent_xy_foldovers = choice == 3;
+      expect_laws_together(meshes, options, seed);
+    }
+  }
+}
+
 TEST(LadderPropertyTest, MeshesDrawnBySeedKeepTheLaws) {
   for (std::uint32_t seed = 1; seed <= 24; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
