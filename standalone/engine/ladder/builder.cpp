@@ -274,12 +274,12 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
   }
   if ((stars_.vertex(v).flags & kLocked) != 0) {
     // Edges between two locked ends were never candidates.
-    std::uint32_t locked_edges = 0;
+    std::uint8_t& count = obstacles[static_cast<std::size_t>(Obstacle::kLockedBoundary) - 1];
+    std::uint32_t locked_edges = count;
     for (std::uint32_t k = 0; k < candidates_.count; ++k) {
       locked_edges += (stars_.vertex(candidates_.neighbours[k]).flags & kLocked) != 0 ? 1U : 0U;
     }
-    obstacles[static_cast<std::size_t>(Obstacle::kLockedBoundary) - 1] =
-        static_cast<std::uint8_t>(std::min<std::uint32_t>(255, locked_edges));
+    count = static_cast<std::uint8_t>(std::min<std::uint32_t>(255, locked_edges));
   }
   set_aside(v, obstacles);
 }

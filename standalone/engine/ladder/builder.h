@@ -94,6 +94,7 @@ class LadderBuilder {
   bool hub_turns(std::uint32_t a, std::uint32_t b, Vec3 place);
   bool gather(std::uint32_t a, std::uint32_t b);
   bool link_condition(std::uint32_t a, std::uint32_t b);
+  bool drops_locked_edge(std::uint32_t a, std::uint32_t b) const;
   std::uint32_t count_shared_neighbours(std::uint32_t a, std::uint32_t b);
   void list_both_neighbours();
   void list_ring();

@@ -33,6 +33,7 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   if (!gather(a, b)) return Obstacle::kTopology;
   neighbours_known_ = false;
   if (!link_condition(a, b)) return Obstacle::kTopology;
+  if (options_.lock_boundaries && drops_locked_edge(a, b)) return Obstacle::kLockedBoundary;
   fan_.place[0] = place.x;
   fan_.place[1] = place.y;
   fan_.place[2] = place.z;
@@ -176,6 +177,19 @@ bool LadderBuilder::link_condition(std::uint32_t a, std::uint32_t b) {
     }
   }
   return true;
+}
+
+// Whether an edge between two locked vertices, which may be one of the boundary, would lose its last face: where two
+// faces lie back to back on it, both can go at once.
+bool LadderBuilder::drops_locked_edge(std::uint32_t a, std::uint32_t b) const {
+  if (((stars_.vertex(a).flags | stars_.vertex(b).flags) & kLocked) == 0) return false;
+  for (StarEntry const& gone : dying()) {
+    std::uint32_t const v = opposite(gone);
+    if ((stars_.vertex(v).flags & kLocked) == 0) continue;
+    auto const has_v = [v](StarEntry const& face) { return face.next == v || face.previous == v; };
+    if (std::ranges::none_of(survivors(), has_v)) return true;
+  }
+  return false;
 }
 
 // Whether the new place, as it will be written, is that of a neighbour.

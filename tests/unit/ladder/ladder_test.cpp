@@ -79,6 +79,22 @@ std::set<std::array<float, 3>> boundary_positions(WedgeMesh const& mesh) {
   return result;
 }
 
+using Segment = std::set<std::array<float, 3>>;
+
+// The edges of a mesh by their places: those of so many faces, or all (0).
+std::set<Segment> segments(WedgeMesh const& mesh, int faces) {
+  std::map<Segment, int> counts;
+  for (std::size_t c = 0; c < mesh.faces.size(); ++c) {
+    std::uint32_t const end = mesh.faces[c % 3 == 2 ? c - 2 : c + 1];
+    ++counts[{position(mesh, mesh.faces[c]), position(mesh, end)}];
+  }
+  std::set<Segment> result;
+  for (auto const& [segment, count] : counts) {
+    if (faces == 0 || count == faces) result.insert(segment);
+  }
+  return result;
+}
+
 // Steps worth looking at: all of a short ladder, else every few and both ends.
 std::vector<std::uint32_t> some_steps(Ladder const& ladder) {
   std::vector<std::uint32_t> steps;
@@ -247,6 +263,34 @@ TEST(LadderTest, LockedBoundariesNeitherMoveNorGo) {
   auto const ladder = build(mesh, options);
   EXPECT_GT(ladder->end().locked_boundary, 0U);
   EXPECT_EQ(read(*ladder, ladder->step_count()).face_count(), 46U);  // 48 boundary vertices, nothing inside
+}
+
+// Where faces lie back to back, two of them can leave a boundary edge at once.
+TEST(LadderTest, LockedBoundariesKeepTheirEdgesBesideFacesBackToBack) {
+  LadderOptions options;
+  options.lock_boundaries = true;
+  int locked = 0;
+  for (std::uint32_t seed = 0; seed < 300; ++seed) {
+    SCOPED_TRACE(seed);
+    WedgeMesh const plain = test::sphere(4 + seed % 5, 4 + seed % 6);
+    std::vector<std::uint32_t> triangles;
+    std::uint32_t state = seed;
+    auto const one_in = [&state](std::uint32_t n) { return (state = state * 1664525U + 1013904223U) / 65536 % n == 0; };
+    for (std::size_t f = 0; f < plain.faces.size(); f += 3) {
+      std::uint32_t const* const v = &plain.faces[f];
+      if (!one_in(12)) triangles.insert(triangles.end(), {v[0], v[1], v[2]});
+      if (!one_in(3)) triangles.insert(triangles.end(), {v[0], v[2], v[1]});
+    }
+    WedgeMesh const mesh = test::from_triangles(plain.vertices, triangles);
+    std::set<Segment> const boundary = segments(mesh, 1);
+    locked += boundary.empty() ? 0 : 1;
+    auto const ladder = build(mesh, options);
+    for (std::uint32_t const step : {ladder->step_count() / 2, ladder->step_count()}) {
+      std::set<Segment> const now = segments(read(*ladder, step), 0);
+      ASSERT_TRUE(std::ranges::includes(now, boundary)) << step;
+    }
+  }
+  EXPECT_GT(locked, 50);
 }
 
 TEST(LadderTest, NothingTurnsOverInXY) {
