@@ -95,6 +95,17 @@ class BadInputTest < ProgramTest
     assert_input_refused(stl, /finite|faces/i, info: false)
   end
 
+  # In single precision it is 0, which would be no bound at all.
+  def test_a_tolerance_that_rounds_to_zero
+    input = write("terrain.obj", Models.terrain(6))
+    %w[1e-50 1e-300%].each do |tolerance|
+      result = mirel("reduce", input, "--tolerance", tolerance, "-o", path("out.obj"))
+      assert_equal [1, 1], [result.status, result.err.lines.size], result.err
+      assert_match(/terrain\.obj: a tolerance of .* is too small/, result.err)
+      refute_path_exists path("out.obj")
+    end
+  end
+
   # The faces that use such a vertex go; the rest is reduced.
   def test_some_coordinates_that_are_not_finite
     text = Models.terrain(20).sub(/^v .*$/, "v nan 0 0").sub(/\Av .*\nv .*$/) { |two| "#{two.lines.first}v 0 inf 0" }

@@ -39,11 +39,21 @@ class SettingsTest < HostTest
   def test_ranges
     importer = Importer.new
     { join_vertices_threshold: [-1, Float::NAN, Float::INFINITY, 'x', nil], join_normals_threshold: [-0.1, 180.1],
-      join_uvs_threshold: [-1], error_tolerance: [0, -1, 'x'], face_limit: [-1, 2**32, 1.5, nil] }.each do |name, values|
+      join_uvs_threshold: [-1], error_tolerance: [0, -1, 1e-46, 'x'], face_limit: [-1, 2**32, 1.5, nil] }.each do |name, values|
       values.each { |value| assert_raises(ArgumentError, "#{name} #{value}") { importer.public_send(:"#{name}=", value) } }
     end
     importer.face_limit = 2**32 - 1
     importer.join_normals_threshold = 180
     importer.error_tolerance = nil
+  end
+
+  # 0 would be no bound at all, and more than the tolerance is not within it.
+  def test_the_tolerance_is_rounded_down_to_single_precision
+    importer = Importer.new
+    { 0.5 => 0.5, 0.1 => 0.09999999403953552, 0.3 => 0.30000001192092896 - (2**-25), 2**-149 => 2**-149,
+      2e-45 => 2**-149, 1e39 => 3.4028234663852886e38 }.each do |value, single|
+      importer.error_tolerance = value
+      assert_equal single, importer.get_scaled_error_tolerance
+    end
   end
 end

@@ -133,8 +133,14 @@ module CommandLine
     end
 
     def build(importer)
-      importer.error_tolerance = tolerance_of(importer) if @tolerance
+      apply_tolerance(importer) if @tolerance
       importer.build_hierarchy
+    end
+
+    def apply_tolerance(importer)
+      importer.error_tolerance = tolerance_of(importer)
+    rescue ArgumentError
+      raise Failure, "#{@input}: a tolerance of #{tolerance_of(importer)} is too small to be told from 0"
     end
 
     # Before the build: percentages are of the model as it came.

@@ -110,15 +110,18 @@ module Zu
       # @raise [ArgumentError] outside the range
       def error_tolerance=(value)
         value &&= number_within(value, 0..Float::MAX, 'error_tolerance')
-        raise ArgumentError, 'error_tolerance must be above 0' if value&.zero?
+        if value && single_up_to(value).zero?
+          raise ArgumentError, "error_tolerance must be above 0 in single precision, not #{value}"
+        end
 
         @error_tolerance = value
       end
 
-      # The tolerance in the units of the meshes in the native half, which are the model's.
+      # The tolerance in the units of the meshes in the native half, which are the model's. The native half takes it in
+      # single precision, and rounding up would allow more than what was asked for.
       # @return [Float]
       def get_scaled_error_tolerance
-        Float(@error_tolerance || 0.0)
+        single_up_to(@error_tolerance || 0.0)
       end
 
       # @param value [Integer]
@@ -135,6 +138,15 @@ module Zu
 
       def face_count?(value)
         value.is_a?(Integer) && (0..LARGEST_FACE_LIMIT).cover?(value)
+      end
+
+      # @param value [Float] from 0
+      # @return [Float] the largest finite number of single precision that is not above
+      def single_up_to(value)
+        number = [value].pack('e').unpack1('e')
+        return number unless number > value || number.infinite?
+
+        [[number].pack('e').unpack1('V') - 1].pack('V').unpack1('e')
       end
 
       def number_within(value, range, name)
