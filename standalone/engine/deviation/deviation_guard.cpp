@@ -48,8 +48,8 @@ constexpr std::int64_t kBudgetPerOriginal = 256;
 constexpr std::int64_t kBudgetPerFace = 8192;
 constexpr std::int64_t kCostOfTreeQuery = 32;
 // A part of the surface that has more around it is not removed: to look at all of it would take too long.
-constexpr std::size_t kMostNearSlots = 16384;
-constexpr std::size_t kMostNearFaces = 1024;
+constexpr std::size_t kMostNearSlots = 65536;
+constexpr std::size_t kMostNearFaces = 4096;
 
 // Whether a box and that of a face are farther apart than r: quick, and often so.
 bool beyond_box(Vec low, Vec high, std::array<Point, 3> const& corners, double r) {
@@ -139,7 +139,7 @@ struct DeviationGuard::Data {
   std::vector<CoverTriangle const*> choice;  // candidates of one cover
   std::vector<std::uint32_t> used;
   std::vector<Critical> kept_critical;
-  std::vector<std::uint32_t> near_slots, near_faces;
+  std::vector<std::uint32_t> near_slots;
   std::vector<CoverTriangle> others;  // of `around`, near to what the overlay asks for
   std::vector<std::size_t> rest;      // obligations that the overlay has not settled
   struct TreePiece {
@@ -316,36 +316,30 @@ bool DeviationGuard::Data::passes_critical(double r) const {
 }
 
 // Makes the faces that stay near the obligations the neighbours: they answer for originals that are no farther than
-// twice the radius, since they are near the original themselves. False when an obligation has none.
+// twice the radius, since they are near the original themselves. False when there are none, or too many.
 bool DeviationGuard::Data::find_remaining(double r) {
-  Vec const reach{2 * r, 2 * r, 2 * r};
-  near_faces.clear();
+  double const far = std::numeric_limits<double>::infinity();
+  Vec low{far, far, far};
+  Vec high{-far, -far, -far};
   for (std::uint32_t const slot : slots) {
-    auto const [a, b, c] = corners_of_slot(slot);
-    Vec const low{std::min({a.x, b.x, c.x}), std::min({a.y, b.y, c.y}), std::min({a.z, b.z, c.z})};
-    Vec const high{std::max({a.x, b.x, c.x}), std::max({a.y, b.y, c.y}), std::max({a.z, b.z, c.z})};
-    near_slots.clear();
-    if (!original.collect(low - reach, high + reach, kMostNearSlots, near_slots)) return false;
-    bool any = false;
-    for (std::uint32_t const near : near_slots) {
-      for (std::uint32_t i = answers.first_of_slot(near); i != AnswerLists::kEnd; i = answers.link(i).next_of_slot) {
-        std::uint32_t const face = answers.link(i).face;
-        if (face_mark[face] == epoch) continue;
-        if (beyond_box(low, high, corners[face], r)) continue;
-        any = true;
-        near_faces.push_back(face);
-      }
+    for (Vec const& p : corners_of_slot(slot)) {
+      low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
+      high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
     }
-    if (!any) return false;
-    std::sort(near_faces.begin(), near_faces.end());
-    near_faces.erase(std::unique(near_faces.begin(), near_faces.end()), near_faces.end());
-    if (near_faces.size() > kMostNearFaces) return false;
   }
-  for (std::uint32_t const face : near_faces) {
-    face_mark[face] = epoch;
-    neighbours.push_back(face);
+  Vec const reach{2 * r, 2 * r, 2 * r};
+  near_slots.clear();
+  if (!original.collect(low - reach, high + reach, kMostNearSlots + 4 * slots.size(), near_slots)) return false;
+  for (std::uint32_t const slot : near_slots) {
+    for (std::uint32_t i = answers.first_of_slot(slot); i != AnswerLists::kEnd; i = answers.link(i).next_of_slot) {
+      std::uint32_t const face = answers.link(i).face;
+      if (face_mark[face] == epoch || beyond_box(low, high, corners[face], r)) continue;
+      face_mark[face] = epoch;
+      neighbours.push_back(face);
+      if (neighbours.size() > kMostNearFaces) return false;
+    }
   }
-  return true;
+  return !neighbours.empty();
 }
 
 // Hands the critical points of the faces that change to the new face nearest to each; a face that gets none takes the

@@ -11,7 +11,7 @@ namespace {
 constexpr double kLargestExtent = 1e15;
 constexpr double kLeastRadius = 1e-15;
 // The part of the radius that slack may take.
-constexpr double kMostSlack = 1.0 / 64;
+constexpr double kMostSlack = 1.0 / 16;
 // Triangles that are taken beside those asked for, and twice as many as these.
 constexpr std::size_t kMostBeside = 64;
 
