@@ -48,6 +48,7 @@ Records LadderBuilder::build() {
     stars_.build(vertex_base_.back(), triangles);
     sum_stars(triangles);
   }
+  measure_faces();
   queue_.start(stars_.vertex_count());
   if (options_.lock_boundaries) lock_boundaries();
   if (options_.tolerance > 0) start_guards();
@@ -140,7 +141,7 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
     remove_component(component);
     return;
   }
-  face_size_ = std::sqrt(static_cast<float>(area_) / static_cast<float>(std::max(live_faces_, 1U)));
+  measure_faces();
   std::array<std::uint32_t, kBatch> items;
   std::array<std::uint32_t, kBatch> partners;
   std::uint32_t count = 0;

@@ -98,6 +98,8 @@ class LadderBuilder {
   std::uint32_t count_shared_neighbours(std::uint32_t a, std::uint32_t b);
   void list_both_neighbours();
   void list_ring();
+  float deviation_key(float squared) const;
+  void measure_faces();
   float key_with_deviation(float key, std::uint32_t a, std::uint32_t b) const;
   bool meets_neighbour(Vec3 place) const;
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;

@@ -38,6 +38,15 @@ bool is_flat(Vertex const& v, float trace) {
 
 }  // namespace
 
+void LadderBuilder::measure_faces() {
+  face_size_ = std::sqrt(static_cast<float>(area_) / static_cast<float>(std::max(live_faces_, 1U)));
+}
+
+// What a deviation, squared, costs by itself.
+float LadderBuilder::deviation_key(float squared) const {
+  return kDeviationWeight * face_size_ * squared;
+}
+
 // The key of the collapse that `check` has just allowed: at least what its deviation asks for.
 float LadderBuilder::key_with_deviation(float key, std::uint32_t a, std::uint32_t b) const {
   Vertex const& va = stars_.vertex(a);

@@ -51,7 +51,8 @@ void LadderBuilder::find_components() {
   }
 }
 
-// Puts a stuck component into the queue, at the cost of moving all of it to its middle. Under a tolerance it comes
+// Puts a stuck component into the queue, at the cost of moving all of it to its middle, and at no less than a deviation
+// by its diameter: what answered for it is further away than that. Under a tolerance it comes
 // last: whether others are near enough to answer for it is asked once, when nothing else can change.
 void LadderBuilder::offer_component(std::uint32_t component) {
   if (components_[component].locked) return;
@@ -74,7 +75,8 @@ void LadderBuilder::offer_component(std::uint32_t component) {
     radius2 = std::max(radius2, squared_length(stars_.vertex(v).position() - middle));
     for (StarEntry const& entry : std::as_const(stars_).star(v)) weight += face_weight(triangle_normal(v, entry)) / 3;
   }
-  queue_.push({kComponentMark | component, 0}, BucketQueue::bucket_of(std::max(weight * radius2, kKeyFloor)));
+  queue_.push({kComponentMark | component, 0},
+              BucketQueue::bucket_of(std::max({weight * radius2, deviation_key(4 * radius2), kKeyFloor})));
 }
 
 // Collapses beside pinched vertices cut a component into parts: each is now one of its own.

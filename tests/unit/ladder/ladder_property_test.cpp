@@ -326,6 +326,31 @@ TEST(LadderPropertyTest, ASpireKeepsItsHeight) {
   }
 }
 
+// Bodies of all sizes: the smallest are still there where each can have no more than some six faces.
+TEST(LadderPropertyTest, SmallBodiesOutlastDetailOfLargeOnes) {
+  constexpr std::uint32_t kBodies = 30;
+  std::vector<float> positions;
+  std::vector<std::uint32_t> triangles;
+  for (std::uint32_t body = 0; body < kBodies; ++body) {
+    WedgeMesh const sphere = rough_sphere(body + 1);
+    auto const first = static_cast<std::uint32_t>(positions.size() / 3);
+    float const size = 0.2F + 0.8F * static_cast<float>(body % 8) / 8;
+    for (std::size_t i = 0; i < sphere.vertices.size(); ++i) {
+      positions.push_back(size * sphere.vertices[i] + (i % 3 == 0 ? 3 * static_cast<float>(body) : 0));
+    }
+    for (std::uint32_t const v : sphere.faces) triangles.push_back(first + v);
+  }
+  WedgeMesh const mesh = test::from_triangles(positions, triangles);
+  auto const ladder = build(mesh);
+  WedgeMesh out;
+  ladder->read(0, ladder->step_for_face_count(6 * kBodies), out);
+  std::vector<bool> seen(kBodies);
+  for (std::size_t i = 0; i < out.vertices.size(); i += 3) {
+    seen[std::min<std::size_t>(static_cast<std::size_t>((out.vertices[i] + 1.5F) / 3), kBodies - 1)] = true;
+  }
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), true), kBodies);
+}
+
 // FNV-1a over the arrays of some steps.
 std::uint64_t fingerprint(WedgeMesh const& mesh) {
   auto const ladder = build(mesh);
