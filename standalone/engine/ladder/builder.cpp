@@ -87,9 +87,21 @@ void LadderBuilder::file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bu
   queue_.push({v, partner}, bucket);
 }
 
-// Whether all that is wanted of a vertex is worked out by `cheapest_edges`.
+// Whether all that is wanted of a vertex is worked out by `find_cheapest_edges`.
 bool LadderBuilder::is_plain(std::uint32_t v) const {
-  return attribute_sums_.empty() && (stars_.vertex(v).flags & kIrregular) == 0 && !stars_.is_hub(v);
+  return (stars_.vertex(v).flags & kIrregular) == 0 && !stars_.is_hub(v);
+}
+
+// The cheapest edge of each; an infinite key where that is not known.
+void LadderBuilder::find_cheapest_edges(std::uint32_t const* items, std::uint32_t count, CheapestEdge* edges) const {
+  if (attribute_sums_.empty()) {
+    kernels_.cheapest_edges(stars_.vertices(), stars_.entries(), items, count, edges);
+    return;
+  }
+  kernels_.cheapest_edges_attributed(stars_.vertices(), attribute_sums_.data(), stars_.entries(), items, count, edges);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (!is_exact(items[i], edges[i].neighbour)) edges[i].key = std::numeric_limits<float>::infinity();
+  }
 }
 
 // Files a vertex by its cheapest edge, with others together: their evaluations do not wait for each other.
@@ -118,7 +130,7 @@ void LadderBuilder::file_pending() {
     }
   }
   pending_count_ = 0;
-  kernels_.cheapest_edges(stars_.vertices(), stars_.entries(), pending_.data(), count, edges.data());
+  find_cheapest_edges(pending_.data(), count, edges.data());
   for (std::uint32_t i = 0; i < count; ++i) {
     std::uint32_t const v = pending_[i];
     if (stars_.vertex(v).bucket != kNotQueued) continue;
@@ -180,7 +192,7 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
     place_among_whole[i] = is_one ? whole_count : kBatch;
     whole_count += is_one ? 1U : 0U;
   }
-  kernels_.cheapest_edges(stars_.vertices(), stars_.entries(), whole.data(), whole_count, cheapest.data());
+  find_cheapest_edges(whole.data(), whole_count, cheapest.data());
   for (std::uint32_t i = 0; i < count; ++i) {
     std::uint32_t const v = items[i];
     Vertex& vertex = stars_.vertex(v);

@@ -81,6 +81,7 @@ class LadderBuilder {
   bool cheapest(std::uint32_t v, std::uint32_t& best);
   void take_batch(BucketQueue::Bucket bucket);
   bool is_plain(std::uint32_t v) const;
+  void find_cheapest_edges(std::uint32_t const* items, std::uint32_t count, CheapestEdge* edges) const;
   void file_later(std::uint32_t v);
   void file_pending();
   void file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bucket bucket);

@@ -13,6 +13,7 @@ MetricKernels const& narrow_metric_kernels() {
   static constexpr MetricKernels kNarrow = {kernels::face_terms<4>,
                                             kernels::evaluate_star<4>,
                                             kernels::cheapest_edges<4>,
+                                            kernels::cheapest_edges_attributed<4>,
                                             kernels::evaluate_edges<4>,
                                             kernels::evaluate_star_attributed<4>,
                                             kernels::evaluate_edges_attributed<4>,

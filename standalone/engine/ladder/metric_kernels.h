@@ -75,6 +75,10 @@ struct MetricKernels {
   // For each of `count` vertices with closed fans, the cheapest edge.
   void (*cheapest_edges)(Vertex const* vertices, StarEntry const* entries, std::uint32_t const* items,
                          std::uint32_t count, CheapestEdge* out);
+  // The same with UVs and normals where both ends have one wedge; where the edge that is found has another end, its key
+  // is that of positions alone.
+  void (*cheapest_edges_attributed)(Vertex const* vertices, AttributeSums const* sums, StarEntry const* entries,
+                                    std::uint32_t const* items, std::uint32_t count, CheapestEdge* out);
   // Keys and places of `count` edges, from[i] to to[i].
   void (*evaluate_edges)(Vertex const* vertices, std::uint32_t const* from, std::uint32_t const* to,
                          std::uint32_t count, EdgeArrays const& out);

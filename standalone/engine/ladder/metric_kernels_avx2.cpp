@@ -13,6 +13,7 @@ MetricKernels const& wide_metric_kernels() {
   static constexpr MetricKernels kWide = {kernels::face_terms<8>,
                                           kernels::evaluate_star<8>,
                                           kernels::cheapest_edges<8>,
+                                          kernels::cheapest_edges_attributed<8>,
                                           kernels::evaluate_edges<8>,
                                           kernels::evaluate_star_attributed<8>,
                                           kernels::evaluate_edges_attributed<8>,

@@ -318,29 +318,56 @@ inline __attribute__((always_inline)) float least(FloatLanes<width> values, unsi
   return low[0];
 }
 
-template <int width>
-void cheapest_edges(Vertex const* vertices, StarEntry const* entries, std::uint32_t const* items, std::uint32_t count,
-                    CheapestEdge* out) {
+template <int width, bool attributed>
+inline __attribute__((always_inline)) void cheapest_edge_lanes(Vertex const* vertices, AttributeSums const* sums,
+                                                               StarEntry const* entries, std::uint32_t const* items,
+                                                               std::uint32_t count, CheapestEdge* out) {
   static_assert(width <= Stars::kOverrun);
   for (std::uint32_t i = 0; i < count; ++i) {
     Vertex const& v = vertices[items[i]];
     EndLanes<width> const a = same_end<width>(v);
+    AttributeLanes<width> attributes_a, attributes_b;
+    if constexpr (attributed) same_attributes<width>(sums[items[i]], attributes_a);
     StarEntry const* const star = entries + v.star_begin;
     std::uint32_t const last = star[v.star_count - 1].next;
     out[i] = {__builtin_inff(), last};
     for (std::uint32_t first = 0; first < v.star_count; first += width) {
       Vertex const* ends[width];
+      AttributeSums const* rows[width];
       for (std::uint32_t k = 0; k < width; ++k) {
         // Read whatever it is: how many there are cannot be foreseen.
         std::uint32_t const next = star[first + k].next;
-        ends[k] = vertices + (first + k < v.star_count ? next : last);
+        std::uint32_t const end = first + k < v.star_count ? next : last;
+        ends[k] = vertices + end;
+        if constexpr (attributed) rows[k] = sums + end;
       }
+      EndLanes<width> const b = load_ends<width>(ends);
       unsigned bits = 0;
-      float const low =
-          least<width>(evaluate_lanes<width>(a, load_ends<width>(ends), NoTerms<width>{}, nullptr, 0), bits);
+      float low = 0;
+      if constexpr (attributed) {
+        load_attributes<width>(rows, attributes_b);
+        MaskLanes<width> both;
+        for (std::uint32_t k = 0; k < width; ++k) both[k] = (v.flags & ends[k]->flags & kOneWedge) != 0 ? -1 : 0;
+        EdgeTerms<width> const terms(attributes_a, attributes_b, both, b.x - a.x, b.y - a.y, b.z - a.z);
+        low = least<width>(evaluate_lanes<width>(a, b, terms, nullptr, 0), bits);
+      } else {
+        low = least<width>(evaluate_lanes<width>(a, b, NoTerms<width>{}, nullptr, 0), bits);
+      }
       if (low < out[i].key) out[i] = {low, star[first + static_cast<std::uint32_t>(__builtin_ctz(bits))].next};
     }
   }
+}
+
+template <int width>
+void cheapest_edges(Vertex const* vertices, StarEntry const* entries, std::uint32_t const* items, std::uint32_t count,
+                    CheapestEdge* out) {
+  cheapest_edge_lanes<width, false>(vertices, nullptr, entries, items, count, out);
+}
+
+template <int width>
+void cheapest_edges_attributed(Vertex const* vertices, AttributeSums const* sums, StarEntry const* entries,
+                               std::uint32_t const* items, std::uint32_t count, CheapestEdge* out) {
+  cheapest_edge_lanes<width, true>(vertices, sums, entries, items, count, out);
 }
 
 template <int width, bool attributed>

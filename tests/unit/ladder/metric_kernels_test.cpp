@@ -131,6 +131,16 @@ TEST(MetricKernelsTest, WidthDoesNotShowInAttributes) {
       narrow.evaluate_edges_attributed(vertices.data(), sums.data(), from, to, count, a.arrays());
       fastest.evaluate_edges_attributed(vertices.data(), sums.data(), from, to, count, b.arrays());
       ASSERT_TRUE(same_edges(a.arrays(), b.arrays(), count)) << "seed " << seed << ", " << count << " edges";
+      std::vector<StarEntry> star(count + Stars::kOverrun);
+      for (std::uint32_t i = 0; i < count; ++i) star[i].next = to[i];
+      vertices[from[0]].star_begin = 0;
+      vertices[from[0]].star_count = count;
+      CheapestEdge found{};
+      CheapestEdge other{};
+      narrow.cheapest_edges_attributed(vertices.data(), sums.data(), star.data(), from, 1, &found);
+      fastest.cheapest_edges_attributed(vertices.data(), sums.data(), star.data(), from, 1, &other);
+      ASSERT_EQ(found.key, other.key) << "seed " << seed << ", " << count << " faces";
+      ASSERT_EQ(found.neighbour, other.neighbour) << "seed " << seed << ", " << count << " faces";
       AttributeForm form;
       std::copy_n(sums[from[0]].quadratic(), 6, form.matrix);
       std::copy_n(sums[to[0]].linear(0), 3, form.right);
