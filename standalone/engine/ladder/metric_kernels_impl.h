@@ -108,59 +108,50 @@ template <int width>
 struct EdgeTerms {
   using F = FloatLanes<width>;
   static constexpr bool kAny = true;
-  AttributeLanes<width> const& a;
-  AttributeLanes<width> const& b;
-  MaskLanes<width> counts;  // lanes where both ends have one wedge
   F m0, m1, m2, m3, m4, m5;
   F r0, r1, r2;
-  F uv_inverse, normal_inverse;
+  F constant;
 
-  // With the best value put in, each attribute takes l l^T / W from the sum of both quadrics, l and W the sums of both
-  // ends' linear terms and weights.
-  inline __attribute__((always_inline)) EdgeTerms(AttributeLanes<width> const& of_a, AttributeLanes<width> const& of_b,
-                                                  MaskLanes<width> both, F dx, F dy, F dz)
-      : a(of_a), b(of_b), counts(both) {
+  // `both`: lanes where both ends have one wedge; the others cost nothing. With D the difference of the ends' values,
+  // the two forms are, at the place x, summed over attributes
+  //   x Qa x + (x-d) Qb (x-d) + 2 D Lb (x-d) + Wb D^2 - (l x + c)^2 / W,   l = La + Lb, W = Wa + Wb, c = Wb D - Lb d,
+  // the best value being put in: x M x - 2 r x + constant.
+  inline __attribute__((always_inline))
+  EdgeTerms(AttributeLanes<width> const& a, AttributeLanes<width> const& b, MaskLanes<width> both, F dx, F dy, F dz) {
     F const zero = all<width>(0), one = all<width>(1);
     F const uv_weight = a.c[21] + b.c[21], normal_weight = a.c[22] + b.c[22];
-    uv_inverse = select(uv_weight > zero, one / select(uv_weight > zero, uv_weight, one), zero);
-    normal_inverse = select(normal_weight > zero, one / select(normal_weight > zero, normal_weight, one), zero);
+    F const uv_inverse = select(uv_weight > zero, one / select(uv_weight > zero, uv_weight, one), zero);
+    F const normal_inverse = select(normal_weight > zero, one / select(normal_weight > zero, normal_weight, one), zero);
     m0 = a.c[0] + b.c[0], m1 = a.c[1] + b.c[1], m2 = a.c[2] + b.c[2];
     m3 = a.c[3] + b.c[3], m4 = a.c[4] + b.c[4], m5 = a.c[5] + b.c[5];
     r0 = b.c[0] * dx + b.c[1] * dy + b.c[2] * dz;
     r1 = b.c[1] * dx + b.c[3] * dy + b.c[4] * dz;
     r2 = b.c[2] * dx + b.c[4] * dy + b.c[5] * dz;
+    constant = r0 * dx + r1 * dy + r2 * dz;
     for (int k = 0; k < static_cast<int>(kMaxAttributes); ++k) {
       F const inverse = k < 2 ? uv_inverse : normal_inverse;
       F const bx = b.linear(k, 0), by = b.linear(k, 1), bz = b.linear(k, 2);
       F const lx = a.linear(k, 0) + bx, ly = a.linear(k, 1) + by, lz = a.linear(k, 2) + bz;
       F const difference = b.value(k) - a.value(k);
-      F const constant = (b.weight(k) * difference - (bx * dx + by * dy + bz * dz)) * inverse;
+      F const slide = bx * dx + by * dy + bz * dz;
+      F const jump = b.weight(k) * difference;
+      F const pull = jump - slide;
+      F const share = pull * inverse;
       F const sx = lx * inverse, sy = ly * inverse, sz = lz * inverse;
       m0 -= lx * sx, m1 -= lx * sy, m2 -= lx * sz;
       m3 -= ly * sy, m4 -= ly * sz, m5 -= lz * sz;
-      r0 += lx * constant - bx * difference;
-      r1 += ly * constant - by * difference;
-      r2 += lz * constant - bz * difference;
+      r0 += lx * share - bx * difference;
+      r1 += ly * share - by * difference;
+      r2 += lz * share - bz * difference;
+      constant += difference * (pull - slide) - pull * share;
     }
-    for (F* const m : {&m0, &m1, &m2, &m3, &m4, &m5, &r0, &r1, &r2}) *m = select(counts, *m, zero);
+    for (F* const m : {&m0, &m1, &m2, &m3, &m4, &m5, &r0, &r1, &r2, &constant}) *m = select(both, *m, zero);
   }
 
-  // With D the difference of the ends' values: 2 D (Lb e) + Wb D^2 - (La x + Lb e + Wb D)^2 / (Wa + Wb) for each
-  // attribute, and the two quadrics.
-  inline __attribute__((always_inline)) F cost(F x, F y, F z, F ex, F ey, F ez) const {
-    F sum = x * (a.c[0] * x + a.c[1] * y + a.c[2] * z) + y * (a.c[1] * x + a.c[3] * y + a.c[4] * z) +
-            z * (a.c[2] * x + a.c[4] * y + a.c[5] * z) +
-            (ex * (b.c[0] * ex + b.c[1] * ey + b.c[2] * ez) + ey * (b.c[1] * ex + b.c[3] * ey + b.c[4] * ez) +
-             ez * (b.c[2] * ex + b.c[4] * ey + b.c[5] * ez));
-    for (int k = 0; k < static_cast<int>(kMaxAttributes); ++k) {
-      F const inverse = k < 2 ? uv_inverse : normal_inverse;
-      F const difference = b.value(k) - a.value(k);
-      F const at_a = a.linear(k, 0) * x + a.linear(k, 1) * y + a.linear(k, 2) * z;
-      F const at_b = b.linear(k, 0) * ex + b.linear(k, 1) * ey + b.linear(k, 2) * ez;
-      F const pull = at_a + at_b + b.weight(k) * difference;
-      sum += difference * (at_b + at_b + b.weight(k) * difference) - pull * pull * inverse;
-    }
-    return select(counts, larger(sum, all<width>(0)), all<width>(0));
+  inline __attribute__((always_inline)) F cost(F x, F y, F z, F, F, F) const {
+    F const value = x * (m0 * x + m1 * y + m2 * z) + y * (m1 * x + m3 * y + m4 * z) + z * (m2 * x + m4 * y + m5 * z) -
+                    all<width>(2) * (r0 * x + r1 * y + r2 * z) + constant;
+    return larger(value, all<width>(0));
   }
 };
 
