@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <utility>
 
 #include "standalone/engine/wedge_mesh.h"
@@ -64,6 +65,16 @@ void gather(std::vector<float>& from, std::vector<std::uint32_t> const& used, st
   to = std::move(from);
 }
 
+// Whether every element is used by some index. A byte for each: their stores do not wait for each other.
+bool all_used(std::vector<std::uint32_t> const& indices, std::size_t element_count) {
+  if (indices.size() < element_count) return false;
+  std::vector<char> is_used(element_count, 0);
+  for (std::uint32_t const index : indices) {
+    if (index < element_count) is_used[index] = 1;
+  }
+  return std::memchr(is_used.data(), 0, element_count) == nullptr;
+}
+
 }  // namespace
 
 std::vector<ObjMesh> divide_soup(ObjSoup& soup) {
@@ -73,6 +84,11 @@ std::vector<ObjMesh> divide_soup(ObjSoup& soup) {
     bool const is_last = m + 1 == soup.meshes.size();
     auto const take = [&](std::vector<std::uint32_t>& indices, std::vector<float>& from, std::size_t width,
                           std::vector<float>& to) {
+      // Most files have one mesh that uses all that there is.
+      if (is_last && all_used(indices, from.size() / width)) {
+        to = std::move(from);
+        return;
+      }
       gather(from, renumbering.compact(indices, from.size() / width), width, is_last, to);
     };
     take(mesh.faces, soup.positions, 3, mesh.positions);

@@ -1,5 +1,9 @@
 #include "standalone/engine/obj/statement_parser.h"
 
+#ifdef __linux__
+#include <sys/mman.h>
+#endif
+
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
@@ -46,6 +50,21 @@ std::size_t token_length(char const* p) {
   std::size_t length = 0;
   while (!ends_token(p[length])) ++length;
   return length;
+}
+
+// Asks for large pages: most of the time that writing a new array takes is spent in the system, page by page.
+template <typename T>
+void expect_to_fill(std::vector<T>& values) {
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+  constexpr std::uintptr_t kPage = std::uintptr_t{1} << 21;
+  auto const begin = reinterpret_cast<std::uintptr_t>(values.data());
+  std::uintptr_t const first = (begin + kPage - 1) / kPage * kPage;
+  std::uintptr_t const last = (begin + values.capacity() * sizeof(T)) / kPage * kPage;
+  // Where the system does not want to, nothing is lost.
+  if (first < last) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+#else
+  static_cast<void>(values);
+#endif
 }
 
 }  // namespace
@@ -183,6 +202,7 @@ void StatementParser::grow(std::vector<T>& values, std::size_t needed, std::size
     std::uint64_t const bytes_left = bytes_to_come_ + static_cast<std::uint64_t>(block_end_ - block_position_);
     try {
       values.reserve(values.size() + needed + static_cast<std::size_t>(bytes_left / bytes_per_element) * per_element);
+      expect_to_fill(values);
       return;
     } catch (std::exception const&) {
       // Not even address space for that much: grow by steps.
@@ -251,7 +271,44 @@ bool StatementParser::parse_unusual_index(char const*& p, Kind kind, std::uint32
   return true;
 }
 
+// Most lines: "f 1 2 3" or "f 1/1/1 2/2/2 3/3/3", nothing else, in a mesh whose faces have the same attributes. False,
+// and nothing done, for all other forms.
+template <bool with_attributes>
+bool StatementParser::add_plain_triangle(char const*& p) {
+  constexpr std::size_t kKinds = with_attributes ? 3 : 1;
+  std::uint32_t indices[3][3];
+  char const* q = p;
+  for (std::size_t corner = 0; corner < 3; ++corner) {
+    for (std::size_t kind = 0; kind < kKinds; ++kind) {
+      if (*q != (kind == 0 ? ' ' : '/')) return false;
+      text::DigitRun const run = text::scan_digits(++q);
+      if (run.value - 1 >= count_[kind]) return false;
+      indices[kind][corner] = run.value - 1;
+      q += run.length;
+    }
+  }
+  if (*q != '\n') return false;
+  std::vector<std::uint32_t>* const lists[3] = {&mesh_->faces, &mesh_->face_uvs, &mesh_->face_normals};
+  for (std::size_t kind = 0; kind < kKinds; ++kind) {
+    if (lists[kind]->capacity() - lists[kind]->size() < 3) return false;
+  }
+  std::size_t const face_count = mesh_->face_set_of.size();
+  if (mesh_->face_set_of.capacity() == face_count || face_count >= element_limit_) return false;
+  for (std::size_t kind = 0; kind < kKinds; ++kind) {
+    lists[kind]->insert(lists[kind]->end(), indices[kind], indices[kind] + 3);
+  }
+  mesh_->face_set_of.push_back(face_set_);
+  ++known_statements_;
+  ++line_;
+  p = q + 1;
+  return true;
+}
+
 bool StatementParser::parse_face(char const*& p) {
+  if (mesh_is_open_ && !material_changed_ && mesh_has_[kUv] == mesh_has_[kNormal] &&
+      (mesh_has_[kUv] ? add_plain_triangle<true>(p) : add_plain_triangle<false>(p))) {
+    return true;
+  }
   corners_.clear();
   polygon_is_forward_ = false;
   bool lacks_uv = false;

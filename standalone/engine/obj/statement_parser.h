@@ -60,6 +60,8 @@ class StatementParser {
   template <int width, int required>
   bool parse_coordinates(char const*& p, Kind kind, std::vector<float>& values);
   bool parse_face(char const*& p);
+  template <bool with_attributes>
+  bool add_plain_triangle(char const*& p);
   bool parse_index(char const*& p, Kind kind, std::uint32_t& index) {
     text::DigitRun const run = text::scan_digits(p);
     if (run.value - 1 < count_[kind] && !text::is_digit(p[run.length])) [[likely]] {

@@ -456,5 +456,76 @@ TEST(ObjReader, ReadsSharedModels) {
   }
 }
 
+// Common lines are read by a short road. A comment behind them leads the long way round.
+TEST(ObjReader, CommonFacesAreReadAsOddOnesAre) {
+  std::uint32_t state = 1;
+  auto const below = [&state](std::uint32_t end) {
+    state = state * 1664525U + 1013904223U;
+    return (state >> 8) % end;
+  };
+  for (int round = 0; round < 200; ++round) {
+    std::string common;
+    std::string odd;
+    std::uint32_t counts[3] = {0, 0, 0};
+    bool const wrong = round % 10 == 9;
+    auto const line = [&](std::string const& text, bool is_face) {
+      common += text + "\n";
+      odd += is_face ? text + " #\r\n" : text + "\n";
+    };
+    for (int k = 0; k < 40; ++k) {
+      std::uint32_t const choice = below(12);
+      if (choice < 2 || counts[0] < 3) {
+        std::string vertex = "v";
+        for (int axis = 0; axis < 3; ++axis) vertex.append(" ").append(std::to_string(below(9)));
+        line(vertex, false);
+        ++counts[0];
+      } else if (choice == 2) {
+        line(std::string("vt 0.").append(std::to_string(below(9))).append(" 1"), false);
+        ++counts[1];
+      } else if (choice == 3) {
+        line("vn 0 0 1", false);
+        ++counts[2];
+      } else if (choice == 4) {
+        line(below(3) == 0 ? "o part" : std::string("usemtl m").append(std::to_string(below(3))), false);
+      } else {
+        std::uint32_t const form = below(4);
+        std::string face = "f";
+        for (std::uint32_t c = 0; c < 3 + below(2) * below(2); ++c) {
+          auto const index = [&](std::size_t kind) {
+            // Elements may follow their use; in some rounds they do not.
+            return std::to_string(1 + below(counts[kind] + (wrong && below(40) == 0 ? 30 : 0) + (counts[kind] == 0)));
+          };
+          face.append(" ").append(index(0));
+          if (form == 1 && counts[1] > 0) face.append("/").append(index(1));
+          if (form == 2 && counts[2] > 0) face.append("//").append(index(2));
+          if (form == 3 && counts[1] > 0 && counts[2] > 0) {
+            face.append("/").append(index(1));
+            face.append("/").append(index(2));
+          }
+        }
+        line(face, true);
+      }
+    }
+    ObjResult const a = parse_obj(common.data(), common.size(), "a.obj", "");
+    ObjResult const b = parse_obj(odd.data(), odd.size(), "a.obj", "");
+    ASSERT_EQ(a.error, b.error) << common;
+    ASSERT_EQ(a.warnings, b.warnings);
+    ASSERT_EQ(a.file.has_value(), b.file.has_value());
+    if (!a.file) continue;
+    ASSERT_EQ(a.file->meshes.size(), b.file->meshes.size());
+    for (std::size_t m = 0; m < a.file->meshes.size(); ++m) {
+      ObjMesh const& x = a.file->meshes[m];
+      ObjMesh const& y = b.file->meshes[m];
+      ASSERT_EQ(x.positions, y.positions) << common;
+      ASSERT_EQ(x.uvs, y.uvs);
+      ASSERT_EQ(x.normals, y.normals);
+      ASSERT_EQ(x.faces, y.faces) << common;
+      ASSERT_EQ(x.face_uvs, y.face_uvs);
+      ASSERT_EQ(x.face_normals, y.face_normals);
+      ASSERT_EQ(x.face_set_of, y.face_set_of);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace mirel::engine
