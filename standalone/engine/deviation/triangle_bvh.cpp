@@ -66,7 +66,8 @@ double squared_distance_to_triangle(Vec p, Vec a, Vec b, Vec c) {
     double const v = dot(cross(ap, ac), n);
     double const w = dot(cross(ab, ap), n);
     double const u = nn - v - w;
-    double const doubt = 1e-14 * std::sqrt(nn * longest * (dot(ap, ap) + longest));
+    // The factor within the root keeps the eighth power of the largest floats in range.
+    double const doubt = 1e-11 * std::sqrt(1e-6 * nn * longest * (dot(ap, ap) + longest));
     if (v >= doubt && w >= doubt && u >= doubt) {
       double const h = dot(ap, n);
       return h * h / nn;

@@ -195,6 +195,15 @@ TEST(TriangleBvh, FindsTheNearestOfAllTriangles) {
   }
 }
 
+TEST(TriangleBvh, TellsInsideFromEdgesAtEitherEndOfTheNumberRange) {
+  for (double const size : {3e38, 1e30, 1.0, 1e-30, 1e-36}) {
+    Mesh const mesh = triangle(-size, -size, 0, size, -size, 0, 0, size, 0);
+    TriangleBvh const tree(mesh.positions, mesh.faces);
+    EXPECT_NEAR(tree.nearest({0.1 * size, -0.2 * size, 0.5 * size}).distance / size, 0.5, 1e-9) << size;
+    EXPECT_NEAR(tree.nearest({0.1 * size, -0.2 * size, 0}).distance / size, 0, 1e-9) << size;
+  }
+}
+
 TEST(TriangleBvh, LeavesOutWhatIsNoTriangle) {
   Mesh mesh = triangle(0, 0, 0, 1, 0, 0, 0, 1, 0);
   mesh.add_point(std::numeric_limits<double>::quiet_NaN(), 0, 0);
