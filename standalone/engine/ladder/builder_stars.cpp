@@ -31,24 +31,7 @@ bool LadderBuilder::is_regular(std::uint32_t v) const {
   std::span<StarEntry const> const star = stars_.star(v);
   std::size_t const count = star.size();
   if (count > kMostFaces) return false;
-  // Every previous corner must be there once as such, and once as a next corner.
-  alignas(LaneMask) std::int32_t previous[kMostFaces];
-  for (std::size_t i = 0; i < count; ++i) previous[i] = static_cast<std::int32_t>(star[i].previous);
-  std::size_t const padded = (count + 3) & ~std::size_t{3};
-  for (std::size_t i = count; i < padded; ++i) previous[i] = -1;
-  LaneMask wrong = {};
-  for (std::size_t first = 0; first < padded; first += 4) {
-    LaneMask four;
-    std::memcpy(&four, previous + first, sizeof(four));
-    LaneMask partners = {};
-    LaneMask same = {};
-    for (StarEntry const& entry : star) {
-      partners -= four == static_cast<std::int32_t>(entry.next);
-      same -= four == static_cast<std::int32_t>(entry.previous);
-    }
-    wrong |= (four >= 0) & ((partners != 1) | (same != 1));
-  }
-  if (any(wrong)) return false;
+  if (!star_kernels_.has_closed_fans(star.data(), static_cast<std::uint32_t>(count))) return false;
   if (!records_.attributed) return true;
   // Between vertices of one wedge there is no seam.
   bool one_wedge = !attributes_.has_sets() && (stars_.vertex(v).flags & kOneWedge) != 0;

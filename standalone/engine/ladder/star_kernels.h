@@ -19,6 +19,8 @@ struct RingState {
 };
 
 struct StarKernels {
+  // Whether every previous corner in a star is there once as such, and once as a next corner.
+  bool (*has_closed_fans)(StarEntry const* star, std::uint32_t count);
   // How many neighbours two closed fans have in common.
   std::uint32_t (*count_shared)(StarEntry const* a, std::uint32_t count_a, StarEntry const* b, std::uint32_t count_b);
   // The place of a face's entry; `count` where there is none.

@@ -15,6 +15,25 @@ inline __attribute__((always_inline)) MaskLanes<width> lane_numbers() {
 }
 
 template <int width>
+bool has_closed_fans(StarEntry const* star, std::uint32_t count) {
+  using M = MaskLanes<width>;
+  M wrong = {};
+  for (std::uint32_t first = 0; first < count; first += width) {
+    M previous;
+    for (std::uint32_t k = 0; k < width; ++k) previous[k] = static_cast<std::int32_t>(star[first + k].previous);
+    M partners = {};
+    M same = {};
+    for (std::uint32_t i = 0; i < count; ++i) {
+      partners -= previous == static_cast<std::int32_t>(star[i].next);
+      same -= previous == static_cast<std::int32_t>(star[i].previous);
+    }
+    M const valid = lane_numbers<width>() < static_cast<std::int32_t>(count - first);
+    wrong |= valid & ((partners != 1) | (same != 1));
+  }
+  return lane_bits(wrong) == 0;
+}
+
+template <int width>
 std::uint32_t count_shared(StarEntry const* a, std::uint32_t count_a, StarEntry const* b, std::uint32_t count_b) {
   using M = MaskLanes<width>;
   std::uint32_t shared = 0;

@@ -35,9 +35,7 @@ void grow(std::vector<Value>& values, std::size_t more) {
 template <class Value, std::size_t Count>
 void push(std::vector<Value>& to, std::array<Value, Count> const& values) {
   grow(to, Count);
-  for (Value const value : values) {
-    to.push_back(value);
-  }
+  to.insert(to.end(), values.begin(), values.end());
 }
 
 template <std::size_t Count>

@@ -29,6 +29,37 @@ std::vector<StarEntry> some_star(std::mt19937& random, std::uint32_t count) {
   return star;
 }
 
+TEST(StarKernelsTest, TellsClosedFansFromOthers) {
+  for (StarKernels const* kernels : {&narrow_star_kernels(), &star_kernels()}) {
+    for (std::uint32_t count = 3; count <= 24; ++count) {
+      // One fan, and where there is room for it two around one vertex, in some order.
+      for (std::uint32_t const first : {count, 3U}) {
+        if (count - first != 0 && count - first < 3) continue;
+        std::vector<StarEntry> fan(count + Stars::kOverrun, StarEntry{1, 1, 1});
+        for (std::uint32_t i = 0; i < count; ++i) {
+          std::uint32_t const begin = i < first ? 0 : first;
+          std::uint32_t const size = i < first ? first : count - first;
+          fan[i] = {100 + i, 100 + begin + (i - begin + 1) % size, i << 2};
+        }
+        std::mt19937 random(count);
+        std::shuffle(fan.begin(), fan.begin() + count, random);
+        EXPECT_TRUE(kernels->has_closed_fans(fan.data(), count));
+        for (std::uint32_t i = 0; i < count; ++i) {
+          std::vector<StarEntry> bad = fan;
+          std::swap(bad[i].next, bad[i].previous);  // a face that looks the other way
+          EXPECT_FALSE(kernels->has_closed_fans(bad.data(), count));
+          bad = fan;
+          bad[i] = bad[count - 1];  // a face that is gone
+          EXPECT_FALSE(i + 1 < count && kernels->has_closed_fans(bad.data(), count - 1));
+          bad = fan;
+          bad[i].previous = 7;  // a boundary
+          EXPECT_FALSE(kernels->has_closed_fans(bad.data(), count));
+        }
+      }
+    }
+  }
+}
+
 TEST(StarKernelsTest, CountsSharedNeighbours) {
   for (StarKernels const* kernels : {&narrow_star_kernels(), &star_kernels()}) {
     std::mt19937 random(1);
