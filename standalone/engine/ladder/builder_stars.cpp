@@ -1,10 +1,8 @@
 // Sums and feature edges of one star.
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 #include "standalone/engine/ladder/builder.h"
-#include "standalone/engine/ladder/lanes.h"
 
 namespace mirel::engine {
 
