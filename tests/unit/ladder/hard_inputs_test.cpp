@@ -230,9 +230,9 @@ TEST(HardInputsTest, ThousandsOfComponentsGo) {
 TEST(HardInputsTest, SliversGo) {
   // Faces a thousand times as long as wide, flat and round.
   EXPECT_EQ(coarsest(placed(jittered(plane(40), 1 / 40.0F, 2), {1000, 1, 1}, 0)), 1U);
-  // The last dozens of faces cut across the tips of the needle.
-  EXPECT_EQ(coarsest(placed(mirel::test::sphere(24, 36), {1000, 1, 1}, 0), Turning::kNone, 100), 4U);
-  EXPECT_LE(coarsest(placed(mirel::test::torus(36, 24), {1000, 1, 1}, 0)), 30U);
+  EXPECT_EQ(coarsest(placed(mirel::test::sphere(24, 36), {1000, 1, 1}, 0)), 4U);
+  // The last dozens of faces cut across the two ends of the long ring.
+  EXPECT_LE(coarsest(placed(mirel::test::torus(36, 24), {1000, 1, 1}, 0), Turning::kNone, 100), 30U);
 }
 
 TEST(HardInputsTest, FarFromTheOriginIsAsGoodAsNear) {
