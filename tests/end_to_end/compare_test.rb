@@ -159,7 +159,8 @@ class CompareTest < ProgramTest
   def test_misuse
     a = write("a.obj", square(0))
     [[], [a], [a, a, a], [a, a, "--samples", "0"], [a, a, "--samples", "many"], [a, a, "--heatmap-of", "third"],
-     [a, a, "--heatmap-scale", "0"], [a, a, "--no-such"]].each do |words|
+     [a, a, "--heatmap-scale", "0"], [a, a, "--heatmap-scale", "1"], [a, a, "--heatmap-of", "second"],
+     [a, a, "--no-such"]].each do |words|
       result = mirel("compare", *words)
       assert_equal 1, result.status, words.inspect
       assert_equal 1, result.err_lines.size, words.inspect

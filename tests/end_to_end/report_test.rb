@@ -54,6 +54,7 @@ class ReportTest < ProgramTest
     torus = write("torus.obj", torus(30, 20))
     { "target met" => [@input, "--ratio", 0.1], "tolerance" => [@input, "--faces", 2, "--tolerance", 0.05],
       "locked boundary" => [@input, "--faces", 2, "--lock-boundaries"],
+      "fold-over" => [write("cone.obj", rough_cone(30_000)), "--faces", 2],
       # Without its hole it would be no torus.
       "topology" => [torus, "--faces", 2] }.each do |reason, (input, *options)|
       report = reduce(input, path("out.obj"), *options, "--no-deviation")
@@ -106,6 +107,16 @@ class ReportTest < ProgramTest
   end
 
   private
+
+  # Its narrow faces lean against each other by more than a collapse may turn one.
+  def rough_cone(sides)
+    random = Random.new(3)
+    rim = Array.new(sides) do |k|
+      angle = 2 * Math::PI * k / sides
+      format("v %.6f %.6f %.6f\n", Math.cos(angle), Math.sin(angle), 0.02 * (random.rand - 0.5))
+    end
+    "v 0 0 1\n#{rim.join}#{Array.new(sides) { |k| "f 1 #{k + 2} #{((k + 1) % sides) + 2}\n" }.join}"
+  end
 
   def torus(sides, rings)
     points = Array.new(sides * rings) do |k|

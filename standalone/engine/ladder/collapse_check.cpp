@@ -101,18 +101,20 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
   StarEntry* kept = fan_faces_.data();
   std::uint32_t* const going = fan_going_.data();
   std::uint32_t going_count = 0;
+  auto const on_edge = [](StarEntry const& entry, std::uint32_t other) {
+    return static_cast<std::uint32_t>(entry.next == other) | static_cast<std::uint32_t>(entry.previous == other);
+  };
   for (std::uint32_t i = 0; i < star_a.size(); ++i) {
-    bool const on_edge = (star_a[i].next == b) | (star_a[i].previous == b);
+    std::uint32_t const goes = on_edge(star_a[i], b);
     *kept = star_a[i];
-    kept += on_edge ? 0 : 1;
+    kept += 1 - goes;
     going[going_count] = i;
-    going_count += on_edge ? 1U : 0U;
+    going_count += goes;
   }
   fan_.of_a = static_cast<std::uint32_t>(kept - fan_faces_.data());
   for (StarEntry const& entry : star_b) {
-    bool const on_edge = (entry.next == a) | (entry.previous == a);
     *kept = entry;
-    kept += on_edge ? 0 : 1;
+    kept += 1 - on_edge(entry, a);
   }
   fan_.surviving = static_cast<std::uint32_t>(kept - fan_faces_.data());
   for (std::uint32_t i = 0; i < going_count; ++i) *kept++ = star_a[going[i]];

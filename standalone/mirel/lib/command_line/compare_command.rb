@@ -18,7 +18,6 @@ module CommandLine
       super
       @samples = 500_000
       @exact = false
-      @side = 'first'
     end
 
     # @param arguments [Array<String>] what follows the command's name
@@ -84,9 +83,14 @@ module CommandLine
     def check_options
       raise Failure, 'which files? Give two; see mirel compare --help' if @names.size < 2
       raise Failure, "two files, not #{@names.size}" if @names.size > 2
+      raise Failure, '--heatmap-of and --heatmap-scale need --heatmap' if !@heatmap && (@side || @scale)
       return unless @heatmap && !File.extname(@heatmap).casecmp?('.ply')
 
       raise Failure, "#{@heatmap}: a heat map is a .ply file"
+    end
+
+    def side
+      @side || WORDS.first
     end
 
     def compare(importer)
@@ -142,14 +146,14 @@ module CommandLine
     end
 
     def write_heat_map(surfaces, meshes, result)
-      at, other = @side == 'first' ? [0, 1] : [1, 0]
+      at, other = side == 'first' ? [0, 1] : [1, 0]
       distances = library.distances(meshes[other], surfaces[at].positions)
       largest = distances.unpack('e*').reject(&:nan?).max
       high = scale(result.diagonal) || (largest.positive? ? largest : result.diagonal)
       signals_raise do
         Zu::Mirel::ReplacedFile.write(@heatmap) { |file| library.write_ply(file, surfaces[at], distances, high) }
       end
-      { file: @heatmap, of: @side, vertices: surfaces[at].vertex_count, scale: high, largest: largest,
+      { file: @heatmap, of: side, vertices: surfaces[at].vertex_count, scale: high, largest: largest,
         bytes: File.size(@heatmap) }
     end
 

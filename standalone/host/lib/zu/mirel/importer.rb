@@ -183,9 +183,10 @@ module Zu
       # @param measure [Boolean] find it out where it is not known, which may take longer than the hierarchy did
       # @return [Float, nil] in the units of the meshes; nil where it is not known
       def deviation_bound(measure: true)
+        return if deviation_unknowable?
+
         step = get_current_step
-        bound = measure ? Engine.deviation_bound(step) : Engine.known_deviation_bound(step)
-        bound unless deviation_unknowable?
+        measure ? Engine.deviation_bound(step) : Engine.known_deviation_bound(step)
       end
 
       # @return [Boolean] whether a mesh has vanished from a scene that puts meshes at places of their own: the meshes
