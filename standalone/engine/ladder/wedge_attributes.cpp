@@ -403,6 +403,30 @@ AttributeForm WedgeAttributes::form(WedgeMerge const& result) const {
   return form;
 }
 
+// Where the UVs of a group at a seam may go: hardly beyond those that it has at the ends of the edge. Beyond the
+// outline of its chart the texture shows something else.
+WedgeAttributes::UvBox WedgeAttributes::box_on_outline(Records const& records, WedgeMerge const& result,
+                                                       std::size_t group) const {
+  constexpr float kMargin = 0.125F;
+  UvBox box;
+  box.low.fill(std::numeric_limits<float>::infinity());
+  box.high.fill(-std::numeric_limits<float>::infinity());
+  for (std::size_t w = 0; w < result.wedges.size(); ++w) {
+    if (shared_[0].with[result.group_of[w]] != group) continue;
+    float const* const uv = values_of(records, result.wedges[w]) + records.layout.uv_offset;
+    for (std::size_t k = 0; k < 2; ++k) {
+      box.low[k] = std::min(box.low[k], uv[k]);
+      box.high[k] = std::max(box.high[k], uv[k]);
+    }
+  }
+  float const margin = kMargin * std::max(box.high[0] - box.low[0], box.high[1] - box.low[1]);
+  for (std::size_t k = 0; k < 2; ++k) {
+    box.low[k] -= margin;
+    box.high[k] += margin;
+  }
+  return box;
+}
+
 void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uint32_t mesh, std::uint32_t a,
                             std::uint32_t b, Vec3 place, bool check_uv_area, WedgeMerge& result) {
   AttributeLayout const& layout = records.layout;
@@ -424,6 +448,8 @@ void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uin
       }
       float const scale = c == 0 ? weights.uv_root : weights.normal_root;
       std::uint32_t const target = c == 0 ? layout.uv_offset : layout.normal_offset;
+      bool const on_outline = c == 0 && result.groups.size() > 1;
+      UvBox const outline = on_outline ? box_on_outline(records, result, g) : UvBox{};
       for (std::uint32_t k = channel.begin; k < channel.end; ++k) {
         std::uint32_t const i = target + k - channel.begin;
         float& value = result.groups[g].values[i];
@@ -432,6 +458,7 @@ void WedgeAttributes::merge(Records const& records, Stars const& stars, std::uin
           float const best =
               channel.values[k] + (dot(channel.linear[k], offset) + channel.constant[k]) / channel.weight;
           value = std::min(std::max(channel.range.low[k], best), channel.range.high[k]) / scale;
+          if (on_outline) value = std::min(std::max(outline.low[k], value), outline.high[k]);
           continue;
         }
         // Its faces tell nothing: the mean of its wedges, step by step, as their sum may be no number.

@@ -107,6 +107,12 @@ class WedgeAttributes {
     Range range{};
   };
 
+  struct UvBox {
+    std::array<float, 2> low{};
+    std::array<float, 2> high{};
+  };
+
+  UvBox box_on_outline(Records const& records, WedgeMerge const& result, std::size_t group) const;
   void add_star(Records const& records, Stars const& stars, std::span<AttributeSums const> vertex_sums,
                 std::uint32_t mesh, std::uint32_t from, WedgeMerge& result);
   void link_across(Stars const& stars, std::uint32_t a, std::uint32_t b, WedgeMerge& result);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <utility>
 
 #include "standalone/engine/wedge_mesh.h"
@@ -72,7 +71,7 @@ bool all_used(std::vector<std::uint32_t> const& indices, std::size_t element_cou
   for (std::uint32_t const index : indices) {
     if (index < element_count) is_used[index] = 1;
   }
-  return std::memchr(is_used.data(), 0, element_count) == nullptr;
+  return std::find(is_used.begin(), is_used.end(), 0) == is_used.end();
 }
 
 }  // namespace
