@@ -1,7 +1,7 @@
 // The driver of this project's engine, through the mesh SDK's interface: the whole ladder down to the coarsest mesh,
 // then the step at the target. Adds the milliseconds of each stage of the first run.
 #include "benchmarks/peers/driver.h"
-#include "src/balancer/balancer_sdk.h"
+#include "benchmarks/peers/engine_mesh.h"
 
 namespace mirel::peers {
 namespace {
@@ -22,16 +22,7 @@ class Stages {
 
 Output simplify(IndexedMesh const& input, std::uint32_t faces) {
   Stages stages;
-  ab::IBalancerSDK* const sdk = ab::IBalancerSDK::initialize();
-  ab::IMeshDepot* const depot = ab::IMeshDepot::create();
-  if (sdk == nullptr || depot == nullptr) fail("the engine does not start");
-  ab::IMesh* const mesh = depot->getMesh(depot->createMesh());
-  for (std::size_t v = 0; v < input.positions.size(); v += 3) {
-    mesh->addVertex(input.positions[v], input.positions[v + 1], input.positions[v + 2]);
-  }
-  for (std::size_t f = 0; f < input.faces.size(); f += 3) {
-    mesh->addFace(input.faces[f], input.faces[f + 1], input.faces[f + 2]);
-  }
+  auto const [sdk, depot, mesh] = EngineMesh(input);
   stages.end("fill");
   depot->joinVertices(0, {}, 0);
   depot->prepareMeshes();

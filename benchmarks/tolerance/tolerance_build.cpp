@@ -7,7 +7,7 @@
 #include <cmath>
 
 #include "benchmarks/peers/driver.h"
-#include "src/balancer/balancer_sdk.h"
+#include "benchmarks/peers/engine_mesh.h"
 #include "standalone/engine/mirel_engine.h"
 
 namespace mirel::peers {
@@ -34,18 +34,8 @@ int run(int argc, char** argv) {
   float const tolerance = std::nextafter(static_cast<float>(std::atof(argv[2]) * diagonal(input)), 0.0F);
   double const limit = argc > 4 ? std::atof(argv[4]) : 0;
 
-  ab::IBalancerSDK* const sdk = ab::IBalancerSDK::initialize();
-  ab::IMeshDepot* const depot = ab::IMeshDepot::create();
-  if (sdk == nullptr || depot == nullptr) fail("the engine does not start");
-  ab::IMesh* const mesh = depot->getMesh(depot->createMesh());
-  for (std::size_t v = 0; v < input.positions.size(); v += 3) {
-    mesh->addVertex(input.positions[v], input.positions[v + 1], input.positions[v + 2]);
-  }
-  for (std::size_t f = 0; f < input.faces.size(); f += 3) {
-    mesh->addFace(input.faces[f], input.faces[f + 1], input.faces[f + 2]);
-  }
+  auto const [sdk, depot, mesh] = EngineMesh(input);
   depot->joinVertices(0, {}, 0);
-  depot->prepareMeshes();
   double least = INFINITY;
   double worked = 0;
   ab::IHierarchy* ladder = nullptr;

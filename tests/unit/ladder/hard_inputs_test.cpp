@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <map>
 #include <numeric>
 #include <string>
 #include <utility>
@@ -15,6 +14,7 @@
 #include "standalone/engine/deviation/triangle_bvh.h"
 #include "standalone/engine/ladder/step_deviation.h"
 #include "standalone/engine/prepare/validate.h"
+#include "tests/unit/ladder/edge_counts.h"
 #include "tests/unit/ladder/zoo.h"
 
 namespace mirel::engine {
@@ -92,28 +92,6 @@ std::unique_ptr<Ladder> build(WedgeMesh const& mesh) {
   return Ladder::build(meshes, {});
 }
 
-struct EdgeCounts {
-  std::uint32_t boundary = 0;
-  std::uint32_t non_manifold = 0;
-};
-
-EdgeCounts count_edges(WedgeMesh const& mesh) {
-  std::map<std::pair<std::uint32_t, std::uint32_t>, std::uint32_t> edges;
-  for (std::size_t f = 0; f < mesh.faces.size(); f += 3) {
-    for (std::size_t k = 0; k < 3; ++k) {
-      auto const [low, high] =
-          std::minmax(mesh.position_of[mesh.faces[f + k]], mesh.position_of[mesh.faces[f + (k + 1) % 3]]);
-      ++edges[{low, high}];
-    }
-  }
-  EdgeCounts counts;
-  for (auto const& [edge, faces] : edges) {
-    counts.boundary += faces == 1 ? 1U : 0U;
-    counts.non_manifold += faces > 2 ? 1U : 0U;
-  }
-  return counts;
-}
-
 Vec normal(WedgeMesh const& mesh, std::uint32_t face) {
   auto const corner = [&](std::size_t k) { return load(&mesh.vertices[std::size_t{3} * mesh.faces[3 * face + k]]); };
   return cross(corner(1) - corner(0), corner(2) - corner(0));
@@ -140,14 +118,14 @@ std::uint32_t coarsest(WedgeMesh const& mesh, Turning turning = Turning::kNone, 
   EXPECT_EQ(validate(mesh), "");
   auto const ladder = build(mesh);
   TriangleBvh const tree(mesh.vertices, mesh.faces);
-  EdgeCounts before = count_edges(mesh);
+  test::EdgeCounts before = test::count_edges(mesh);
   bool const closed = before.boundary == 0;
   WedgeMesh now;
   for (std::uint32_t part = 2; part <= mesh.face_count(); part *= 2) {
     SCOPED_TRACE("at one face of " + std::to_string(part));
     ladder->read(0, ladder->step_for_face_count(mesh.face_count() / part), now);
     EXPECT_EQ(validate(now), "");
-    EdgeCounts const counts = count_edges(now);
+    test::EdgeCounts const counts = test::count_edges(now);
     EXPECT_LE(counts.non_manifold, before.non_manifold);
     if (closed) {
       EXPECT_EQ(counts.boundary, 0U);

@@ -10,10 +10,14 @@
 
 #include "standalone/engine/ladder/ladder.h"
 #include "standalone/engine/prepare/validate.h"
+#include "tests/unit/ladder/edge_counts.h"
 #include "tests/unit/ladder/zoo.h"
 
 namespace mirel::engine {
 namespace {
+
+using test::count_edges;
+using test::EdgeCounts;
 
 // The same numbers everywhere.
 struct Random {
@@ -91,32 +95,6 @@ WedgeMesh hub_mesh(Hub kind, std::uint32_t spokes) {
 std::unique_ptr<Ladder> build(WedgeMesh const& mesh) {
   WedgeMesh const* const meshes[] = {&mesh};
   return Ladder::build(meshes, {});
-}
-
-struct EdgeCounts {
-  std::uint32_t boundary = 0;
-  std::uint32_t non_manifold = 0;
-};
-
-EdgeCounts count_edges(WedgeMesh const& mesh) {
-  std::vector<std::uint64_t> edges;
-  for (std::size_t f = 0; f < mesh.faces.size(); f += 3) {
-    for (std::size_t k = 0; k < 3; ++k) {
-      std::uint64_t const a = mesh.position_of[mesh.faces[f + k]];
-      std::uint64_t const b = mesh.position_of[mesh.faces[f + (k + 1) % 3]];
-      edges.push_back(std::min(a, b) << 32 | std::max(a, b));
-    }
-  }
-  std::sort(edges.begin(), edges.end());
-  EdgeCounts counts;
-  for (std::size_t i = 0; i < edges.size();) {
-    std::size_t const end =
-        static_cast<std::size_t>(std::upper_bound(edges.begin(), edges.end(), edges[i]) - edges.begin());
-    counts.boundary += end - i == 1 ? 1U : 0U;
-    counts.non_manifold += end - i > 2 ? 1U : 0U;
-    i = end;
-  }
-  return counts;
 }
 
 bool same(WedgeMesh const& a, WedgeMesh const& b) {

@@ -39,6 +39,20 @@ std::vector<Vertex> some_vertices(std::uint32_t seed) {
   return vertices;
 }
 
+struct SomeEdges {
+  std::uint32_t from[21] = {};
+  std::uint32_t to[21 + kMaxLanes] = {};
+};
+
+SomeEdges some_edges(std::uint32_t count, std::mt19937& random) {
+  SomeEdges edges;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    edges.from[i] = static_cast<std::uint32_t>(random() % kVertices);
+    edges.to[i] = static_cast<std::uint32_t>(random() % kVertices);
+  }
+  return edges;
+}
+
 struct Edges {
   std::vector<float> values = std::vector<float>(7 * padded_to_lanes(kVertices), 0);
   EdgeArrays arrays() {
@@ -65,12 +79,7 @@ TEST(MetricKernelsTest, WidthDoesNotShowInEdges) {
     std::vector<Vertex> const vertices = some_vertices(seed);
     std::mt19937 random(seed);
     for (std::uint32_t count = 1; count <= 21; ++count) {
-      std::uint32_t from[21];
-      std::uint32_t to[21 + kMaxLanes] = {};
-      for (std::uint32_t i = 0; i < count; ++i) {
-        from[i] = static_cast<std::uint32_t>(random() % kVertices);
-        to[i] = static_cast<std::uint32_t>(random() % kVertices);
-      }
+      auto const [from, to] = some_edges(count, random);
       Edges a, b;
       narrow.evaluate_star(vertices.data(), from[0], to, count, a.arrays());
       fastest.evaluate_star(vertices.data(), from[0], to, count, b.arrays());
@@ -118,12 +127,7 @@ TEST(MetricKernelsTest, WidthDoesNotShowInAttributes) {
       if (random() % 4 != 0) vertex.flags |= kOneWedge;
     }
     for (std::uint32_t count = 1; count <= 21; ++count) {
-      std::uint32_t from[21];
-      std::uint32_t to[21 + kMaxLanes] = {};
-      for (std::uint32_t i = 0; i < count; ++i) {
-        from[i] = static_cast<std::uint32_t>(random() % kVertices);
-        to[i] = static_cast<std::uint32_t>(random() % kVertices);
-      }
+      auto const [from, to] = some_edges(count, random);
       Edges a, b;
       narrow.evaluate_star_attributed(vertices.data(), sums.data(), from[0], to, count, a.arrays());
       fastest.evaluate_star_attributed(vertices.data(), sums.data(), from[0], to, count, b.arrays());
