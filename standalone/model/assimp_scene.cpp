@@ -117,6 +117,9 @@ class SceneBuilder {
   BuiltScene build(Model const& model) {
     root_ = std::make_unique<aiNode>();
     set_name(root_->mName, node_names_.add(clean_name(notes_.name)));
+    if (has_more_places_than(kMostNodes, *model.entities)) {
+      throw std::length_error("too many instances");
+    }
     aiNode& outermost = format_.has_nodes ? *set_transform(*root_, outermost_transform(notes_)) : *root_;
     fill_node(start_node(outermost, *model.entities), *model.entities, kIdentity, notes_.name);
     if (!format_.has_nodes) {
@@ -194,35 +197,70 @@ class SceneBuilder {
         show_meshes(format_.has_nodes ? *current.node : root, *current.entities, current.place, current.name);
       }
       std::vector<std::unique_ptr<aiNode>> children;
-      auto const add_child = [&](std::string const& child_name, SUTransformation const& transform,
-                                 Entities const* inside) {
-        if (++node_count_ > kMostNodes) {
-          throw std::length_error("too many instances");
-        }
-        aiNode* child = current.node;
-        if (format_.has_nodes) {
-          child = children.emplace_back(std::make_unique<aiNode>()).get();
-          // The exporters make names different from each other too, but by looking at all of them every time.
-          set_name(child->mName, node_names_.add(clean_name(child_name)));
-          child->mParent = current.node;
-          child = place_node(*child, transform);
-        }
-        if (inside != nullptr && inside->kind == Kind::kEntities) {
-          left.push_back({child, inside, multiply(current.place, transform), child_name});
-        }
-      };
-      for (Group const* const group : current.entities->groups) {
-        add_child(group->name.empty() ? "Group" : group->name, group->transform, group->entities);
-      }
-      for (Instance const* const instance : current.entities->instances) {
-        Definition const* const definition = instance->definition;
-        if (instance != shown && definition->kind == Kind::kDefinition) {
-          add_child(definition->name.empty() ? "Component" : definition->name, instance->transform,
-                    definition->entities);
-        }
-      }
+      for_each_place(*current.entities, shown,
+                     [&](std::string const& child_name, SUTransformation const& transform, Entities const* inside) {
+                       aiNode* child = current.node;
+                       if (format_.has_nodes) {
+                         child = children.emplace_back(std::make_unique<aiNode>()).get();
+                         // The exporters make names different from each other too, but by looking at all of them every
+                         // time.
+                         set_name(child->mName, node_names_.add(clean_name(child_name)));
+                         child->mParent = current.node;
+                         child = place_node(*child, transform);
+                       }
+                       if (inside != nullptr) {
+                         left.push_back({child, inside, multiply(current.place, transform), child_name});
+                       }
+                     });
       hand_over(current.node->mChildren, current.node->mNumChildren, children);
     }
+  }
+
+  // Calls `visit` with the name, the transformation and the entities, null for none, of each group and instance that
+  // gets a node of its own.
+  template <typename Visit>
+  static void for_each_place(Entities const& entities, Instance const* shown, Visit visit) {
+    auto const living = [](Entities const* inside) {
+      return inside != nullptr && inside->kind == Kind::kEntities ? inside : nullptr;
+    };
+    for (Group const* const group : entities.groups) {
+      visit(group->name.empty() ? "Group" : group->name, group->transform, living(group->entities));
+    }
+    for (Instance const* const instance : entities.instances) {
+      Definition const* const definition = instance->definition;
+      if (instance != shown && definition->kind == Kind::kDefinition) {
+        visit(definition->name.empty() ? "Component" : definition->name, instance->transform,
+              living(definition->entities));
+      }
+    }
+  }
+
+  // Told without making the nodes: instances of instances multiply.
+  bool has_more_places_than(std::size_t most, Entities const& root) const {
+    std::unordered_map<Entities const*, std::size_t> places;
+    std::vector<Entities const*> left = {&root};
+    while (!left.empty()) {
+      Entities const* const current = left.back();
+      if (places.count(current) != 0) {
+        left.pop_back();
+        continue;
+      }
+      std::size_t const left_before = left.size();
+      std::size_t count = 0;
+      for_each_place(*current, format_.has_nodes ? find_contents(*current) : nullptr,
+                     [&](std::string const&, SUTransformation const&, Entities const* inside) {
+                       auto const known = places.find(inside);
+                       if (inside != nullptr && known == places.end()) {
+                         left.push_back(inside);
+                       }
+                       count = std::min(count + 1 + (known == places.end() ? 0 : known->second), most + 1);
+                     });
+      if (left.size() == left_before) {
+        places.emplace(current, count);
+        left.pop_back();
+      }
+    }
+    return places.at(&root) > most;
   }
 
   // A group that has nothing of its own but one instance where the group is needs one node for both: the group's, with
@@ -381,7 +419,6 @@ class SceneBuilder {
   UniqueNames material_names_;
   UniqueNames node_names_;
   TextureFiles texture_files_;
-  std::size_t node_count_ = 0;
 };
 
 }  // namespace

@@ -21,6 +21,7 @@
 #include <new>
 #include <string>
 
+#include "standalone/reading/off_header.h"
 #include "standalone/reading/scene_builder.h"
 
 struct MirelReadScene : mirel::reading::Scene {};
@@ -158,6 +159,9 @@ aiMatrix4x4 outermost(aiScene const& source, std::string const& path, ColladaFra
 }
 
 std::string read_scene(char const* path, MirelReadProgress progress, MirelReadScene& scene) {
+  if (has_suffix(path, ".off")) {
+    if (auto problem = mirel::reading::check_off_header(path); !problem.empty()) return problem;
+  }
   std::string damage;
   LogScope const log(damage);
   Assimp::Importer importer;

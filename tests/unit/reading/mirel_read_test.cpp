@@ -67,6 +67,19 @@ TEST_F(ReadTest, CutsPolygonsAndCountsTheSource) {
   for (std::uint32_t k = 0; k < mesh.triangle_count * 3; ++k) EXPECT_LT(mesh.triangles[k], mesh.point_count);
 }
 
+// Not by trying: the parser would make room for them first.
+TEST_F(ReadTest, RefusesAnOffHeadThatAnnouncesMoreThanTheFileHolds) {
+  for (std::string const counts : {"353535235358 6 0", "6 353535235358 0", "99999999999999999999999 6 0", "9 9"}) {
+    for (std::string const start : {"OFF\n", "# made for a test\nCOFF ", "nOFF\n3\n", ""}) {
+      EXPECT_FALSE(read(write("many.off", start + counts + "\n0 0 0\n")));
+      EXPECT_NE(error.find("announces " + counts.substr(0, counts.find(' '))), std::string::npos)
+          << start << counts << ": " << error;
+    }
+  }
+  EXPECT_TRUE(read(write("commented.off", "OFF # 99999 9999\n# 99999 99999\n" + std::string(kQuadAndTriangle + 4))))
+      << error;
+}
+
 TEST_F(ReadTest, NumbersThatDoNotExistGiveNothing) {
   Scene const scene = read(write("two.off", kQuadAndTriangle));
   ASSERT_TRUE(scene) << error;
