@@ -171,6 +171,9 @@ class Suites
     "fuzz" => "fuzz targets for the file readers"
   }.freeze
 
+  # Names and lines, as reports of the sanitizers show them, without what only a debugger reads.
+  FOR_TRACES = %w[C CXX].to_h { |language| [:"CMAKE_#{language}_FLAGS_RELWITHDEBINFO", "-O2 -gline-tables-only -DNDEBUG"] }
+
   def initialize(build_root:, fuzz_seconds:)
     # The default form lies where ./mirel looks for it.
     @release = Build.new(File.join(build_root, "build"), CMAKE_BUILD_TYPE: "Release", MIREL_TESTS: "ON")
@@ -178,7 +181,7 @@ class Suites
                        MIREL_WERROR: "ON", CMAKE_C_COMPILER: "clang", CMAKE_CXX_COMPILER: "clang++")
     @sanitize = Build.new(File.join(build_root, "build-sanitize"), CMAKE_BUILD_TYPE: "RelWithDebInfo",
                           MIREL_TESTS: "ON", MIREL_SANITIZE: "address,undefined", CMAKE_C_COMPILER: "clang",
-                          CMAKE_CXX_COMPILER: "clang++")
+                          CMAKE_CXX_COMPILER: "clang++", **FOR_TRACES)
     @fuzz_folder = File.join(build_root, "build-fuzz")
     @fuzz_seconds = fuzz_seconds
   end
@@ -230,7 +233,7 @@ class Suites
 
     environment = { "MIREL_BUILD" => @release.folder }
     files = Dir.glob("tests/browser/*.test.mjs", base: ROOT).sort
-    Reports.node(Command.run("node", "--test", "--test-concurrency=1", "--test-reporter=tap", *files,
+    Reports.node(Command.run("node", "--test", "--test-concurrency=2", "--test-reporter=tap", *files,
                              environment: environment, limit: 1800))
   end
 

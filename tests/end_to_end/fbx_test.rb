@@ -5,6 +5,8 @@ require_relative "../support/fbx_file"
 
 # The program on FBX files: what it tells, what it writes, what it refuses.
 class FbxTest < ProgramTest
+  parallelize_me!
+
   FOLDER = Models.shared("fbx")
   EXPECTED = File.join(FOLDER, "expected.json")
   FACTS = File.exist?(EXPECTED) ? JSON.parse(File.read(EXPECTED)) : []

@@ -3,6 +3,8 @@
 require "program_test"
 
 class HelpTest < ProgramTest
+  parallelize_me!
+
   def test_help_lists_the_commands
     result = mirel("--help")
     assert_equal 0, result.status

@@ -4,6 +4,8 @@ require "program_test"
 
 # What the README shows works, and its figures are true.
 class ReadmeTest < ProgramTest
+  parallelize_me!
+
   README = File.read(File.join(Program::ROOT, "README.md"))
 
   def setup

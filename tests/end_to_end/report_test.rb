@@ -4,6 +4,8 @@ require "program_test"
 
 # The machine-readable report, and what goes where.
 class ReportTest < ProgramTest
+  parallelize_me!
+
   def setup
     super
     @input = write("terrain.obj", Models.terrain(40))

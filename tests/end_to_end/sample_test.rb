@@ -5,6 +5,8 @@ require "program_test"
 
 # The sample model in examples/ is what its script makes.
 class SampleTest < ProgramTest
+  parallelize_me!
+
   FOLDER = File.dirname(Models::SAMPLE)
 
   def test_the_script_makes_the_same_bytes

@@ -5,6 +5,8 @@ require "program_test"
 
 # `mirel view` and `mirel snapshot` from the outside. What the page does is tested in tests/browser.
 class ViewerCommandTest < ProgramTest
+  parallelize_me!
+
   PAGE = File.join(Program::BUILD, "share/viewer/index.html")
   CHROMIUM = %w[chromium chromium-browser google-chrome google-chrome-stable].freeze
 
@@ -75,15 +77,14 @@ class ViewerCommandTest < ProgramTest
     FileUtils.mkdir_p(File.join(build, "share/viewer"))
     File.write(File.join(build, "share/viewer/error.txt"), "npm could not fetch three.js and esbuild\n")
     model = write("a.obj", Models.terrain(8))
-    with_environment("MIREL_BUILD" => build) do
-      [%w[view --no-open], ["snapshot", "-o", path("out.png")]].each do |words|
-        refused = mirel(*words, model)
-        assert_equal 1, refused.status
-        assert_equal 1, refused.err_lines.size
-        assert_match(/page is missing: npm could not fetch three\.js and esbuild; build it with/, refused.err)
-      end
-      assert_equal 0, mirel("reduce", model, "--faces", "40", "-o", path("small.obj")).status
+    environment = { "MIREL_BUILD" => build }
+    [%w[view --no-open], ["snapshot", "-o", path("out.png")]].each do |words|
+      refused = mirel(*words, model, environment: environment)
+      assert_equal 1, refused.status
+      assert_equal 1, refused.err_lines.size
+      assert_match(/page is missing: npm could not fetch three\.js and esbuild; build it with/, refused.err)
     end
+    assert_equal 0, mirel("reduce", model, "--faces", "40", "-o", path("small.obj"), environment: environment).status
   end
 
   def test_snapshot_refuses_bad_options_before_any_work
@@ -107,12 +108,10 @@ class ViewerCommandTest < ProgramTest
     broken = write("broken", "#!/bin/sh\necho no display here >&2\nexit 3\n")
     File.chmod(0o755, broken)
     { path("no-such-browser") => /needs Chromium or Chrome/, broken => /browser ended early \(no display here\)/ }.each do |browser, reason|
-      with_environment("MIREL_CHROMIUM" => browser) do
-        refused = mirel("snapshot", model, "-o", picture)
-        assert_equal 1, refused.status
-        assert_equal 1, refused.err_lines.size, refused.err
-        assert_match reason, refused.err
-      end
+      refused = mirel("snapshot", model, "-o", picture, environment: { "MIREL_CHROMIUM" => browser })
+      assert_equal 1, refused.status
+      assert_equal 1, refused.err_lines.size, refused.err
+      assert_match reason, refused.err
     end
     assert_equal "as it was", File.read(picture)
     assert_equal ["a.obj", "a.png", "broken"], Dir.children(@folder).sort
@@ -144,14 +143,6 @@ class ViewerCommandTest < ProgramTest
 
   def chromium
     ENV.fetch("PATH").split(":").product(CHROMIUM).find { |folder, name| File.executable?(File.join(folder, name)) }
-  end
-
-  def with_environment(variables)
-    before = variables.to_h { |name, _| [name, ENV[name]] }
-    ENV.update(variables)
-    yield
-  ensure
-    ENV.update(before)
   end
 
   # Runs the viewer, waits for the first line that matches, and ends it after the block.

@@ -20,9 +20,9 @@ module Program
   module_function
 
   # words: what follows `mirel`. user: run as that user instead of the present one (needs root).
-  def run(*words, user: nil, limit: 300, main: MAIN)
+  def run(*words, user: nil, limit: 300, main: MAIN, environment: {})
     command = [*as(user), *main, *words.map(&:to_s)]
-    Open3.popen3(*command, pgroup: true, chdir: "/") do |input, out, err, waiter|
+    Open3.popen3(environment, *command, pgroup: true, chdir: "/") do |input, out, err, waiter|
       input.close
       readers = [out, err].map { |stream| Thread.new { stream.read.force_encoding(Encoding::UTF_8).scrub } }
       unless waiter.join(limit)

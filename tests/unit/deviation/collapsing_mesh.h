@@ -8,11 +8,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <optional>
 #include <random>
-#include <set>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -53,6 +53,30 @@ inline std::optional<Mesh> shared_model(std::string const& name) {
   return mesh;
 }
 
+// A handful of numbers in ascending order. In one piece of memory: random collapses are tried a million times.
+class Numbers {
+ public:
+  void insert(std::uint32_t number) {
+    auto const place = std::lower_bound(numbers_.begin(), numbers_.end(), number);
+    if (place == numbers_.end() || *place != number) numbers_.insert(place, number);
+  }
+  void insert(Numbers const& others) {
+    for (std::uint32_t const number : others) insert(number);
+  }
+  void erase(std::uint32_t number) {
+    if (holds(number)) numbers_.erase(std::lower_bound(numbers_.begin(), numbers_.end(), number));
+  }
+  void clear() { numbers_.clear(); }
+  bool holds(std::uint32_t number) const { return std::binary_search(numbers_.begin(), numbers_.end(), number); }
+  std::size_t size() const { return numbers_.size(); }
+  std::vector<std::uint32_t>::const_iterator begin() const { return numbers_.begin(); }
+  std::vector<std::uint32_t>::const_iterator end() const { return numbers_.end(); }
+  std::vector<std::uint32_t> const& list() const { return numbers_; }
+
+ private:
+  std::vector<std::uint32_t> numbers_;
+};
+
 // A mesh that is reduced by collapses which a guard is asked about.
 class CollapsingMesh {
  public:
@@ -66,7 +90,7 @@ class CollapsingMesh {
 
   std::size_t live_count() const { return live_count_; }
   Mesh const& mesh() const { return mesh_; }
-  std::set<std::uint32_t> const& star(std::uint32_t v) const { return stars_[v]; }
+  Numbers const& star(std::uint32_t v) const { return stars_[v]; }
 
   std::vector<Triangle> triangles() const {
     std::vector<Triangle> result;
@@ -87,22 +111,22 @@ class CollapsingMesh {
   // Merges b into a, which moves to `target`. With `keep_border`, what moves a border vertex is illegal, and so is
   // what turns a triangle over.
   Outcome collapse(DeviationGuard& guard, std::uint32_t a, std::uint32_t b, Point target, bool keep_border = true) {
-    std::set<std::uint32_t> around_a = ring(a);
-    std::set<std::uint32_t> const around_b = ring(b);
+    Numbers around_a = ring(a);
+    Numbers const around_b = ring(b);
     std::vector<std::uint32_t> removed;
-    std::set<std::uint32_t> opposite;
+    Numbers opposite;
     for (std::uint32_t const f : stars_[b]) {
-      if (stars_[a].count(f) == 0) continue;
+      if (!stars_[a].holds(f)) continue;
       removed.push_back(f);
       for (std::size_t k = 0; k < 3; ++k) {
         std::uint32_t const v = mesh_.faces[3 * std::size_t{f} + k];
         if (v != a && v != b) opposite.insert(v);
       }
     }
-    std::set<std::uint32_t> common;
+    std::vector<std::uint32_t> common;
     std::set_intersection(around_a.begin(), around_a.end(), around_b.begin(), around_b.end(),
-                          std::inserter(common, common.begin()));
-    if (removed.empty() || common != opposite) return Outcome::kIllegal;
+                          std::back_inserter(common));
+    if (removed.empty() || common != opposite.list()) return Outcome::kIllegal;
     if (keep_border) {
       if (is_border(b)) return Outcome::kIllegal;
       if (is_border(a) && target != mesh_.point(a)) return Outcome::kIllegal;
@@ -124,11 +148,10 @@ class CollapsingMesh {
       }
     }
     if (changed.empty()) return Outcome::kIllegal;
-    std::set<std::uint32_t> neighbours;
-    around_a.insert(around_b.begin(), around_b.end());
-    for (std::uint32_t const v : around_a) neighbours.insert(stars_[v].begin(), stars_[v].end());
-    std::vector<std::uint32_t> const others(neighbours.begin(), neighbours.end());
-    if (!guard.permits(removed, changed, others)) return Outcome::kRefused;
+    Numbers neighbours;
+    around_a.insert(around_b);
+    for (std::uint32_t const v : around_a) neighbours.insert(stars_[v]);
+    if (!guard.permits(removed, changed, neighbours.list())) return Outcome::kRefused;
     guard.commit();
 
     for (std::uint32_t const f : removed) {
@@ -183,8 +206,8 @@ class CollapsingMesh {
   }
 
  private:
-  std::set<std::uint32_t> ring(std::uint32_t v) const {
-    std::set<std::uint32_t> result;
+  Numbers ring(std::uint32_t v) const {
+    Numbers result;
     for (std::uint32_t const f : stars_[v]) {
       for (std::size_t k = 0; k < 3; ++k) result.insert(mesh_.faces[3 * std::size_t{f} + k]);
     }
@@ -211,7 +234,7 @@ class CollapsingMesh {
   }
 
   Mesh mesh_;
-  std::vector<std::set<std::uint32_t>> stars_;
+  std::vector<Numbers> stars_;
   std::vector<char> live_;
   std::size_t live_count_ = 0;
 };
