@@ -1,11 +1,12 @@
-// What a collapse costs in UVs and normals, and where they would have it go, from sums over the stars of its two ends.
+// What UVs and normals have to say about a collapse.
 //
 // On each face an attribute is a linear function of position. Moving a vertex by x and its attribute value by d costs
 // w |g x - d|^2 on a face of gradient g and weight w (the attribute quadric of Hoppe 1999, here relative to the vertex
-// and memoryless like the quadrics of star_metric.h). Summed over the faces around a wedge that is a form in x and d of
-// which only the sums of w, w g and w g^T g are kept; over an edge the best value for the merged wedge has a closed
-// form, and with it what is left is a quadric in the place alone. Vertices with one wedge keep their sums; those of
-// seams are worked out from their faces (wedge_attributes.h).
+// and memoryless like the quadrics of star_metric.h). With the value put in that is best for the place, a star says
+// x^T V x, V the sum of w (g - m)(g - m)^T and m the mean gradient: the variation of the attribute over the star. It is
+// part of a vertex's quadric, so that whatever is evaluated by that counts attributes too, at seams as elsewhere. It is
+// worked out when a vertex is made and not at each change around it. What an edge costs beyond it is how far apart the
+// values are that its two stars foretell for the place; that is asked once, of an edge that is about to collapse.
 #pragma once
 
 #include <cstdint>
@@ -14,36 +15,36 @@ namespace mirel::engine {
 
 inline constexpr std::uint32_t kMaxAttributes = 5;  // u, v, and a normal's x, y, z
 
-// Two cache lines, loaded as eight vectors of four.
-struct alignas(64) AttributeSums {
-  // Sum of w g^T g over faces and attributes (xx xy xz yy yz zz); per attribute the sum of w g; the sum of w for UVs;
-  // that of w times area for normals (a turn counts with the size of what it turns); unused; the wedge's own
-  // attributes, scaled, which are no sum, and three zeros.
-  float floats[32] = {};
+enum AttributeKind : std::uint32_t { kUvs = 1, kNormals = 2 };
 
-  float const* quadratic() const { return floats; }
-  float const* linear(std::uint32_t attribute) const { return floats + 6 + 3 * attribute; }
-  float weight(std::uint32_t attribute) const { return floats[attribute < 2 ? 21 : 22]; }
-  float const* values() const { return floats + 24; }
-  float* values() { return floats + 24; }
-};
-static_assert(sizeof(AttributeSums) == 128);
-
-// The terms of one face, laid out like the start of AttributeSums.
-struct alignas(16) AttributeRow {
-  float values[24];
+// A corner: its attributes as the mesh has them, 0 where there is none, and its position.
+struct alignas(32) AttributeRow {
+  float values[kMaxAttributes] = {};
+  float position[3] = {};
 };
 
-// A face whose terms are asked for: its corner's positions (4 floats readable) and scaled attributes (8 readable).
+// Attributes that faces foretell, each times the face's weight, and the weights for UVs and for normals: of one face,
+// or sums.
+struct alignas(32) ForetoldRow {
+  float values[kMaxAttributes] = {};
+  float weights[2] = {};
+  float unused = 0;
+
+  float weight(std::uint32_t attribute) const { return weights[attribute < 2 ? 0 : 1]; }
+};
+static_assert(sizeof(AttributeRow) == 32 && sizeof(ForetoldRow) == 32);
+
+// A face, the corner that may move first.
 struct AttributeFace {
-  float const* points[3];
-  float const* values[3];
+  AttributeRow const* corners[3];
 };
 
-// What attributes add to the system for the place of an edge (a, b), relative to a.
-struct AttributeForm {
-  float matrix[6] = {};  // xx xy xz yy yz zz
-  float right[3] = {};
+// By what a unit of UV space, and of a normal, is multiplied to be compared with a length.
+struct AttributeScale {
+  float uv = 0;
+  float normal = 0;
+
+  float of(std::uint32_t attribute) const { return attribute < 2 ? uv : normal; }
 };
 
 }  // namespace mirel::engine

@@ -87,21 +87,9 @@ void LadderBuilder::file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bu
   queue_.push({v, partner}, bucket);
 }
 
-// Whether all that is wanted of a vertex is worked out by `find_cheapest_edges`.
+// Whether all that is wanted of a vertex is worked out by the kernel for cheapest edges.
 bool LadderBuilder::is_plain(std::uint32_t v) const {
   return (stars_.vertex(v).flags & kIrregular) == 0 && !stars_.is_hub(v);
-}
-
-// The cheapest edge of each; an infinite key where that is not known.
-void LadderBuilder::find_cheapest_edges(std::uint32_t const* items, std::uint32_t count, CheapestEdge* edges) const {
-  if (attribute_sums_.empty()) {
-    kernels_.cheapest_edges(stars_.vertices(), stars_.entries(), items, count, edges);
-    return;
-  }
-  kernels_.cheapest_edges_attributed(stars_.vertices(), attribute_sums_.data(), stars_.entries(), items, count, edges);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    if (!is_exact(items[i], edges[i].neighbour)) edges[i].key = std::numeric_limits<float>::infinity();
-  }
 }
 
 // Files a vertex by its cheapest edge, with others together: their evaluations do not wait for each other.
@@ -130,7 +118,7 @@ void LadderBuilder::file_pending() {
     }
   }
   pending_count_ = 0;
-  find_cheapest_edges(pending_.data(), count, edges.data());
+  kernels_.cheapest_edges(stars_.vertices(), stars_.entries(), pending_.data(), count, edges.data());
   for (std::uint32_t i = 0; i < count; ++i) {
     std::uint32_t const v = pending_[i];
     if (stars_.vertex(v).bucket != kNotQueued) continue;
@@ -163,7 +151,8 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
       stars_.vertex(items[i]).flags |= kFresh;
       stars_.vertex(partners[i]).flags |= kFresh;
     }
-    evaluate_edges(items.data() + first, partners.data() + first, count - first, batch_.arrays(first));
+    kernels_.evaluate_edges(stars_.vertices(), items.data() + first, partners.data() + first, count - first,
+                            batch_.arrays(first));
   };
   std::size_t taken = 0;
   for (; taken < entries.size() && count < kBatch; ++taken) {
@@ -192,7 +181,7 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
     place_among_whole[i] = is_one ? whole_count : kBatch;
     whole_count += is_one ? 1U : 0U;
   }
-  find_cheapest_edges(whole.data(), whole_count, cheapest.data());
+  kernels_.cheapest_edges(stars_.vertices(), stars_.entries(), whole.data(), whole_count, cheapest.data());
   for (std::uint32_t i = 0; i < count; ++i) {
     std::uint32_t const v = items[i];
     Vertex& vertex = stars_.vertex(v);
@@ -210,12 +199,11 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
     } else if (!urgent && v != partners[i] && (partner.flags & kDead) == 0) {
       if ((vertex.flags & partner.flags & kFresh) == 0) evaluate_batch(i);
       float key = batch_.keys[i];
-      Vec3 place = (partner.flags & kLocked) != 0 ? partner.position() : vertex.position() + batch_.offset(i);
-      if (!is_exact(v, partners[i])) key = evaluate_seam_edge(v, partners[i], place);
+      Vec3 const place = (partner.flags & kLocked) != 0 ? partner.position() : vertex.position() + batch_.offset(i);
       BucketQueue::Bucket const now = BucketQueue::bucket_of(key);
       if (now <= bucket) {
         if (check(v, partners[i], place) == Obstacle::kNone) {
-          key = key_with_deviation(key, v, partners[i]);
+          key = final_key(key, v, partners[i]);
           if (BucketQueue::bucket_of(key) <= bucket + kSmallRise) {
             commit(v, partners[i], place, key);
           } else {
@@ -240,15 +228,6 @@ Vec3 LadderBuilder::place_of(std::uint32_t v, std::uint32_t candidate) const {
   return stars_.vertex(v).position() + candidates_.offset(candidate);
 }
 
-// The cheapest candidate left. At seams the part of attributes in a key is only worked out for edges that are the
-// cheapest without it.
-bool LadderBuilder::cheapest(std::uint32_t v, std::uint32_t& best) {
-  while (candidates_.find_cheapest(best)) {
-    if (!records_.attributed || !refine(v, best)) return true;
-  }
-  return false;
-}
-
 // Takes the cheapest legal collapse of v if it still belongs to the current bucket, else files v where it now belongs.
 void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
   if (stars_.is_hub(v)) {
@@ -257,12 +236,11 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
     set_aside(v, {});
     return;
   }
-  evaluate(kernels_, stars_, attribute_sums_.data(), v, candidates_);
-  if (records_.attributed) refined_.assign(candidates_.count, 0);
+  evaluate(kernels_, stars_, v, candidates_);
   deviated_.clear();
   std::array<std::uint8_t, kObstacles> obstacles{};
   std::uint32_t i = 0;
-  while (cheapest(v, i)) {
+  while (candidates_.find_cheapest(i)) {
     BucketQueue::Bucket const bucket = BucketQueue::bucket_of(candidates_.keys[i]);
     if (bucket > current_bucket) {
       file(v, candidates_.neighbours[i], bucket);
@@ -275,7 +253,7 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
       float& key = candidates_.keys[i];
       if (std::find(deviated_.begin(), deviated_.end(), i) == deviated_.end()) {
         deviated_.push_back(i);
-        key = key_with_deviation(key, v, other);
+        key = final_key(key, v, other);
         if (BucketQueue::bucket_of(key) > current_bucket + kSmallRise) continue;
       }
       commit(v, other, place, key);
@@ -358,8 +336,8 @@ void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std:
     __builtin_prefetch(&stars_.vertex(entry.partner));
     __builtin_prefetch(&origins_[entry.item]);
     __builtin_prefetch(&origins_[entry.partner]);
-    if (!attribute_sums_.empty()) {
-      for (std::uint32_t const v : {entry.item, entry.partner}) prefetch_attributes(v);
+    if (!attribute_values_.empty()) {
+      for (std::uint32_t const v : {entry.item, entry.partner}) __builtin_prefetch(&attribute_values_[v]);
     }
   }
   auto const is_stale = [&](BucketQueue::Entry entry) {
@@ -379,7 +357,7 @@ void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std:
       std::span<StarEntry const> const star = stars_.star(v);
       for (StarEntry const& face : star.first(std::min(star.size(), kMostFaces))) {
         __builtin_prefetch(&stars_.vertex(face.next));
-        if (!attribute_sums_.empty()) prefetch_attributes(face.next);
+        if (!attribute_values_.empty()) __builtin_prefetch(&attribute_values_[face.next]);
       }
     }
   }

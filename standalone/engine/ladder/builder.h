@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "standalone/engine/deviation/deviation_guard.h"
+#include "standalone/engine/ladder/attribute_kernels.h"
 #include "standalone/engine/ladder/bucket_queue.h"
 #include "standalone/engine/ladder/records.h"
 #include "standalone/engine/ladder/refused_edges.h"
@@ -49,6 +50,13 @@ class LadderBuilder {
     StarEntry const* entry;
     bool incoming;  // the neighbour is the entry's previous corner
   };
+  // An edge of a star that is to stay where it is, or whose two faces are turned against each other.
+  struct Feature {
+    std::uint32_t neighbour;
+    float weight;
+    bool boundary;
+    bool turned;
+  };
   struct Component {
     std::uint32_t live = 0;    // vertices
     std::uint32_t active = 0;  // of these, the ones that are not set aside
@@ -69,16 +77,18 @@ class LadderBuilder {
   // Stars.
   bool is_regular(std::uint32_t v) const;
   bool shows_no_feature(std::span<StarEntry const> star) const;
+  float feature_weight(StarEntry const& first, StarEntry const& second, std::uint32_t first_far,
+                       std::uint32_t second_far) const;
+  bool list_fan_features(std::span<StarEntry const> star);
+  void list_features(std::span<StarEntry const> star);
   void refresh(std::uint32_t v);
   void start_attributes(std::span<std::uint32_t const> triangles);
-  void set_attribute_values(std::uint32_t v);
-  void sum_attributes(std::uint32_t v);
+  void add_attributes(std::uint32_t v);
   Vec3 triangle_normal(std::uint32_t v, StarEntry const& entry) const;
 
   // The queue.
   void process(std::uint32_t v, std::uint32_t current_bucket);
   Vec3 place_of(std::uint32_t v, std::uint32_t candidate) const;
-  bool cheapest(std::uint32_t v, std::uint32_t& best);
   void take_batch(BucketQueue::Bucket bucket);
   bool is_plain(std::uint32_t v) const;
   void find_cheapest_edges(std::uint32_t const* items, std::uint32_t count, CheapestEdge* edges) const;
@@ -101,26 +111,20 @@ class LadderBuilder {
   void list_ring();
   float deviation_key(float squared) const;
   void measure_faces();
-  float key_with_deviation(float key, std::uint32_t a, std::uint32_t b) const;
+  float final_key(float key, std::uint32_t a, std::uint32_t b) const;
   bool meets_neighbour(Vec3 place) const;
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
   bool within_tolerance(std::uint32_t a, std::uint32_t b);
   void commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key);
   // With UVs and normals; see builder_attributes.cpp.
-  void evaluate_edges(std::uint32_t const* from, std::uint32_t const* to, std::uint32_t count, EdgeArrays const& out);
-  bool refine(std::uint32_t v, std::uint32_t candidate);
-  float evaluate_seam_edge(std::uint32_t a, std::uint32_t b, Vec3& place);
-  void gather_wedges(std::uint32_t a, std::uint32_t b);
-  bool is_exact(std::uint32_t v, std::uint32_t other) const;
-  void prefetch_attributes(std::uint32_t v) const {
-    __builtin_prefetch(attribute_sums_[v].floats);
-    __builtin_prefetch(attribute_sums_[v].floats + 16);
-  }
-  float const* corner_values(std::uint32_t v, StarEntry const& entry, std::uint32_t corner);
-  void list_far_values();
+  bool have_one_wedge(std::span<StarEntry const> faces) const;
+  AttributeRow attribute_row(std::uint32_t v, std::uint32_t wedge) const;
+  void start_corners(std::size_t faces);
+  AttributeRow const* corner_values(std::uint32_t v, StarEntry const& entry, std::uint32_t corner);
+  AttributeFace attribute_face(std::uint32_t v, StarEntry const& entry);
   bool merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint32_t b, Vec3 place);
-  void merge_single_wedges(std::uint32_t mesh, std::uint32_t a, std::uint32_t b, Vec3 place);
-  void change_attributes(std::uint32_t a, std::uint32_t b, Vec3 place);
+  void merge_single_wedges(std::uint32_t mesh, FanForecast const& forecast, int kept);
+  void add_merged_attributes(std::uint32_t v);
   void record_wedges(std::uint32_t a, std::uint32_t b);
   void record_single_wedge(std::uint32_t a, std::uint32_t b);
   std::uint32_t new_node(std::uint32_t lowest);
@@ -159,9 +163,11 @@ class LadderBuilder {
   Stars stars_;
   BlockedQueue queue_;
   MetricKernels const& kernels_ = metric_kernels();
+  AttributeKernels const& attribute_kernels_ = attribute_kernels();
   StarKernels const& star_kernels_ = star_kernels();
   WedgeAttributes attributes_;
-  std::vector<AttributeSums> attribute_sums_;            // per vertex; empty where no mesh has UVs or normals
+  // Per vertex, used of those with one wedge; empty where no mesh has UVs or normals.
+  std::vector<AttributeRow> attribute_values_;
   std::vector<std::unique_ptr<DeviationGuard>> guards_;  // per mesh, with a tolerance only
   RefusedEdges refused_edges_;                           // the same
 
@@ -194,7 +200,6 @@ class LadderBuilder {
 
   // Scratch of the collapse at hand.
   Candidates candidates_;
-  std::vector<std::uint8_t> refined_;    // candidates whose key has its attribute part
   std::vector<std::uint32_t> deviated_;  // candidates whose key is held against the deviation
   Candidates batch_;
   std::array<std::uint32_t, kBatch> pending_;  // vertices that are still to be filed
@@ -207,19 +212,20 @@ class LadderBuilder {
   std::vector<FaceRow> fan_changes_, fan_terms_;
   std::vector<std::uint32_t> fan_going_;  // places in the first end's star of the faces that go
   std::vector<Side> refresh_sides_;
+  std::vector<Feature> features_;  // of the star at hand
   std::vector<std::uint32_t> ring_;
-  // Scaled attributes at the far corners of the fan's faces, pairs of next and previous; and of wedges of vertices that
-  // have several, which are worked out for the occasion.
-  std::vector<float const*> far_values_;
-  std::vector<std::array<float, 8>> corner_values_;
-  std::vector<AttributeFace> attribute_faces_;
-  std::vector<AttributeRow> attribute_terms_;
-  AttributeSums merged_attributes_;
-  bool single_wedges_ = false;     // each end of the edge at hand has one wedge, and they become one
-  AttributeValues merged_values_;  // its attributes
+  // The corners' attributes of vertices with several wedges, which are put together for the occasion.
+  std::vector<AttributeRow> corner_values_;
+  std::vector<AttributeFace> attribute_faces_;  // those of the fan, in its order, or of a star
+  std::vector<ForetoldRow> foretold_;           // per face of the fan
+  std::vector<StarEntry> star_faces_;           // those of a star, and kMaxLanes copies of the last
+  std::vector<std::uint8_t> grouped_;           // per face of a star
+  float attribute_cost_ = 0;                    // what attributes add to the key of the edge at hand
+  bool single_wedges_ = false;                  // each end of the edge at hand has one wedge, and they become one
+  bool all_one_wedge_ = false;                  // and all vertices around them have
+  AttributeRow merged_values_;                  // its attributes
   WedgeMerge merge_;
-  std::array<std::uint32_t, 2> gathered_ = {kNone, kNone};  // the edge that merge_ was gathered for
-  Point place_point_{};                                     // the new place as it will be written
+  Point place_point_{};  // the new place as it will be written
   std::vector<std::uint32_t> removed_faces_, neighbour_faces_;
   std::vector<ChangedFace> changed_faces_;
   std::vector<std::uint32_t> group_nodes_;

@@ -54,57 +54,97 @@ bool LadderBuilder::shows_no_feature(std::span<StarEntry const> star) const {
   return true;
 }
 
-// Makes the sums of v anew from its star, with the lines of its feature edges, and sets its flags.
-void LadderBuilder::refresh(std::uint32_t v) {
+// What the edge between two faces of a star weighs, seen from its far end; 0 where it is no feature.
+float LadderBuilder::feature_weight(StarEntry const& first, StarEntry const& second, std::uint32_t first_far,
+                                    std::uint32_t second_far) const {
+  if (!records_.attributed) return 0;
+  if (attributes_.set_of(first.face()) != attributes_.set_of(second.face())) return kSetBorderWeight;
+  std::uint32_t const near_a = attributes_.wedge(first.face(), first.corner());
+  std::uint32_t const near_b = attributes_.wedge(second.face(), second.corner());
+  std::uint32_t const far_a = attributes_.wedge(first.face(), (first.corner() + first_far) % 3);
+  std::uint32_t const far_b = attributes_.wedge(second.face(), (second.corner() + second_far) % 3);
+  if (near_a == near_b && far_a == far_b) return 0;
+  bool const uv_seam =
+      attributes_.uvs_differ(records_, near_a, near_b) || attributes_.uvs_differ(records_, far_a, far_b);
+  return uv_seam ? kUvSeamWeight : kNormalSeamWeight;
+}
+
+// Lists the feature edges of a star that is one fan or several, open or closed. False where it is something else.
+bool LadderBuilder::list_fan_features(std::span<StarEntry const> star) {
+  for (std::size_t i = 0; i < star.size(); ++i) {
+    StarEntry const* partner = nullptr;
+    std::uint32_t partners = 0;
+    std::uint32_t others = 0;
+    std::uint32_t doubles = 0;
+    for (StarEntry const& other : star) {
+      bool const meets = other.previous == star[i].next;
+      partner = meets ? &other : partner;
+      partners += meets ? 1U : 0U;
+      others += other.next == star[i].previous ? 1U : 0U;
+      doubles += (other.next == star[i].next ? 1U : 0U) + (other.previous == star[i].previous ? 1U : 0U);
+    }
+    if (partners > 1 || others > 1 || doubles > 2) return false;
+    if (partners == 0) {
+      features_.push_back({star[i].next, kBoundaryWeight, true, false});
+    } else {
+      // In the order of the star, as the general way has it.
+      bool const first = partner > &star[i];
+      float const weight = first ? feature_weight(star[i], *partner, 1, 2) : feature_weight(*partner, star[i], 2, 1);
+      if (weight > 0) features_.push_back({star[i].next, weight, false, false});
+    }
+    if (others == 0) features_.push_back({star[i].previous, kBoundaryWeight, true, false});
+  }
+  return true;
+}
+
+// The same of any star.
+void LadderBuilder::list_features(std::span<StarEntry const> star) {
   std::vector<Side>& sides = refresh_sides_;
-  Vertex& vertex = stars_.vertex(v);
-  std::span<StarEntry const> const star = std::as_const(stars_).star(v);
-  StarSums sums;
   sides.clear();
   for (StarEntry const& entry : star) {
-    sums.add_triangle(triangle_normal(v, entry), 1);
     sides.push_back({entry.next, &entry, false});
     sides.push_back({entry.previous, &entry, true});
   }
   std::sort(sides.begin(), sides.end(), [](Side const& l, Side const& r) {
     return l.neighbour != r.neighbour ? l.neighbour < r.neighbour : l.entry < r.entry;
   });
-  bool boundary = false;
-  bool irregular = false;
   for (std::size_t i = 0; i < sides.size();) {
     std::size_t end = i + 1;
     while (end < sides.size() && sides[end].neighbour == sides[i].neighbour) ++end;
-    float weight = 0;
-    if (end - i == 1) {
-      boundary = true;
-      weight = kBoundaryWeight;
-    } else if (end - i > 2) {
-      weight = kBoundaryWeight;
-    } else {
-      StarEntry const& first = *sides[i].entry;
-      StarEntry const& second = *sides[i + 1].entry;
-      irregular |= sides[i].incoming == sides[i + 1].incoming;
-      if (records_.attributed) {
-        auto const far_corner = [](Side const& side) { return (side.entry->corner() + (side.incoming ? 2U : 1U)) % 3; };
-        std::uint32_t const near_a = attributes_.wedge(first.face(), first.corner());
-        std::uint32_t const near_b = attributes_.wedge(second.face(), second.corner());
-        std::uint32_t const far_a = attributes_.wedge(first.face(), far_corner(sides[i]));
-        std::uint32_t const far_b = attributes_.wedge(second.face(), far_corner(sides[i + 1]));
-        if (attributes_.set_of(first.face()) != attributes_.set_of(second.face())) {
-          weight = kSetBorderWeight;
-        } else if (near_a != near_b || far_a != far_b) {
-          bool const uv_seam =
-              attributes_.uvs_differ(records_, near_a, near_b) || attributes_.uvs_differ(records_, far_a, far_b);
-          weight = uv_seam ? kUvSeamWeight : kNormalSeamWeight;
-        }
-      }
+    Feature feature = {sides[i].neighbour, kBoundaryWeight, end - i == 1, false};
+    if (end - i == 2) {
+      feature.weight = feature_weight(*sides[i].entry, *sides[i + 1].entry, sides[i].incoming ? 2 : 1,
+                                      sides[i + 1].incoming ? 2 : 1);
+      feature.turned = sides[i].incoming == sides[i + 1].incoming;
     }
-    if (weight > 0) {
-      irregular = true;
-      sums.add_line(stars_.vertex(sides[i].neighbour).position() - vertex.position(), weight);
-    }
+    if (feature.weight > 0 || feature.turned) features_.push_back(feature);
     i = end;
   }
+}
+
+// Makes the sums of v anew from its star, with the lines of its feature edges, and sets its flags.
+void LadderBuilder::refresh(std::uint32_t v) {
+  constexpr std::size_t kMostFaces = 24;
+  Vertex& vertex = stars_.vertex(v);
+  std::span<StarEntry const> const star = std::as_const(stars_).star(v);
+  StarSums sums;
+  for (StarEntry const& entry : star) sums.add_triangle(triangle_normal(v, entry), 1);
+  features_.clear();
+  if (star.size() > kMostFaces || !list_fan_features(star)) {
+    features_.clear();
+    list_features(star);
+  } else {
+    std::sort(features_.begin(), features_.end(),
+              [](Feature const& l, Feature const& r) { return l.neighbour < r.neighbour; });
+  }
+  bool boundary = false;
+  for (Feature const& feature : features_) {
+    boundary |= feature.boundary;
+    if (feature.weight > 0) {
+      sums.add_line(stars_.vertex(feature.neighbour).position() - vertex.position(), feature.weight);
+    }
+  }
+  bool const irregular = !features_.empty();
   store(sums, vertex);
   bool const had_one_wedge = (vertex.flags & kOneWedge) != 0;
   bool one_wedge = records_.attributed;
@@ -117,8 +157,9 @@ void LadderBuilder::refresh(std::uint32_t v) {
                                 (boundary ? kBoundary : 0) | (one_wedge ? kOneWedge : 0));
   if (one_wedge && !had_one_wedge) {
     origins_[v].node = attributes_.wedge(star[0].face(), star[0].corner());
-    if (!attribute_sums_.empty()) sum_attributes(v);
+    if (!attribute_values_.empty()) attribute_values_[v] = attribute_row(v, origins_[v].node);
   }
+  add_attributes(v);
 }
 
 }  // namespace mirel::engine

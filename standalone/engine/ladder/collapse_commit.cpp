@@ -49,10 +49,8 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   std::uint32_t const kept = swapped ? b : a;
   std::uint32_t const gone = swapped ? a : b;
 
-  gathered_ = {kNone, kNone};
-  bool const with_attributes = !attribute_sums_.empty();
+  bool const with_attributes = !attribute_values_.empty();
   bool const single_wedges = records_.attributed && single_wedges_;
-  if (with_attributes) change_attributes(a, b, place);
   if (single_wedges) {
     record_single_wedge(a, b);
     origins_[kept].node = records_.node_count() - 1;
@@ -69,9 +67,12 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   ++step_;
   bool const regular = ((stars_.vertex(a).flags | stars_.vertex(b).flags) & kIrregular) == 0;
   float kept_sums[12];
+  // No feature edge of a vertex on the ring ends in a regular one.
+  bool const keeps_features = regular && records_.attributed;
   RingState const ring_state =
-      star_kernels_.change_ring(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data(), kSetAside, kept_sums);
-  bool const ring_irregular = (ring_state.flags & kIrregular) != 0;
+      star_kernels_.change_ring(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data(), kSetAside,
+                                keeps_features ? 0U : std::uint32_t{kIrregular}, kept_sums);
+  bool const ring_irregular = !keeps_features && (ring_state.flags & kIrregular) != 0;
   // The star of the vertex that is kept is renamed too, and then written anew.
   if (ring_state.any_set_aside || ring_state.any_hub || ring_irregular) {
     list_ring();
@@ -108,16 +109,14 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   vertex.flags = static_cast<std::uint8_t>((vertex.flags & ~(kUrgent | kFresh)) | locked);
   if (single_wedges) {
     vertex.flags |= kOneWedge;
-    if (with_attributes) {
-      attribute_sums_[kept] = merged_attributes_;
-      set_attribute_values(kept);
-    }
+    if (with_attributes) attribute_values_[kept] = merged_values_;
   } else {
     vertex.flags = static_cast<std::uint8_t>(vertex.flags & ~kOneWedge);
   }
   if (regular) {
     std::memcpy(static_cast<void*>(&vertex), kept_sums, sizeof(kept_sums));
     vertex.set_position(place);
+    if (with_attributes && single_wedges) add_merged_attributes(kept);
   } else {
     refresh(kept);
   }

@@ -47,8 +47,10 @@ float LadderBuilder::deviation_key(float squared) const {
   return kDeviationWeight * face_size_ * squared;
 }
 
-// The key of the collapse that `check` has just allowed: at least what its deviation asks for.
-float LadderBuilder::key_with_deviation(float key, std::uint32_t a, std::uint32_t b) const {
+// The key of the collapse that `check` has just allowed, which so far is that of the two quadrics: with what attributes
+// add to it, and at least what its deviation asks for.
+float LadderBuilder::final_key(float key, std::uint32_t a, std::uint32_t b) const {
+  key += attribute_cost_;
   Vertex const& va = stars_.vertex(a);
   Vertex const& vb = stars_.vertex(b);
   float const trace_a = trace(va);

@@ -10,17 +10,9 @@ MetricKernels const& wide_metric_kernels();
 #endif
 
 MetricKernels const& narrow_metric_kernels() {
-  static constexpr MetricKernels kNarrow = {kernels::face_terms<4>,
-                                            kernels::evaluate_star<4>,
-                                            kernels::cheapest_edges<4>,
-                                            kernels::cheapest_edges_attributed<4>,
-                                            kernels::evaluate_edges<4>,
-                                            kernels::evaluate_star_attributed<4>,
-                                            kernels::evaluate_edges_attributed<4>,
-                                            kernels::evaluate_edge_with<4>,
-                                            kernels::attribute_terms<4>,
-                                            kernels::test_fan<4>,
-                                            kernels::fan_distances<4>};
+  static constexpr MetricKernels kNarrow = {kernels::face_terms<4>,     kernels::evaluate_star<4>,
+                                            kernels::cheapest_edges<4>, kernels::evaluate_edges<4>,
+                                            kernels::test_fan<4>,       kernels::fan_distances<4>};
   return kNarrow;
 }
 

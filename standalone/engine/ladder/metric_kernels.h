@@ -6,7 +6,6 @@
 
 #include <cstdint>
 
-#include "standalone/engine/ladder/attribute_metric.h"
 #include "standalone/engine/ladder/stars.h"
 
 namespace mirel::engine {
@@ -75,24 +74,9 @@ struct MetricKernels {
   // For each of `count` vertices with closed fans, the cheapest edge.
   void (*cheapest_edges)(Vertex const* vertices, StarEntry const* entries, std::uint32_t const* items,
                          std::uint32_t count, CheapestEdge* out);
-  // The same with UVs and normals where both ends have one wedge; where the edge that is found has another end, its key
-  // is that of positions alone.
-  void (*cheapest_edges_attributed)(Vertex const* vertices, AttributeSums const* sums, StarEntry const* entries,
-                                    std::uint32_t const* items, std::uint32_t count, CheapestEdge* out);
   // Keys and places of `count` edges, from[i] to to[i].
   void (*evaluate_edges)(Vertex const* vertices, std::uint32_t const* from, std::uint32_t const* to,
                          std::uint32_t count, EdgeArrays const& out);
-  // The same with UVs and normals where both ends have one wedge; `sums` per vertex.
-  void (*evaluate_star_attributed)(Vertex const* vertices, AttributeSums const* sums, std::uint32_t v,
-                                   std::uint32_t const* neighbours, std::uint32_t count, EdgeArrays const& out);
-  void (*evaluate_edges_attributed)(Vertex const* vertices, AttributeSums const* sums, std::uint32_t const* from,
-                                    std::uint32_t const* to, std::uint32_t count, EdgeArrays const& out);
-  // One edge whose attributes' part in the place is known; the key is that of positions alone. Room for full lanes.
-  void (*evaluate_edge_with)(Vertex const* vertices, AttributeForm const& form, std::uint32_t from, std::uint32_t to,
-                             EdgeArrays const& out);
-  // The attribute terms of `count` faces; a face too thin to say how its attributes run along it has none. `faces` and
-  // `rows` have room for full lanes.
-  void (*attribute_terms)(AttributeFace const* faces, std::uint32_t count, AttributeRow* rows);
   // Tests a fan and fills, for each of its faces, what the collapse adds to the sums of its far corners (`change`) and
   // the face's terms after it (`after`; 0 for faces that go). Stops early, with the arrays half filled, when a face
   // turns.

@@ -10,17 +10,9 @@ namespace mirel::engine {
 MetricKernels const& wide_metric_kernels();
 
 MetricKernels const& wide_metric_kernels() {
-  static constexpr MetricKernels kWide = {kernels::face_terms<8>,
-                                          kernels::evaluate_star<8>,
-                                          kernels::cheapest_edges<8>,
-                                          kernels::cheapest_edges_attributed<8>,
-                                          kernels::evaluate_edges<8>,
-                                          kernels::evaluate_star_attributed<8>,
-                                          kernels::evaluate_edges_attributed<8>,
-                                          kernels::evaluate_edge_with<8>,
-                                          kernels::attribute_terms<8>,
-                                          kernels::test_fan<8>,
-                                          kernels::fan_distances<8>};
+  static constexpr MetricKernels kWide = {kernels::face_terms<8>,     kernels::evaluate_star<8>,
+                                          kernels::cheapest_edges<8>, kernels::evaluate_edges<8>,
+                                          kernels::test_fan<8>,       kernels::fan_distances<8>};
   return kWide;
 }
 

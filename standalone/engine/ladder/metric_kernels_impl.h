@@ -7,6 +7,7 @@
 
 #include "standalone/engine/ladder/lanes.h"
 #include "standalone/engine/ladder/metric_kernels.h"
+#include "standalone/engine/ladder/vector_lanes.h"
 
 namespace mirel::engine::kernels {
 
@@ -61,105 +62,11 @@ inline __attribute__((always_inline)) EndLanes<width> load_ends(Vertex const* co
   return {c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8], c[9], c[10], c[11], c[15], locked};
 }
 
-// What attributes have to say about edges: nothing, a system known beforehand, or the sums of both ends.
-template <int width>
-struct NoTerms {
-  static constexpr bool kAny = false;
-};
-
-template <int width>
-struct KnownTerms {
-  static constexpr bool kAny = true;
-  FloatLanes<width> m0, m1, m2, m3, m4, m5;
-  FloatLanes<width> r0, r1, r2;
-
-  inline __attribute__((always_inline)) FloatLanes<width> cost(FloatLanes<width>, FloatLanes<width>, FloatLanes<width>,
-                                                               FloatLanes<width>, FloatLanes<width>,
-                                                               FloatLanes<width>) const {
-    return all<width>(0);
-  }
-};
-
-// The sums of an end, as they lie in AttributeSums.
-template <int width>
-struct AttributeLanes {
-  FloatLanes<width> c[32];
-
-  FloatLanes<width> const& linear(int attribute, int axis) const { return c[6 + 3 * attribute + axis]; }
-  FloatLanes<width> const& weight(int attribute) const { return c[attribute < 2 ? 21 : 22]; }
-  FloatLanes<width> const& value(int attribute) const { return c[24 + attribute]; }
-};
-
-template <int width>
-inline __attribute__((always_inline)) void load_attributes(AttributeSums const* const* ends,
-                                                           AttributeLanes<width>& lanes) {
-  float const* rows[width];
-  for (int k = 0; k < width; ++k) rows[k] = ends[k]->floats;
-  for (std::size_t part = 0; part < 32; part += 4) load_columns<width>(rows, part, lanes.c + part);
-}
-
-template <int width>
-inline __attribute__((always_inline)) void same_attributes(AttributeSums const& sums, AttributeLanes<width>& lanes) {
-  for (std::size_t i = 0; i < 24; ++i) lanes.c[i] = all<width>(sums.floats[i]);
-  for (std::size_t i = 0; i < kMaxAttributes; ++i) lanes.c[24 + i] = all<width>(sums.values()[i]);
-}
-
-template <int width>
-struct EdgeTerms {
-  using F = FloatLanes<width>;
-  static constexpr bool kAny = true;
-  F m0, m1, m2, m3, m4, m5;
-  F r0, r1, r2;
-  F constant;
-
-  // `both`: lanes where both ends have one wedge; the others cost nothing. With D the difference of the ends' values,
-  // the two forms are, at the place x, summed over attributes
-  //   x Qa x + (x-d) Qb (x-d) + 2 D Lb (x-d) + Wb D^2 - (l x + c)^2 / W,   l = La + Lb, W = Wa + Wb, c = Wb D - Lb d,
-  // the best value being put in: x M x - 2 r x + constant.
-  inline __attribute__((always_inline))
-  EdgeTerms(AttributeLanes<width> const& a, AttributeLanes<width> const& b, MaskLanes<width> both, F dx, F dy, F dz) {
-    F const zero = all<width>(0), one = all<width>(1);
-    F const uv_weight = a.c[21] + b.c[21], normal_weight = a.c[22] + b.c[22];
-    F const uv_inverse = select(uv_weight > zero, one / select(uv_weight > zero, uv_weight, one), zero);
-    F const normal_inverse = select(normal_weight > zero, one / select(normal_weight > zero, normal_weight, one), zero);
-    m0 = a.c[0] + b.c[0], m1 = a.c[1] + b.c[1], m2 = a.c[2] + b.c[2];
-    m3 = a.c[3] + b.c[3], m4 = a.c[4] + b.c[4], m5 = a.c[5] + b.c[5];
-    r0 = b.c[0] * dx + b.c[1] * dy + b.c[2] * dz;
-    r1 = b.c[1] * dx + b.c[3] * dy + b.c[4] * dz;
-    r2 = b.c[2] * dx + b.c[4] * dy + b.c[5] * dz;
-    constant = r0 * dx + r1 * dy + r2 * dz;
-    for (int k = 0; k < static_cast<int>(kMaxAttributes); ++k) {
-      F const inverse = k < 2 ? uv_inverse : normal_inverse;
-      F const bx = b.linear(k, 0), by = b.linear(k, 1), bz = b.linear(k, 2);
-      F const lx = a.linear(k, 0) + bx, ly = a.linear(k, 1) + by, lz = a.linear(k, 2) + bz;
-      F const difference = b.value(k) - a.value(k);
-      F const slide = bx * dx + by * dy + bz * dz;
-      F const jump = b.weight(k) * difference;
-      F const pull = jump - slide;
-      F const share = pull * inverse;
-      F const sx = lx * inverse, sy = ly * inverse, sz = lz * inverse;
-      m0 -= lx * sx, m1 -= lx * sy, m2 -= lx * sz;
-      m3 -= ly * sy, m4 -= ly * sz, m5 -= lz * sz;
-      r0 += lx * share - bx * difference;
-      r1 += ly * share - by * difference;
-      r2 += lz * share - bz * difference;
-      constant += difference * (pull - slide) - pull * share;
-    }
-    for (F* const m : {&m0, &m1, &m2, &m3, &m4, &m5, &r0, &r1, &r2, &constant}) *m = select(both, *m, zero);
-  }
-
-  inline __attribute__((always_inline)) F cost(F x, F y, F z, F, F, F) const {
-    F const value = x * (m0 * x + m1 * y + m2 * z) + y * (m1 * x + m3 * y + m4 * z) + z * (m2 * x + m4 * y + m5 * z) -
-                    all<width>(2) * (r0 * x + r1 * y + r2 * z) + constant;
-    return larger(value, all<width>(0));
-  }
-};
-
 // The keys. `out`: where keys and places go, or null.
-template <int width, typename Terms>
+template <int width>
 inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<width> const& a,
-                                                                       EndLanes<width> const& b, Terms const& terms,
-                                                                       EdgeArrays const* out, std::uint32_t first) {
+                                                                       EndLanes<width> const& b, EdgeArrays const* out,
+                                                                       std::uint32_t first) {
   using F = FloatLanes<width>;
   using M = MaskLanes<width>;
   F const zero = all<width>(0), one = all<width>(1), half = all<width>(0.5F);
@@ -171,11 +78,6 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
   F right0 = b.q0 * dx + b.q1 * dy + b.q2 * dz;
   F right1 = b.q1 * dx + b.q3 * dy + b.q4 * dz;
   F right2 = b.q2 * dx + b.q4 * dy + b.q5 * dz;
-  if constexpr (Terms::kAny) {
-    sum0 += terms.m0, sum1 += terms.m1, sum2 += terms.m2;
-    sum3 += terms.m3, sum4 += terms.m4, sum5 += terms.m5;
-    right0 += terms.r0, right1 += terms.r1, right2 += terms.r2;
-  }
   F const trace = sum0 + sum3 + sum5;
   M const has_planes = trace > all<width>(1e-30F);
   F const scale = select(has_planes, one / select(has_planes, trace, one), zero);
@@ -237,7 +139,6 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
   F const cost_b = ex * (b.q0 * ex + b.q1 * ey + b.q2 * ez) + ey * (b.q1 * ex + b.q3 * ey + b.q4 * ez) +
                    ez * (b.q2 * ex + b.q4 * ey + b.q5 * ez);
   F key = larger(cost_a + cost_b, zero) + all<width>(kHistory) * larger(a.error, b.error);
-  if constexpr (Terms::kAny) key += terms.cost(px, py, pz, ex, ey, ez);
   key = larger(key, all<width>(kKeyFloor));
   if (any_locked) key = select(a.locked & b.locked, all<width>(__builtin_inff()), key);
 
@@ -253,44 +154,15 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
   return key;
 }
 
-// `attributed`: whether `sums` are there to be used.
-template <int width, bool attributed>
-inline __attribute__((always_inline)) void evaluate_star_lanes(Vertex const* vertices, AttributeSums const* sums,
-                                                               std::uint32_t v, std::uint32_t const* neighbours,
-                                                               std::uint32_t count, EdgeArrays const& out) {
-  EndLanes<width> const a = same_end<width>(vertices[v]);
-  AttributeLanes<width> attributes_a, attributes_b;
-  if constexpr (attributed) same_attributes<width>(sums[v], attributes_a);
-  for (std::uint32_t first = 0; first < count; first += width) {
-    Vertex const* ends[width];
-    for (std::uint32_t k = 0; k < width; ++k) ends[k] = vertices + neighbours[first + k];
-    EndLanes<width> const b = load_ends<width>(ends);
-    if constexpr (attributed) {
-      AttributeSums const* rows[width];
-      MaskLanes<width> both;
-      for (std::uint32_t k = 0; k < width; ++k) {
-        rows[k] = sums + neighbours[first + k];
-        both[k] = (vertices[v].flags & ends[k]->flags & kOneWedge) != 0 ? -1 : 0;
-      }
-      load_attributes<width>(rows, attributes_b);
-      EdgeTerms<width> const terms(attributes_a, attributes_b, both, b.x - a.x, b.y - a.y, b.z - a.z);
-      evaluate_lanes<width>(a, b, terms, &out, first);
-    } else {
-      evaluate_lanes<width>(a, b, NoTerms<width>{}, &out, first);
-    }
-  }
-}
-
 template <int width>
 void evaluate_star(Vertex const* vertices, std::uint32_t v, std::uint32_t const* neighbours, std::uint32_t count,
                    EdgeArrays const& out) {
-  evaluate_star_lanes<width, false>(vertices, nullptr, v, neighbours, count, out);
-}
-
-template <int width>
-void evaluate_star_attributed(Vertex const* vertices, AttributeSums const* sums, std::uint32_t v,
-                              std::uint32_t const* neighbours, std::uint32_t count, EdgeArrays const& out) {
-  evaluate_star_lanes<width, true>(vertices, sums, v, neighbours, count, out);
+  EndLanes<width> const a = same_end<width>(vertices[v]);
+  for (std::uint32_t first = 0; first < count; first += width) {
+    Vertex const* ends[width];
+    for (std::uint32_t k = 0; k < width; ++k) ends[k] = vertices + neighbours[first + k];
+    evaluate_lanes<width>(a, load_ends<width>(ends), &out, first);
+  }
 }
 
 // The least lane, and by `bits` the lanes that have it.
@@ -309,88 +181,26 @@ inline __attribute__((always_inline)) float least(FloatLanes<width> values, unsi
   return low[0];
 }
 
-template <int width, bool attributed>
-inline __attribute__((always_inline)) void cheapest_edge_lanes(Vertex const* vertices, AttributeSums const* sums,
-                                                               StarEntry const* entries, std::uint32_t const* items,
-                                                               std::uint32_t count, CheapestEdge* out) {
+template <int width>
+void cheapest_edges(Vertex const* vertices, StarEntry const* entries, std::uint32_t const* items, std::uint32_t count,
+                    CheapestEdge* out) {
   static_assert(width <= Stars::kOverrun);
   for (std::uint32_t i = 0; i < count; ++i) {
     Vertex const& v = vertices[items[i]];
     EndLanes<width> const a = same_end<width>(v);
-    AttributeLanes<width> attributes_a, attributes_b;
-    if constexpr (attributed) same_attributes<width>(sums[items[i]], attributes_a);
     StarEntry const* const star = entries + v.star_begin;
     std::uint32_t const last = star[v.star_count - 1].next;
     out[i] = {__builtin_inff(), last};
     for (std::uint32_t first = 0; first < v.star_count; first += width) {
       Vertex const* ends[width];
-      AttributeSums const* rows[width];
       for (std::uint32_t k = 0; k < width; ++k) {
         // Read whatever it is: how many there are cannot be foreseen.
         std::uint32_t const next = star[first + k].next;
-        std::uint32_t const end = first + k < v.star_count ? next : last;
-        ends[k] = vertices + end;
-        if constexpr (attributed) rows[k] = sums + end;
+        ends[k] = vertices + (first + k < v.star_count ? next : last);
       }
-      EndLanes<width> const b = load_ends<width>(ends);
       unsigned bits = 0;
-      float low = 0;
-      if constexpr (attributed) {
-        load_attributes<width>(rows, attributes_b);
-        MaskLanes<width> both;
-        for (std::uint32_t k = 0; k < width; ++k) both[k] = (v.flags & ends[k]->flags & kOneWedge) != 0 ? -1 : 0;
-        EdgeTerms<width> const terms(attributes_a, attributes_b, both, b.x - a.x, b.y - a.y, b.z - a.z);
-        low = least<width>(evaluate_lanes<width>(a, b, terms, nullptr, 0), bits);
-      } else {
-        low = least<width>(evaluate_lanes<width>(a, b, NoTerms<width>{}, nullptr, 0), bits);
-      }
+      float const low = least<width>(evaluate_lanes<width>(a, load_ends<width>(ends), nullptr, 0), bits);
       if (low < out[i].key) out[i] = {low, star[first + static_cast<std::uint32_t>(__builtin_ctz(bits))].next};
-    }
-  }
-}
-
-template <int width>
-void cheapest_edges(Vertex const* vertices, StarEntry const* entries, std::uint32_t const* items, std::uint32_t count,
-                    CheapestEdge* out) {
-  cheapest_edge_lanes<width, false>(vertices, nullptr, entries, items, count, out);
-}
-
-template <int width>
-void cheapest_edges_attributed(Vertex const* vertices, AttributeSums const* sums, StarEntry const* entries,
-                               std::uint32_t const* items, std::uint32_t count, CheapestEdge* out) {
-  cheapest_edge_lanes<width, true>(vertices, sums, entries, items, count, out);
-}
-
-template <int width, bool attributed>
-inline __attribute__((always_inline)) void evaluate_edge_lanes(Vertex const* vertices, AttributeSums const* sums,
-                                                               std::uint32_t const* from, std::uint32_t const* to,
-                                                               std::uint32_t count, EdgeArrays const& out) {
-  for (std::uint32_t first = 0; first < count; first += width) {
-    Vertex const* ends_a[width];
-    Vertex const* ends_b[width];
-    AttributeSums const* rows_a[width];
-    AttributeSums const* rows_b[width];
-    for (std::uint32_t k = 0; k < width; ++k) {
-      std::uint32_t const i = first + k < count ? first + k : count - 1;
-      ends_a[k] = vertices + from[i];
-      ends_b[k] = vertices + to[i];
-      if constexpr (attributed) {
-        rows_a[k] = sums + from[i];
-        rows_b[k] = sums + to[i];
-      }
-    }
-    EndLanes<width> const a = load_ends<width>(ends_a);
-    EndLanes<width> const b = load_ends<width>(ends_b);
-    if constexpr (attributed) {
-      AttributeLanes<width> attributes_a, attributes_b;
-      load_attributes<width>(rows_a, attributes_a);
-      load_attributes<width>(rows_b, attributes_b);
-      MaskLanes<width> both;
-      for (int k = 0; k < width; ++k) both[k] = (ends_a[k]->flags & ends_b[k]->flags & kOneWedge) != 0 ? -1 : 0;
-      EdgeTerms<width> const terms(attributes_a, attributes_b, both, b.x - a.x, b.y - a.y, b.z - a.z);
-      evaluate_lanes<width>(a, b, terms, &out, first);
-    } else {
-      evaluate_lanes<width>(a, b, NoTerms<width>{}, &out, first);
     }
   }
 }
@@ -398,45 +208,18 @@ inline __attribute__((always_inline)) void evaluate_edge_lanes(Vertex const* ver
 template <int width>
 void evaluate_edges(Vertex const* vertices, std::uint32_t const* from, std::uint32_t const* to, std::uint32_t count,
                     EdgeArrays const& out) {
-  evaluate_edge_lanes<width, false>(vertices, nullptr, from, to, count, out);
+  for (std::uint32_t first = 0; first < count; first += width) {
+    Vertex const* ends_a[width];
+    Vertex const* ends_b[width];
+    for (std::uint32_t k = 0; k < width; ++k) {
+      std::uint32_t const i = first + k < count ? first + k : count - 1;
+      ends_a[k] = vertices + from[i];
+      ends_b[k] = vertices + to[i];
+    }
+    evaluate_lanes<width>(load_ends<width>(ends_a), load_ends<width>(ends_b), &out, first);
+  }
 }
 
-template <int width>
-void evaluate_edges_attributed(Vertex const* vertices, AttributeSums const* sums, std::uint32_t const* from,
-                               std::uint32_t const* to, std::uint32_t count, EdgeArrays const& out) {
-  evaluate_edge_lanes<width, true>(vertices, sums, from, to, count, out);
-}
-
-template <int width>
-void evaluate_edge_with(Vertex const* vertices, AttributeForm const& form, std::uint32_t from, std::uint32_t to,
-                        EdgeArrays const& out) {
-  Vertex const& a = vertices[from];
-  Vertex const& b = vertices[to];
-  KnownTerms<width> const terms = {all<width>(form.matrix[0]), all<width>(form.matrix[1]), all<width>(form.matrix[2]),
-                                   all<width>(form.matrix[3]), all<width>(form.matrix[4]), all<width>(form.matrix[5]),
-                                   all<width>(form.right[0]),  all<width>(form.right[1]),  all<width>(form.right[2])};
-  evaluate_lanes<width>(same_end<width>(a), same_end<width>(b), terms, &out, 0);
-}
-
-template <int width>
-struct VectorLanes {
-  FloatLanes<width> x, y, z;
-};
-
-template <int width>
-inline __attribute__((always_inline)) VectorLanes<width> minus(VectorLanes<width> const& a,
-                                                               VectorLanes<width> const& b) {
-  return {a.x - b.x, a.y - b.y, a.z - b.z};
-}
-template <int width>
-inline __attribute__((always_inline)) FloatLanes<width> dot(VectorLanes<width> const& a, VectorLanes<width> const& b) {
-  return a.x * b.x + a.y * b.y + a.z * b.z;
-}
-template <int width>
-inline __attribute__((always_inline)) VectorLanes<width> cross(VectorLanes<width> const& a,
-                                                               VectorLanes<width> const& b) {
-  return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
 template <int width>
 inline __attribute__((always_inline)) VectorLanes<width> load_points(Vertex const* const* points) {
   float const* rows[width];
@@ -488,67 +271,6 @@ std::uint32_t face_terms(Vertex const* vertices, std::uint32_t const* triangles,
                          row + 8, 12);
   }
   return flat_faces;
-}
-
-// Twice the area over the longest edge squared, below which a face is too thin for a gradient: those would swamp the
-// sums that they are later taken out of.
-inline constexpr float kThin = 0.02F;
-
-template <int width>
-void attribute_terms(AttributeFace const* faces, std::uint32_t count, AttributeRow* rows) {
-  using F = FloatLanes<width>;
-  F const zero = all<width>(0), one = all<width>(1);
-  for (std::uint32_t first = 0; first < count; first += width) {
-    VectorLanes<width> points[3];
-    F values[3][8];
-    for (std::uint32_t corner = 0; corner < 3; ++corner) {
-      float const* places[width];
-      float const* attributes[width];
-      for (std::uint32_t k = 0; k < width; ++k) {
-        AttributeFace const& face = faces[first + k < count ? first + k : count - 1];
-        places[k] = face.points[corner];
-        attributes[k] = face.values[corner];
-      }
-      F c[4];
-      load_columns<width>(places, 0, c);
-      points[corner] = {c[0], c[1], c[2]};
-      load_columns<width>(attributes, 0, values[corner]);
-      load_columns<width>(attributes, 4, values[corner] + 4);
-    }
-    VectorLanes<width> const e1 = minus<width>(points[1], points[0]);
-    VectorLanes<width> const e2 = minus<width>(points[2], points[0]);
-    VectorLanes<width> const across = minus<width>(e2, e1);
-    VectorLanes<width> const n = cross<width>(e1, e2);
-    F const n2 = dot<width>(n, n);
-    F const longest = larger(larger(dot<width>(e1, e1), dot<width>(e2, e2)), dot<width>(across, across));
-    MaskLanes<width> const counts = (n2 > all<width>(kThin * kThin) * longest * longest) & (n2 > all<width>(1e-36F));
-    F const inverse = one / select(counts, n2, one);
-    F const area = square_root(select(counts, n2, zero));
-    F const uv_weight = square_root(area);
-    F const normal_weight = uv_weight * area;
-    // The gradient of a function that is f0, f1, f2 at the corners: (f1 - f0) u1 + (f2 - f0) u2.
-    VectorLanes<width> u1 = cross<width>(e2, n);
-    VectorLanes<width> u2 = cross<width>(n, e1);
-    F const used = select(counts, inverse, zero);
-    u1 = {u1.x * used, u1.y * used, u1.z * used};
-    u2 = {u2.x * used, u2.y * used, u2.z * used};
-    F sums[24];
-    for (F& sum : sums) sum = zero;
-    for (std::size_t k = 0; k < kMaxAttributes; ++k) {
-      F const w = k < 2 ? uv_weight : normal_weight;
-      F const f1 = values[1][k] - values[0][k], f2 = values[2][k] - values[0][k];
-      F const gx = u1.x * f1 + u2.x * f2, gy = u1.y * f1 + u2.y * f2, gz = u1.z * f1 + u2.z * f2;
-      F const wx = w * gx, wy = w * gy, wz = w * gz;
-      sums[0] += wx * gx, sums[1] += wx * gy, sums[2] += wx * gz;
-      sums[3] += wy * gy, sums[4] += wy * gz, sums[5] += wz * gz;
-      sums[6 + 3 * k] = wx, sums[7 + 3 * k] = wy, sums[8 + 3 * k] = wz;
-    }
-    sums[21] = uv_weight;
-    sums[22] = normal_weight;
-    for (std::size_t part = 0; part < 24; part += 4) {
-      store_columns<width>(sums[part], sums[part + 1], sums[part + 2], sums[part + 3], rows[first].values + part, 24);
-    }
-  }
 }
 
 template <int width>

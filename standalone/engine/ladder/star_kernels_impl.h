@@ -112,7 +112,7 @@ struct RowLanes {
 
 template <int width>
 RingState change_ring(Vertex* vertices, Fan const& fan, FaceRow const* changes, FaceRow const* terms,
-                      BucketQueue::Bucket set_aside, float* merged) {
+                      BucketQueue::Bucket set_aside, std::uint32_t skipped, float* merged) {
   RingState state;
   RowLanes<width> sums = {};
   for (std::uint32_t i = 0; i < fan.count; ++i) {
@@ -129,7 +129,7 @@ RingState change_ring(Vertex* vertices, Fan const& fan, FaceRow const* changes, 
       state.any_set_aside |= vertex.bucket == set_aside;
       state.any_hub |= hub;
       vertex.flags = static_cast<std::uint8_t>(flags & ~kFresh);
-      if ((flags & kIrregular) != 0 && !hub) continue;
+      if ((flags & skipped) != 0 && !hub) continue;
       row.load(&vertex.x);
       row.add(change);
       row.store(&vertex.x);

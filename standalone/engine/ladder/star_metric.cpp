@@ -123,16 +123,11 @@ void Candidates::resize(std::uint32_t size) {
   for (auto* lane : {&keys, &x, &y, &z, &ex, &ey, &ez}) lane->resize(padded);
 }
 
-void evaluate(MetricKernels const& kernels, Stars const& stars, AttributeSums const* sums, std::uint32_t v,
-              Candidates& candidates) {
+void evaluate(MetricKernels const& kernels, Stars const& stars, std::uint32_t v, Candidates& candidates) {
   list_neighbours(stars, v, candidates.neighbours);
   candidates.resize(candidates.neighbours.count);
   std::uint32_t const* const neighbours = candidates.neighbours.ids.data();
-  if (sums == nullptr) {
-    kernels.evaluate_star(stars.vertices(), v, neighbours, candidates.count, candidates.arrays());
-  } else {
-    kernels.evaluate_star_attributed(stars.vertices(), sums, v, neighbours, candidates.count, candidates.arrays());
-  }
+  kernels.evaluate_star(stars.vertices(), v, neighbours, candidates.count, candidates.arrays());
   for (std::uint32_t k = 0; k < kMaxLanes; ++k) {
     candidates.keys[candidates.count + k] = std::numeric_limits<float>::infinity();
   }

@@ -88,9 +88,7 @@ struct Candidates {
 // Lists the neighbours of v, each once.
 void list_neighbours(Stars const& stars, std::uint32_t v, Neighbours& neighbours);
 
-// Fills keys and places for the neighbours listed. A locked end keeps its place; two locked ends have an infinite
-// key. `sums`: per vertex, or null without UVs and normals; edges between vertices of one wedge count them.
-void evaluate(MetricKernels const& kernels, Stars const& stars, AttributeSums const* sums, std::uint32_t v,
-              Candidates& candidates);
+// Fills keys and places for the neighbours listed. A locked end keeps its place; two locked ends have an infinite key.
+void evaluate(MetricKernels const& kernels, Stars const& stars, std::uint32_t v, Candidates& candidates);
 
 }  // namespace mirel::engine

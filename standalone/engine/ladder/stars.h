@@ -54,7 +54,7 @@ enum VertexFlag : std::uint8_t {
   kBoundary = 4,   // has an edge with one face
   kLocked = 8,     // neither moves nor goes
   kUrgent = 16,    // a corner of a face without area: taken when it comes up, whatever its key has become
-  kOneWedge = 64,  // all faces use one wedge here: its attribute sums are kept
+  kOneWedge = 64,  // all faces use one wedge here: its attributes stand beside the vertex
   kVisited = 32,   // scratch of walks over components
   kFresh = 128,    // nothing that its edges cost has changed since the candidates at hand were evaluated
 };

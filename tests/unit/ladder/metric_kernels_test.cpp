@@ -6,10 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
-#include <utility>
 #include <vector>
-
-#include "standalone/engine/ladder/attribute_updates.h"
 
 namespace mirel::engine {
 namespace {
@@ -92,122 +89,6 @@ TEST(MetricKernelsTest, WidthDoesNotShowInEdges) {
       ASSERT_TRUE(same_edges(a.arrays(), b.arrays(), 1)) << "seed " << seed;
     }
   }
-}
-
-TEST(MetricKernelsTest, WidthDoesNotShowInAttributes) {
-  MetricKernels const& narrow = narrow_metric_kernels();
-  MetricKernels const& fastest = metric_kernels();
-  for (std::uint32_t seed = 1; seed <= 50; ++seed) {
-    std::vector<Vertex> vertices = some_vertices(seed);
-    std::mt19937 random(seed);
-    auto const unit = [&random] { return static_cast<float>(random() % 65536) / 32768.0F - 1; };
-    std::vector<AttributeSums> sums(kVertices);
-    for (AttributeSums& sum : sums) {
-      for (std::uint32_t k = 0; k < kMaxAttributes; ++k) sum.values()[k] = unit();
-    }
-    // Every vertex gets the terms of a few faces; some have several wedges, which leaves their sums aside.
-    constexpr std::uint32_t kFaces = 3 * kVertices;
-    std::vector<AttributeFace> faces(kFaces);
-    std::vector<AttributeRow> rows(kFaces + kMaxLanes), others(kFaces + kMaxLanes);
-    for (AttributeFace& face : faces) {
-      for (std::uint32_t k = 0; k < 3; ++k) {
-        std::size_t const v = random() % kVertices;
-        face.points[k] = &vertices[v].x;
-        face.values[k] = sums[v].values();
-      }
-    }
-    for (std::uint32_t count = 1; count <= kFaces; count += 13) {
-      narrow.attribute_terms(faces.data(), count, rows.data());
-      fastest.attribute_terms(faces.data(), count, others.data());
-      ASSERT_TRUE(same_bits(rows[0].values, others[0].values, 24 * std::size_t{count})) << "seed " << seed;
-    }
-    narrow.attribute_terms(faces.data(), kFaces, rows.data());
-    for (std::uint32_t i = 0; i < kFaces; ++i) add(rows[i], sums[i / 3]);
-    for (Vertex& vertex : vertices) {
-      if (random() % 4 != 0) vertex.flags |= kOneWedge;
-    }
-    for (std::uint32_t count = 1; count <= 21; ++count) {
-      auto const [from, to] = some_edges(count, random);
-      Edges a, b;
-      narrow.evaluate_star_attributed(vertices.data(), sums.data(), from[0], to, count, a.arrays());
-      fastest.evaluate_star_attributed(vertices.data(), sums.data(), from[0], to, count, b.arrays());
-      ASSERT_TRUE(same_edges(a.arrays(), b.arrays(), count)) << "seed " << seed << ", " << count << " neighbours";
-      narrow.evaluate_edges_attributed(vertices.data(), sums.data(), from, to, count, a.arrays());
-      fastest.evaluate_edges_attributed(vertices.data(), sums.data(), from, to, count, b.arrays());
-      ASSERT_TRUE(same_edges(a.arrays(), b.arrays(), count)) << "seed " << seed << ", " << count << " edges";
-      std::vector<StarEntry> star(count + Stars::kOverrun);
-      for (std::uint32_t i = 0; i < count; ++i) star[i].next = to[i];
-      vertices[from[0]].star_begin = 0;
-      vertices[from[0]].star_count = count;
-      CheapestEdge found{};
-      CheapestEdge other{};
-      narrow.cheapest_edges_attributed(vertices.data(), sums.data(), star.data(), from, 1, &found);
-      fastest.cheapest_edges_attributed(vertices.data(), sums.data(), star.data(), from, 1, &other);
-      ASSERT_EQ(found.key, other.key) << "seed " << seed << ", " << count << " faces";
-      ASSERT_EQ(found.neighbour, other.neighbour) << "seed " << seed << ", " << count << " faces";
-      AttributeForm form;
-      std::copy_n(sums[from[0]].quadratic(), 6, form.matrix);
-      std::copy_n(sums[to[0]].linear(0), 3, form.right);
-      narrow.evaluate_edge_with(vertices.data(), form, from[0], to[0], a.arrays());
-      fastest.evaluate_edge_with(vertices.data(), form, from[0], to[0], b.arrays());
-      ASSERT_TRUE(same_edges(a.arrays(), b.arrays(), 1)) << "seed " << seed;
-    }
-  }
-}
-
-// Two vertices a unit apart, of one wedge each, on the plane z = 0.
-struct AttributedEdge {
-  std::vector<Vertex> vertices = std::vector<Vertex>(2);
-  std::vector<AttributeSums> sums = std::vector<AttributeSums>(2);
-  AttributedEdge() {
-    vertices[1].set_position({1, 0, 0});
-    for (Vertex& vertex : vertices) {
-      vertex.quadric[5] = 1;
-      vertex.flags = kOneWedge;
-    }
-  }
-  // Adds a face around `v`, whose attribute 0 runs with the gradient (slope, 0, 0) and is `value` at the vertex.
-  void add_face(std::size_t v, float slope, float value, float weight) {
-    AttributeSums& sum = sums[v];
-    sum.floats[0] += weight * slope * slope;
-    sum.floats[6] += weight * slope;
-    sum.floats[21] += weight;
-    sum.values()[0] = value;
-  }
-  std::pair<float, float> key_and_place() {
-    Edges edges;
-    std::uint32_t const from = 0;
-    std::uint32_t const to = 1;
-    metric_kernels().evaluate_edges_attributed(vertices.data(), sums.data(), &from, &to, 1, edges.arrays());
-    return {edges.arrays().keys[0], edges.arrays().x[0]};
-  }
-};
-
-TEST(MetricKernelsTest, AnAttributeThatRunsOnEvenlyCostsNothing) {
-  AttributedEdge edge;
-  edge.add_face(0, 2, 5, 1);
-  edge.add_face(1, 2, 7, 3);
-  auto const [key, place] = edge.key_and_place();
-  EXPECT_LT(key, 1e-6F);
-  EXPECT_NEAR(place, 0.5F, 1e-3F);
-}
-
-TEST(MetricKernelsTest, TheEdgeGoesWhereAttributesBend) {
-  // 0 up to the fold at 0.25, rising from there on: the one place where both sides can keep what they show.
-  AttributedEdge edge;
-  edge.add_face(0, 0, 0, 1);
-  edge.add_face(1, 4, 3, 1);
-  auto const [key, place] = edge.key_and_place();
-  EXPECT_NEAR(place, 0.25F, 1e-3F);
-  EXPECT_LT(key, 1e-4F);
-}
-
-TEST(MetricKernelsTest, AJumpOfAnAttributeCostsWhereverTheEdgeGoes) {
-  // Flat at 0 on one side, flat at 1 on the other, equal weights: the mean is off by a half on each.
-  AttributedEdge edge;
-  edge.add_face(0, 0, 0, 2);
-  edge.add_face(1, 0, 1, 2);
-  EXPECT_NEAR(edge.key_and_place().first, 2 * 2 * 0.25F, 1e-5F);
 }
 
 TEST(MetricKernelsTest, CheapestEdgeIsTheFirstOfTheLeastKeys) {

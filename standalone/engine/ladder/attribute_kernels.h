@@ -1,0 +1,53 @@
+// The arithmetic of UVs and normals, on many faces at a time.
+//
+// Compiled twice where the machine may have wider vectors, like the metric's kernels: the width shows in no result. A
+// face too thin to say how its attributes run along it has no weight.
+#pragma once
+
+#include <cstdint>
+
+#include "standalone/engine/ladder/attribute_metric.h"
+#include "standalone/engine/ladder/stars.h"
+
+namespace mirel::engine {
+
+// Faces of which every corner is a vertex with one wedge, in the order of a star or of a fan.
+struct OneWedgeFaces {
+  AttributeRow const* rows;  // per vertex
+  StarEntry const* entries;  // behind them stand others up to full lanes, of any vertices
+};
+
+// A fan of such faces, as in metric_kernels.h.
+struct OneWedgeFan {
+  OneWedgeFaces faces;
+  std::uint32_t of_a, surviving, count;
+  std::uint32_t a, b;
+  float place[3];
+};
+
+// What the faces of a fan say of the merged vertex.
+struct FanForecast {
+  ForetoldRow of_a, of_b;  // sums over the faces around each end
+  AttributeRow low, high;  // of the values at the ends and around them
+};
+
+// By the kinds that are there (AttributeKind), of which there must be one.
+struct AttributeKernels {
+  // Adds the variation over `count` faces around `corner` to `quadric` (xx xy xz yy yz zz). The faces' first corners
+  // are not looked at.
+  void (*add_variation[4])(AttributeRow const& corner, AttributeFace const* faces, std::uint32_t count,
+                           AttributeScale const& scale, float* quadric);
+  void (*add_star_variation[4])(AttributeRow const& corner, OneWedgeFaces const& faces, std::uint32_t count,
+                                AttributeScale const& scale, float* quadric);
+  // What each face foretells for `place`. `rows` has room for full lanes.
+  void (*foretell[4])(float const* place, AttributeFace const* faces, std::uint32_t count, ForetoldRow* rows);
+  // The same for a fan, summed. `rows`: scratch, with room for full lanes.
+  void (*foretell_fan[4])(OneWedgeFan const& fan, ForetoldRow* rows, FanForecast& forecast);
+};
+
+// The fastest that this machine runs.
+AttributeKernels const& attribute_kernels();
+// Those for every machine.
+AttributeKernels const& narrow_attribute_kernels();
+
+}  // namespace mirel::engine

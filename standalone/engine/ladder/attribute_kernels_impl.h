@@ -1,0 +1,316 @@
+// The kernels for any width. Included by one file for each width, and by nothing else; only templates of the width
+// and plain data are used, so that no function compiled for a wider machine can stand in for another's.
+#pragma once
+
+#include "standalone/engine/ladder/attribute_kernels.h"
+#include "standalone/engine/ladder/vector_lanes.h"
+
+namespace mirel::engine::kernels {
+
+// Twice the area over the longest edge squared, below which a face is too thin for a gradient: it would be noise.
+inline constexpr float kThin = 0.02F;
+// Lanes that are summed in one order whatever the width.
+inline constexpr std::uint32_t kSumLanes = 8;
+
+// Some faces, one in each lane, from the corner that may move.
+template <int width>
+struct GradientLanes {
+  using F = FloatLanes<width>;
+  // The gradient of a function that is f0, f1, f2 at the corners: (f1 - f0) u1 + (f2 - f0) u2.
+  VectorLanes<width> u1, u2;
+  F uv_weight, normal_weight;
+
+  // `valid`: lanes that count.
+  inline __attribute__((always_inline))
+  GradientLanes(VectorLanes<width> const& e1, VectorLanes<width> const& e2, MaskLanes<width> valid) {
+    F const zero = all<width>(0), one = all<width>(1);
+    VectorLanes<width> const across = minus<width>(e2, e1);
+    VectorLanes<width> const n = cross<width>(e1, e2);
+    F const n2 = dot<width>(n, n);
+    F const longest = larger(larger(dot<width>(e1, e1), dot<width>(e2, e2)), dot<width>(across, across));
+    MaskLanes<width> const counts =
+        valid & (n2 > all<width>(kThin * kThin) * longest * longest) & (n2 > all<width>(1e-36F));
+    F const inverse = select(counts, one / select(counts, n2, one), zero);
+    F const area = square_root(select(counts, n2, zero));
+    uv_weight = square_root(area);
+    normal_weight = uv_weight * area;
+    u1 = cross<width>(e2, n);
+    u2 = cross<width>(n, e1);
+    u1 = {u1.x * inverse, u1.y * inverse, u1.z * inverse};
+    u2 = {u2.x * inverse, u2.y * inverse, u2.z * inverse};
+  }
+};
+
+// Which attributes there are.
+template <unsigned kinds>
+inline constexpr std::size_t kFirstAttribute = (kinds & kUvs) != 0 ? 0 : 2;
+template <unsigned kinds>
+inline constexpr std::size_t kLastAttribute = (kinds & kNormals) != 0 ? kMaxAttributes : 2;
+
+// Corners of some faces, one in each lane.
+template <int width>
+struct CornerLanes {
+  FloatLanes<width> values[8];
+
+  inline __attribute__((always_inline)) void load(AttributeRow const* const* corners) {
+    float const* rows[width];
+    for (int k = 0; k < width; ++k) rows[k] = corners[k]->values;
+    load_columns<width>(rows, 0, values);
+    load_columns<width>(rows, 4, values + 4);
+  }
+  inline __attribute__((always_inline)) VectorLanes<width> point() const { return {values[5], values[6], values[7]}; }
+};
+
+// Where corners come from: faces that name theirs, and faces whose corners have one wedge each.
+template <int width>
+struct NamedCorners {
+  AttributeFace const* faces;
+  std::uint32_t count;
+
+  inline __attribute__((always_inline)) void load(std::uint32_t first, std::size_t corner,
+                                                  CornerLanes<width>& lanes) const {
+    AttributeRow const* rows[width];
+    for (std::uint32_t k = 0; k < width; ++k)
+      rows[k] = faces[first + k < count ? first + k : count - 1].corners[corner];
+    lanes.load(rows);
+  }
+};
+
+template <int width>
+struct OneWedgeCorners {
+  OneWedgeFaces const& faces;
+
+  inline __attribute__((always_inline)) void load(std::uint32_t first, std::size_t corner,
+                                                  CornerLanes<width>& lanes) const {
+    AttributeRow const* rows[width];
+    for (std::uint32_t k = 0; k < width; ++k) {
+      StarEntry const& entry = faces.entries[first + k];
+      rows[k] = faces.rows + (corner == 1 ? entry.next : entry.previous);
+    }
+    lanes.load(rows);
+  }
+};
+
+// Eight lanes in one part or, where lanes are few, in two.
+template <int width>
+struct EightLanes {
+  FloatLanes<width> parts[kSumLanes / width];
+};
+// The sums of all eight for each of four.
+template <int width>
+inline __attribute__((always_inline)) Lanes sum_each(EightLanes<width> x, EightLanes<width> y, EightLanes<width> z,
+                                                     EightLanes<width> w) {
+  EightLanes<width> sums;
+  for (std::size_t part = 0; part < kSumLanes / width; ++part) {
+    transpose(x.parts[part], y.parts[part], z.parts[part], w.parts[part]);
+    sums.parts[part] = (x.parts[part] + y.parts[part]) + (z.parts[part] + w.parts[part]);
+  }
+  if constexpr (width == 8) {
+    return __builtin_shufflevector(sums.parts[0], sums.parts[0], 0, 1, 2, 3) +
+           __builtin_shufflevector(sums.parts[0], sums.parts[0], 4, 5, 6, 7);
+  } else {
+    return sums.parts[0] + sums.parts[1];
+  }
+}
+
+template <int width, unsigned kinds, typename Corners>
+inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& corner, Corners const& corners,
+                                                            std::uint32_t count, AttributeScale const& scale,
+                                                            float* quadric) {
+  using F = FloatLanes<width>;
+  using Eight = EightLanes<width>;
+  constexpr std::size_t kParts = kSumLanes / width;
+  constexpr std::size_t kBegin = kFirstAttribute<kinds>;
+  constexpr std::size_t kEnd = kLastAttribute<kinds>;
+  VectorLanes<width> const origin = {all<width>(corner.position[0]), all<width>(corner.position[1]),
+                                     all<width>(corner.position[2])};
+  MaskLanes<width> numbers;
+  for (int k = 0; k < width; ++k) numbers[k] = k;
+  // Sums of w g^T g (xx xy xz yy, yz zz), and per attribute of w g, the weight behind it; the gradients less those of
+  // the first face, so that nothing is lost where they are all but the same.
+  Lanes low = {}, high = {};
+  Lanes linear[kMaxAttributes] = {};
+  F reference[kMaxAttributes][3];
+  for (std::uint32_t first = 0; first < count; first += kSumLanes) {
+    Eight xx, xy, xz, yy, yz, zz;
+    Eight wx[kMaxAttributes], wy[kMaxAttributes], wz[kMaxAttributes];
+    Eight uv_weight, normal_weight;
+    for (std::size_t part = 0; part < kParts; ++part) {
+      std::uint32_t const start = first + static_cast<std::uint32_t>(part) * width;
+      CornerLanes<width> next, previous;
+      corners.load(start, 1, next);
+      corners.load(start, 2, previous);
+      GradientLanes<width> const face(minus<width>(next.point(), origin), minus<width>(previous.point(), origin),
+                                      numbers < static_cast<std::int32_t>(count) - static_cast<std::int32_t>(start));
+      uv_weight.parts[part] = face.uv_weight;
+      normal_weight.parts[part] = face.normal_weight;
+      F s[6];
+      for (F& sum : s) sum = all<width>(0);
+      VectorLanes<width> u1, u2;
+      for (std::size_t k = kBegin; k < kEnd; ++k) {
+        if (k == kBegin || k == 2) {
+          F const unit = all<width>(k < 2 ? scale.uv : scale.normal);
+          u1 = {face.u1.x * unit, face.u1.y * unit, face.u1.z * unit};
+          u2 = {face.u2.x * unit, face.u2.y * unit, face.u2.z * unit};
+        }
+        F const w = k < 2 ? face.uv_weight : face.normal_weight;
+        F const f0 = all<width>(corner.values[k]);
+        F const f1 = next.values[k] - f0, f2 = previous.values[k] - f0;
+        F gx = u1.x * f1 + u2.x * f2, gy = u1.y * f1 + u2.y * f2, gz = u1.z * f1 + u2.z * f2;
+        if (start == 0) {
+          reference[k][0] = all<width>(gx[0]), reference[k][1] = all<width>(gy[0]);
+          reference[k][2] = all<width>(gz[0]);
+        }
+        gx -= reference[k][0], gy -= reference[k][1], gz -= reference[k][2];
+        F const x = w * gx, y = w * gy, z = w * gz;
+        s[0] += x * gx, s[1] += x * gy, s[2] += x * gz;
+        s[3] += y * gy, s[4] += y * gz, s[5] += z * gz;
+        wx[k].parts[part] = x, wy[k].parts[part] = y, wz[k].parts[part] = z;
+      }
+      xx.parts[part] = s[0], xy.parts[part] = s[1], xz.parts[part] = s[2];
+      yy.parts[part] = s[3], yz.parts[part] = s[4], zz.parts[part] = s[5];
+    }
+    low += sum_each<width>(xx, xy, xz, yy);
+    high += sum_each<width>(yz, zz, yz, zz);
+    for (std::size_t k = kBegin; k < kEnd; ++k) {
+      linear[k] += sum_each<width>(wx[k], wy[k], wz[k], k < 2 ? uv_weight : normal_weight);
+    }
+  }
+  for (std::size_t k = kBegin; k < kEnd; ++k) {
+    Lanes const sum = linear[k];
+    Lanes const mean = sum * splat(sum[3] > 0 ? 1 / sum[3] : 0);
+    low -= __builtin_shufflevector(sum, sum, 0, 0, 0, 1) * __builtin_shufflevector(mean, mean, 0, 1, 2, 1);
+    high -= __builtin_shufflevector(sum, sum, 1, 2, 1, 2) * __builtin_shufflevector(mean, mean, 2, 2, 2, 2);
+  }
+  Lanes first_four;
+  __builtin_memcpy(&first_four, quadric, sizeof(first_four));
+  first_four += low;
+  __builtin_memcpy(quadric, &first_four, sizeof(first_four));
+  quadric[4] += high[0];
+  quadric[5] += high[1];
+}
+
+template <int width, unsigned kinds>
+void add_variation(AttributeRow const& corner, AttributeFace const* faces, std::uint32_t count,
+                   AttributeScale const& scale, float* quadric) {
+  add_variation_of<width, kinds>(corner, NamedCorners<width>{faces, count}, count, scale, quadric);
+}
+template <int width, unsigned kinds>
+void add_star_variation(AttributeRow const& corner, OneWedgeFaces const& faces, std::uint32_t count,
+                        AttributeScale const& scale, float* quadric) {
+  add_variation_of<width, kinds>(corner, OneWedgeCorners<width>{faces}, count, scale, quadric);
+}
+
+// What some faces foretell for `goal`, to rows from `rows` on.
+template <int width, unsigned kinds>
+inline __attribute__((always_inline)) void foretell_lanes(VectorLanes<width> const& goal,
+                                                          CornerLanes<width> const& corner,
+                                                          CornerLanes<width> const& next,
+                                                          CornerLanes<width> const& previous, ForetoldRow* rows) {
+  using F = FloatLanes<width>;
+  GradientLanes<width> const face(minus<width>(next.point(), corner.point()),
+                                  minus<width>(previous.point(), corner.point()), MaskLanes<width>{} == 0);
+  VectorLanes<width> const x = minus<width>(goal, corner.point());
+  F const along1 = dot<width>(face.u1, x), along2 = dot<width>(face.u2, x);
+  F row[8];
+  for (F& value : row) value = all<width>(0);
+  for (std::size_t k = kFirstAttribute<kinds>; k < kLastAttribute<kinds>; ++k) {
+    F const own = corner.values[k];
+    F const foretold = own + (next.values[k] - own) * along1 + (previous.values[k] - own) * along2;
+    row[k] = (k < 2 ? face.uv_weight : face.normal_weight) * foretold;
+  }
+  if constexpr ((kinds & kUvs) != 0) row[5] = face.uv_weight;
+  if constexpr ((kinds & kNormals) != 0) row[6] = face.normal_weight;
+  store_columns<width>(row[0], row[1], row[2], row[3], rows->values, 8);
+  store_columns<width>(row[4], row[5], row[6], row[7], rows->values + 4, 8);
+}
+
+template <int width, unsigned kinds>
+void foretell(float const* place, AttributeFace const* faces, std::uint32_t count, ForetoldRow* rows) {
+  VectorLanes<width> const goal = {all<width>(place[0]), all<width>(place[1]), all<width>(place[2])};
+  NamedCorners<width> const corners = {faces, count};
+  for (std::uint32_t first = 0; first < count; first += width) {
+    CornerLanes<width> corner, next, previous;
+    corners.load(first, 0, corner);
+    corners.load(first, 1, next);
+    corners.load(first, 2, previous);
+    foretell_lanes<width, kinds>(goal, corner, next, previous, rows + first);
+  }
+}
+
+// A row, in as few vectors as the width allows.
+template <int width>
+struct RowParts {
+  FloatLanes<width> parts[8 / width];
+
+  template <typename Row>
+  inline __attribute__((always_inline)) explicit RowParts(Row const& row) {
+    __builtin_memcpy(parts, row.values, sizeof(parts));
+  }
+  template <typename Row>
+  inline __attribute__((always_inline)) void store(Row& row) const {
+    __builtin_memcpy(&row, parts, sizeof(parts));
+  }
+  inline __attribute__((always_inline)) void add(ForetoldRow const& row) {
+    RowParts const other(row);
+    for (int k = 0; k < 8 / width; ++k) parts[k] += other.parts[k];
+  }
+};
+
+template <int width, unsigned kinds>
+void foretell_fan(OneWedgeFan const& fan, ForetoldRow* rows, FanForecast& forecast) {
+  using F = FloatLanes<width>;
+  using M = MaskLanes<width>;
+  VectorLanes<width> const goal = {all<width>(fan.place[0]), all<width>(fan.place[1]), all<width>(fan.place[2])};
+  AttributeRow const& at_a = fan.faces.rows[fan.a];
+  AttributeRow const& at_b = fan.faces.rows[fan.b];
+  OneWedgeCorners<width> const corners = {fan.faces};
+  M numbers;
+  for (int k = 0; k < width; ++k) numbers[k] = k;
+  for (std::uint32_t first = 0; first < fan.count; first += width) {
+    M const index = numbers + static_cast<std::int32_t>(first);
+    M const of_b = (index >= static_cast<std::int32_t>(fan.of_a)) & (index < static_cast<std::int32_t>(fan.surviving));
+    CornerLanes<width> corner, next, previous;
+    for (std::size_t k = 0; k < kMaxAttributes; ++k) {
+      corner.values[k] = select(of_b, all<width>(at_b.values[k]), all<width>(at_a.values[k]));
+    }
+    for (std::size_t k = 0; k < 3; ++k) {
+      corner.values[kMaxAttributes + k] = select(of_b, all<width>(at_b.position[k]), all<width>(at_a.position[k]));
+    }
+    corners.load(first, 1, next);
+    corners.load(first, 2, previous);
+    foretell_lanes<width, kinds>(goal, corner, next, previous, rows + first);
+  }
+  RowParts<width> of_a(ForetoldRow{}), of_b(ForetoldRow{});
+  for (std::uint32_t i = 0; i < fan.of_a; ++i) of_a.add(rows[i]);
+  for (std::uint32_t i = fan.of_a; i < fan.surviving; ++i) of_b.add(rows[i]);
+  // Faces on the edge belong to both ends.
+  for (std::uint32_t i = fan.surviving; i < fan.count; ++i) of_a.add(rows[i]), of_b.add(rows[i]);
+  RowParts<width> low(at_a), high(at_a);
+  for (std::uint32_t i = 0; i < fan.count; ++i) {
+    for (std::uint32_t const v : {fan.faces.entries[i].next, fan.faces.entries[i].previous}) {
+      RowParts<width> const values(fan.faces.rows[v]);
+      for (int k = 0; k < 8 / width; ++k) {
+        F const value = values.parts[k];
+        low.parts[k] = smaller(low.parts[k], value);
+        high.parts[k] = larger(high.parts[k], value);
+      }
+    }
+  }
+  of_a.store(forecast.of_a);
+  of_b.store(forecast.of_b);
+  low.store(forecast.low);
+  high.store(forecast.high);
+}
+
+template <int width>
+constexpr AttributeKernels all_attribute_kernels() {
+  constexpr unsigned kBoth = kUvs | kNormals;
+  return {
+      {nullptr, add_variation<width, kUvs>, add_variation<width, kNormals>, add_variation<width, kBoth>},
+      {nullptr, add_star_variation<width, kUvs>, add_star_variation<width, kNormals>, add_star_variation<width, kBoth>},
+      {nullptr, foretell<width, kUvs>, foretell<width, kNormals>, foretell<width, kBoth>},
+      {nullptr, foretell_fan<width, kUvs>, foretell_fan<width, kNormals>, foretell_fan<width, kBoth>}};
+}
+
+}  // namespace mirel::engine::kernels

@@ -1,0 +1,195 @@
+#include "standalone/engine/ladder/attribute_kernels.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "standalone/engine/ladder/metric_kernels.h"
+
+namespace mirel::engine {
+namespace {
+
+constexpr std::uint32_t kVertices = 64;
+constexpr std::uint32_t kMostFaces = 21;
+constexpr AttributeScale kScale = {0.5F, 0.25F};
+
+std::vector<AttributeRow> some_rows(std::mt19937& random) {
+  auto const unit = [&random] { return static_cast<float>(random() % 65536) / 32768.0F - 1; };
+  std::vector<AttributeRow> rows(kVertices);
+  for (AttributeRow& row : rows) {
+    float const size = 1.0F / static_cast<float>(1U << random() % 24);
+    for (float& value : row.values) value = unit();
+    for (float& x : row.position) x = unit() * size;
+  }
+  return rows;
+}
+
+template <typename Row>
+bool same_bits(Row const* a, Row const* b, std::size_t count) {
+  return std::memcmp(a, b, count * sizeof(Row)) == 0;
+}
+
+// Random faces, as a star or a fan has them and as faces that name their corners, around vertices 0 and 1.
+struct SomeFaces {
+  std::vector<StarEntry> entries = std::vector<StarEntry>(kMostFaces + kMaxLanes);
+  std::vector<AttributeFace> named = std::vector<AttributeFace>(kMostFaces);
+  OneWedgeFan fan{};
+
+  SomeFaces(std::vector<AttributeRow> const& rows, std::uint32_t count, std::mt19937& random) {
+    for (StarEntry& entry : entries) {
+      entry.next = static_cast<std::uint32_t>(random() % kVertices);
+      entry.previous = static_cast<std::uint32_t>(random() % kVertices);
+    }
+    auto const of_a = static_cast<std::uint32_t>(random() % (count + 1));
+    auto const surviving = of_a + static_cast<std::uint32_t>(random() % (count - of_a + 1));
+    fan = {{rows.data(), entries.data()}, of_a, surviving, count, 0, 1, {0.25F, -0.5F, 0.125F}};
+    for (std::uint32_t i = 0; i < count; ++i) {
+      bool const of_b = i >= of_a && i < surviving;
+      named[i] = {{&rows[of_b ? 1 : 0], &rows[entries[i].next], &rows[entries[i].previous]}};
+    }
+  }
+};
+
+TEST(AttributeKernelsTest, NeitherWidthNorTheWayOfNamingCornersShows) {
+  AttributeKernels const& narrow = narrow_attribute_kernels();
+  AttributeKernels const& fastest = attribute_kernels();
+  for (std::uint32_t seed = 1; seed <= 100; ++seed) {
+    std::mt19937 random(seed);
+    std::vector<AttributeRow> const rows = some_rows(random);
+    for (std::uint32_t count = 1; count <= kMostFaces; ++count) {
+      SomeFaces const faces(rows, count, random);
+      for (std::uint32_t const kinds : {std::uint32_t{kUvs}, std::uint32_t{kNormals}, kUvs | kNormals}) {
+        float quadrics[4][6];
+        for (float(&quadric)[6] : quadrics) std::fill_n(quadric, 6, 0.5F);
+        narrow.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[0]);
+        fastest.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[1]);
+        narrow.add_star_variation[kinds](rows[2], faces.fan.faces, count, kScale, quadrics[2]);
+        fastest.add_star_variation[kinds](rows[2], faces.fan.faces, count, kScale, quadrics[3]);
+        for (int i = 1; i < 4; ++i) ASSERT_TRUE(same_bits(quadrics[0], quadrics[i], 6)) << "seed " << seed;
+
+        std::vector<ForetoldRow> foretold[4];
+        for (std::vector<ForetoldRow>& some : foretold) some.resize(kMostFaces + kMaxLanes);
+        FanForecast forecasts[2];
+        narrow.foretell[kinds](faces.fan.place, faces.named.data(), count, foretold[0].data());
+        fastest.foretell[kinds](faces.fan.place, faces.named.data(), count, foretold[1].data());
+        narrow.foretell_fan[kinds](faces.fan, foretold[2].data(), forecasts[0]);
+        fastest.foretell_fan[kinds](faces.fan, foretold[3].data(), forecasts[1]);
+        for (int i = 1; i < 4; ++i) {
+          ASSERT_TRUE(same_bits(foretold[0].data(), foretold[i].data(), count)) << "seed " << seed << ", way " << i;
+        }
+        ASSERT_TRUE(same_bits(&forecasts[0], &forecasts[1], 1)) << "seed " << seed;
+      }
+    }
+  }
+}
+
+// The hexagon around a vertex at (2, 1, 0) in the plane z = 0, with attributes of its corners.
+struct Hexagon {
+  std::vector<AttributeRow> rows = std::vector<AttributeRow>(7);
+  std::vector<StarEntry> entries = std::vector<StarEntry>(6 + kMaxLanes);
+
+  Hexagon() {
+    for (std::uint32_t i = 0; i < 7; ++i) {
+      double const angle = 3.14159265358979 / 3 * i;
+      rows[i].position[0] = static_cast<float>(i == 6 ? 2 : 2 + std::cos(angle));
+      rows[i].position[1] = static_cast<float>(i == 6 ? 1 : 1 + std::sin(angle));
+    }
+    for (std::uint32_t i = 0; i < entries.size(); ++i) entries[i] = {i % 6, (i + 1) % 6, 0};
+  }
+  template <typename Value>
+  void set(std::size_t attribute, Value value) {
+    for (AttributeRow& row : rows) row.values[attribute] = static_cast<float>(value(row.position[0], row.position[1]));
+  }
+  std::vector<float> variation(std::uint32_t kinds) const {
+    std::vector<float> quadric(6, 0.0F);
+    attribute_kernels().add_star_variation[kinds](rows[6], {rows.data(), entries.data()}, 6, kScale, quadric.data());
+    return quadric;
+  }
+};
+
+// Twice the area of a side of the hexagon, and the weights that it gives.
+double const kArea = std::sqrt(3.0) / 2;
+double const kUvFaceWeight = std::sqrt(kArea);
+double const kNormalFaceWeight = std::pow(kArea, 1.5);
+
+TEST(AttributeKernelsTest, WhatRunsOnEvenlyDoesNotVary) {
+  Hexagon hexagon;
+  hexagon.set(0, [](float x, float y) { return 3 * x - 7 * y + 100; });
+  hexagon.set(1, [](float x, float y) { return x + y; });
+  for (float const q : hexagon.variation(kUvs)) EXPECT_NEAR(q, 0, 1e-8);
+}
+
+TEST(AttributeKernelsTest, AFoldVariesAcrossItself) {
+  // 0 on one side of a line through the middle, rising at 4 on the other: half of the faces are off the mean by 2.
+  Hexagon hexagon;
+  hexagon.set(0, [](float, float y) { return std::max(0.0F, 4 * (y - 1)); });
+  hexagon.set(3, [](float, float y) { return std::max(0.0F, 4 * (y - 1)); });
+  std::vector<float> const uvs = hexagon.variation(kUvs);
+  std::vector<float> const normals = hexagon.variation(kNormals);
+  std::vector<float> const both = hexagon.variation(kUvs | kNormals);
+  EXPECT_NEAR(uvs[3], 6 * kUvFaceWeight * 4 * kScale.uv * kScale.uv, 1e-4);
+  EXPECT_NEAR(normals[3], 6 * kNormalFaceWeight * 4 * kScale.normal * kScale.normal, 1e-4);
+  for (std::size_t i = 0; i < 6; ++i) {
+    EXPECT_NEAR(both[i], uvs[i] + normals[i], 1e-5);
+    if (i == 3) continue;
+    EXPECT_NEAR(uvs[i], 0, 1e-5);
+  }
+}
+
+TEST(AttributeKernelsTest, AFaceForetellsWhatItShowsThere) {
+  Hexagon hexagon;
+  hexagon.set(0, [](float x, float y) { return 3 * x - 7 * y; });
+  hexagon.set(4, [](float x, float) { return x; });
+  OneWedgeFan const fan = {{hexagon.rows.data(), hexagon.entries.data()}, 6, 6, 6, 6, 0, {2.5F, 0.5F, 8}};
+  std::vector<ForetoldRow> rows(6 + kMaxLanes);
+  FanForecast forecast;
+  attribute_kernels().foretell_fan[kUvs | kNormals](fan, rows.data(), forecast);
+  for (std::size_t i = 0; i < 6; ++i) {
+    EXPECT_NEAR(rows[i].weights[0], kUvFaceWeight, 1e-5);
+    EXPECT_NEAR(rows[i].weights[1], kNormalFaceWeight, 1e-5);
+    EXPECT_NEAR(rows[i].values[0], 4 * kUvFaceWeight, 1e-4);
+    EXPECT_NEAR(rows[i].values[4], 2.5 * kNormalFaceWeight, 1e-4);
+  }
+  EXPECT_NEAR(forecast.of_a.values[0], 6 * 4 * kUvFaceWeight, 1e-3);
+  EXPECT_EQ(forecast.of_b.weights[0], 0);
+  EXPECT_NEAR(forecast.low.values[4], 1, 1e-6);
+  EXPECT_NEAR(forecast.high.values[4], 3, 1e-6);
+}
+
+TEST(AttributeKernelsTest, FacesOnTheEdgeSpeakForBothEnds) {
+  Hexagon hexagon;
+  hexagon.set(0, [](float x, float) { return x; });
+  // Two faces of each end, and two on the edge.
+  OneWedgeFan const fan = {{hexagon.rows.data(), hexagon.entries.data()}, 2, 4, 6, 6, 6, {2, 1, 0}};
+  std::vector<ForetoldRow> rows(6 + kMaxLanes);
+  FanForecast forecast;
+  attribute_kernels().foretell_fan[kUvs](fan, rows.data(), forecast);
+  EXPECT_NEAR(forecast.of_a.weights[0], 4 * kUvFaceWeight, 1e-5);
+  EXPECT_NEAR(forecast.of_b.weights[0], 4 * kUvFaceWeight, 1e-5);
+  EXPECT_NEAR(forecast.of_a.values[0], 2 * 4 * kUvFaceWeight, 1e-4);
+}
+
+TEST(AttributeKernelsTest, AThinFaceHasNoWeight) {
+  Hexagon hexagon;
+  // The first face all but vanishes: its gradient is noise.
+  hexagon.rows[1] = hexagon.rows[0];
+  hexagon.rows[1].position[1] += 1e-3F;
+  hexagon.set(0, [](float x, float) { return x; });
+  hexagon.rows[1].values[0] = 1000;
+  OneWedgeFan const fan = {{hexagon.rows.data(), hexagon.entries.data()}, 1, 1, 1, 6, 6, {2, 1, 0}};
+  std::vector<ForetoldRow> rows(6 + kMaxLanes);
+  FanForecast forecast;
+  attribute_kernels().foretell_fan[kUvs](fan, rows.data(), forecast);
+  EXPECT_EQ(forecast.of_a.weights[0], 0);
+  EXPECT_EQ(forecast.of_a.values[0], 0);
+  std::vector<float> quadric(6, 0.0F);
+  attribute_kernels().add_star_variation[kUvs](hexagon.rows[6], fan.faces, 1, kScale, quadric.data());
+  EXPECT_EQ(quadric, std::vector<float>(6, 0.0F));
+}
+
+}  // namespace
+}  // namespace mirel::engine
