@@ -271,44 +271,71 @@ bool StatementParser::parse_unusual_index(char const*& p, Kind kind, std::uint32
   return true;
 }
 
-// Most lines: "f 1 2 3" or "f 1/1/1 2/2/2 3/3/3", nothing else, in a mesh whose faces have the same attributes. False,
-// and nothing done, for all other forms.
-template <bool with_attributes>
-bool StatementParser::add_plain_triangle(char const*& p) {
-  constexpr std::size_t kKinds = with_attributes ? 3 : 1;
-  std::uint32_t indices[3][3];
+// Most lines: three or four corners that all have what the mesh's faces have so far ("1", "1/1", "1//1" or "1/1/1"),
+// nothing else. False, and nothing done, for all other forms.
+template <bool with_uvs, bool with_normals>
+bool StatementParser::add_plain_face(char const*& p) {
+  std::uint32_t indices[3][4] = {};  // by Kind
   char const* q = p;
-  for (std::size_t corner = 0; corner < 3; ++corner) {
-    for (std::size_t kind = 0; kind < kKinds; ++kind) {
-      if (*q != (kind == 0 ? ' ' : '/')) return false;
-      text::DigitRun const run = text::scan_digits(++q);
-      if (run.value - 1 >= count_[kind]) return false;
-      indices[kind][corner] = run.value - 1;
-      q += run.length;
-    }
-  }
+  auto const read_index = [&](Kind kind, char before, std::size_t corner) {
+    if (*q != before) return false;
+    text::DigitRun const run = text::scan_digits(++q);
+    q += run.length;
+    indices[kind][corner] = run.value - 1;
+    return run.value - 1 < count_[kind];
+  };
+  auto const read_corner = [&](std::size_t corner) {
+    if (!read_index(kVertex, ' ', corner)) return false;
+    if (with_uvs && !read_index(kUv, '/', corner)) return false;
+    if (with_normals && !with_uvs && *q++ != '/') return false;
+    return !with_normals || read_index(kNormal, '/', corner);
+  };
+  if (!read_corner(0) || !read_corner(1) || !read_corner(2)) return false;
+  // Some programs end every face with a blank.
+  bool const is_quad = *q == ' ' && text::is_digit(q[1]);
+  if (is_quad && !read_corner(3)) return false;
+  if (*q == ' ') ++q;
+  if (*q == '\r' && q[1] == '\n') ++q;
   if (*q != '\n') return false;
-  std::vector<std::uint32_t>* const lists[3] = {&mesh_->faces, &mesh_->face_uvs, &mesh_->face_normals};
-  for (std::size_t kind = 0; kind < kKinds; ++kind) {
-    if (lists[kind]->capacity() - lists[kind]->size() < 3) return false;
-  }
+
+  std::size_t const added = is_quad ? 2 : 1;
+  auto const has_room = [&](std::vector<std::uint32_t> const& values, std::size_t needed) {
+    return values.capacity() - values.size() >= needed;
+  };
   std::size_t const face_count = mesh_->face_set_of.size();
-  if (mesh_->face_set_of.capacity() == face_count || face_count >= element_limit_) return false;
-  for (std::size_t kind = 0; kind < kKinds; ++kind) {
-    lists[kind]->insert(lists[kind]->end(), indices[kind], indices[kind] + 3);
+  if (!has_room(mesh_->faces, added * 3) || !has_room(mesh_->face_set_of, added) ||
+      face_count + added > element_limit_) {
+    return false;
   }
+  if (with_uvs && !has_room(mesh_->face_uvs, added * 3)) return false;
+  if (with_normals && !has_room(mesh_->face_normals, added * 3)) return false;
+  auto const append = [&](std::vector<std::uint32_t>& values, Kind kind) {
+    auto const& of = indices[kind];
+    values.insert(values.end(), of, of + 3);
+    if (is_quad) values.insert(values.end(), {of[0], of[2], of[3]});
+  };
+  if (is_quad && first_corner_of_diagonal(indices[kVertex]) == 1) {
+    for (auto& of : indices) std::rotate(of, of + 1, of + 4);
+  }
+  append(mesh_->faces, kVertex);
+  if constexpr (with_uvs) append(mesh_->face_uvs, kUv);
+  if constexpr (with_normals) append(mesh_->face_normals, kNormal);
   mesh_->face_set_of.push_back(face_set_);
+  if (is_quad) mesh_->face_set_of.push_back(face_set_);
   ++known_statements_;
   ++line_;
   p = q + 1;
   return true;
 }
 
+bool StatementParser::add_plain_face(char const*& p) {
+  if (!mesh_is_open_ || material_changed_) return false;
+  if (mesh_has_[kUv]) return mesh_has_[kNormal] ? add_plain_face<true, true>(p) : add_plain_face<true, false>(p);
+  return mesh_has_[kNormal] ? add_plain_face<false, true>(p) : add_plain_face<false, false>(p);
+}
+
 bool StatementParser::parse_face(char const*& p) {
-  if (mesh_is_open_ && !material_changed_ && mesh_has_[kUv] == mesh_has_[kNormal] &&
-      (mesh_has_[kUv] ? add_plain_triangle<true>(p) : add_plain_triangle<false>(p))) {
-    return true;
-  }
+  if (add_plain_face(p)) return true;
   corners_.clear();
   polygon_is_forward_ = false;
   bool lacks_uv = false;
@@ -434,7 +461,9 @@ bool StatementParser::add_polygon() {
     late_polygons_.push_back({soup_.meshes.size() - 1, face_count, count, line_});
     for (std::size_t k = 2; k < count; ++k) add_triangle(corners_[0], corners_[k - 1], corners_[k]);
   } else if (count == 4) {
-    std::size_t const first = first_corner_of_diagonal();
+    std::uint32_t vertices[4];
+    for (std::size_t k = 0; k < 4; ++k) vertices[k] = corners_[k].of[kVertex];
+    std::size_t const first = first_corner_of_diagonal(vertices);
     add_triangle(corners_[first], corners_[first + 1], corners_[first + 2]);
     add_triangle(corners_[first], corners_[first + 2], corners_[(first + 3) % 4]);
   } else {
@@ -449,12 +478,12 @@ bool StatementParser::add_polygon() {
 
 // The two triangles on a diagonal do not overlap where they face the same way; 0 unless only the other diagonal
 // gives that.
-std::size_t StatementParser::first_corner_of_diagonal() const {
-  auto const faces_same_way = [this](std::size_t first) {
+std::size_t StatementParser::first_corner_of_diagonal(std::uint32_t const (&vertices)[4]) const {
+  auto const faces_same_way = [&](std::size_t first) {
     double edge[3][3];
-    float const* const origin = &soup_.positions[std::size_t{corners_[first].of[kVertex]} * 3];
+    float const* const origin = &soup_.positions[std::size_t{vertices[first]} * 3];
     for (std::size_t k = 0; k < 3; ++k) {
-      float const* const position = &soup_.positions[std::size_t{corners_[(first + k + 1) % 4].of[kVertex]} * 3];
+      float const* const position = &soup_.positions[std::size_t{vertices[(first + k + 1) % 4]} * 3];
       for (int axis = 0; axis < 3; ++axis) {
         edge[k][axis] = static_cast<double>(position[axis]) - static_cast<double>(origin[axis]);
       }

@@ -60,8 +60,9 @@ class StatementParser {
   template <int width, int required>
   bool parse_coordinates(char const*& p, Kind kind, std::vector<float>& values);
   bool parse_face(char const*& p);
-  template <bool with_attributes>
-  bool add_plain_triangle(char const*& p);
+  bool add_plain_face(char const*& p);
+  template <bool with_uvs, bool with_normals>
+  bool add_plain_face(char const*& p);
   bool parse_index(char const*& p, Kind kind, std::uint32_t& index) {
     text::DigitRun const run = text::scan_digits(p);
     if (run.value - 1 < count_[kind] && !text::is_digit(p[run.length])) [[likely]] {
@@ -79,7 +80,7 @@ class StatementParser {
   void open_mesh();
   void use_material(std::string_view name);
   void choose_face_set();
-  std::size_t first_corner_of_diagonal() const;
+  std::size_t first_corner_of_diagonal(std::uint32_t const (&vertices)[4]) const;
   void cut_polygon(std::uint64_t line);
   void cut_late_polygons();
 

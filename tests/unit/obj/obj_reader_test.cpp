@@ -468,8 +468,12 @@ TEST(ObjReader, CommonFacesAreReadAsOddOnesAre) {
     std::string odd;
     std::uint32_t counts[3] = {0, 0, 0};
     bool const wrong = round % 10 == 9;
+    // The short road is for meshes whose faces have all the same form.
+    bool const one_form = round % 3 != 0;
+    std::uint32_t const form_of_all = below(4);
     auto const line = [&](std::string const& text, bool is_face) {
-      common += text + "\n";
+      char const* const ends[] = {"\n", "\n", " \n", "\r\n", " \r\n"};
+      common += text + ends[is_face ? below(5) : 0];
       odd += is_face ? text + " #\r\n" : text + "\n";
     };
     for (int k = 0; k < 40; ++k) {
@@ -488,7 +492,7 @@ TEST(ObjReader, CommonFacesAreReadAsOddOnesAre) {
       } else if (choice == 4) {
         line(below(3) == 0 ? "o part" : std::string("usemtl m").append(std::to_string(below(3))), false);
       } else {
-        std::uint32_t const form = below(4);
+        std::uint32_t const form = one_form ? form_of_all : below(4);
         std::string face = "f";
         for (std::uint32_t c = 0; c < 3 + below(2) * below(2); ++c) {
           auto const index = [&](std::size_t kind) {
