@@ -100,12 +100,14 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
   F py = (c1 * r0 + c3 * r1 + c4 * r2) * inverse;
   F pz = (c2 * r0 + c4 * r1 + c5 * r2) * inverse;
   // Once more for what the planes still want, without the prior: it then only speaks where they are silent.
-  F const u0 = t0 - (s0 * px + q1 * py + q2 * pz);
-  F const u1 = t1 - (q1 * px + s3 * py + q4 * pz);
-  F const u2 = t2 - (q2 * px + q4 * py + s5 * pz);
-  px += (c0 * u0 + c1 * u1 + c2 * u2) * inverse;
-  py += (c1 * u0 + c3 * u1 + c4 * u2) * inverse;
-  pz += (c2 * u0 + c4 * u1 + c5 * u2) * inverse;
+  if (out != nullptr) {
+    F const u0 = t0 - (s0 * px + q1 * py + q2 * pz);
+    F const u1 = t1 - (q1 * px + s3 * py + q4 * pz);
+    F const u2 = t2 - (q2 * px + q4 * py + s5 * pz);
+    px += (c0 * u0 + c1 * u1 + c2 * u2) * inverse;
+    py += (c1 * u0 + c3 * u1 + c4 * u2) * inverse;
+    pz += (c2 * u0 + c4 * u1 + c5 * u2) * inverse;
+  }
 
   // Moved onto the plane of equal volume, along the direction that the quadric resists least.
   F const n0 = a.n0 + b.n0, n1 = a.n1 + b.n1, n2 = a.n2 + b.n2;
