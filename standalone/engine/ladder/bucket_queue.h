@@ -59,10 +59,11 @@ class BucketQueue {
   }
   // Takes the oldest entries of a bucket out.
   void drop(Bucket bucket, std::size_t count) { buckets_[bucket].head += count; }
-  // Puts what another queue holds behind what this one does, bucket by bucket.
-  void append(BucketQueue const& other) {
-    for (std::uint32_t bucket = other.lowest_; bucket < kBucketCount; ++bucket) {
-      for (Entry const& entry : other.rest(static_cast<Bucket>(bucket))) push(entry, static_cast<Bucket>(bucket));
+  // Calls visit(entry, bucket) for all entries, bucket by bucket, oldest first.
+  template <typename Visit>
+  void for_each(Visit const& visit) const {
+    for (std::uint32_t bucket = lowest_; bucket < kBucketCount; ++bucket) {
+      for (Entry const& entry : rest(static_cast<Bucket>(bucket))) visit(entry, static_cast<Bucket>(bucket));
     }
   }
 
@@ -102,38 +103,38 @@ class BlockedQueue {
     queues_[std::min<std::size_t>(entry.item >> shift_, queues_.size() - 1)].push(entry, bucket);
   }
 
-  // Goes to the bucket that is next; false when all are empty. Stretches become longer as their vertices become fewer.
-  bool find_next(Bucket& bucket, std::uint32_t live_vertices) {
-    for (;;) {
-      for (; current_ < queues_.size(); ++current_) {
-        if (queues_[current_].find_lowest(bucket) && bucket < ceiling_) return true;
-      }
-      current_ = 0;
-      while (queues_.size() > 1 && live_vertices >> kStretchBits < queues_.size() / 2) merge_pairs();
-      ceiling_ = 0;
-      std::uint32_t lowest = BucketQueue::kBucketCount;
-      for (BucketQueue& queue : queues_) {
-        if (queue.find_lowest(bucket)) lowest = std::min<std::uint32_t>(lowest, bucket);
-      }
-      if (lowest == BucketQueue::kBucketCount) return false;
-      std::uint32_t const round = queues_.size() < kManyStretches ? kRound : kLongRound;
-      ceiling_ = lowest / round * round + round;
+  // Begins a round; false when all stretches are empty.
+  bool start_round() {
+    current_ = 0;
+    std::uint32_t lowest = BucketQueue::kBucketCount;
+    Bucket bucket = 0;
+    for (BucketQueue& queue : queues_) {
+      if (queue.find_lowest(bucket)) lowest = std::min<std::uint32_t>(lowest, bucket);
     }
+    if (lowest == BucketQueue::kBucketCount) return false;
+    std::uint32_t const round = queues_.size() < kManyStretches ? kRound : kLongRound;
+    ceiling_ = lowest / round * round + round;
+    return true;
+  }
+  // Goes to the bucket that is next in the round; false when the round is over.
+  bool find_next(Bucket& bucket) {
+    for (; current_ < queues_.size(); ++current_) {
+      if (queues_[current_].find_lowest(bucket) && bucket < ceiling_) return true;
+    }
+    return false;
   }
   // Of the stretch at hand.
   std::span<Entry const> rest(Bucket bucket) const { return queues_[current_].rest(bucket); }
   void drop(Bucket bucket, std::size_t count) { queues_[current_].drop(bucket, count); }
 
- private:
-  void merge_pairs() {
-    for (std::size_t i = 0; i < queues_.size(); i += 2) {
-      if (i + 1 < queues_.size()) queues_[i].append(queues_[i + 1]);
-      if (i > 0) queues_[i / 2] = std::move(queues_[i]);
-    }
-    queues_.resize((queues_.size() + 1) / 2);
-    ++shift_;
+  bool is_one_stretch() const { return queues_.size() == 1; }
+  // Calls visit(entry, bucket) for all entries, stretch by stretch.
+  template <typename Visit>
+  void for_each(Visit const& visit) const {
+    for (BucketQueue const& queue : queues_) queue.for_each(visit);
   }
 
+ private:
   std::vector<BucketQueue> queues_ = std::vector<BucketQueue>(1);
   std::uint32_t shift_ = 31;
   std::size_t current_ = 0;

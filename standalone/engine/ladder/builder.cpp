@@ -33,11 +33,6 @@ Records LadderBuilder::build() {
   records_.node_count_at.push_back(records_.leaf_count());
   if (options_.tolerance > 0) records_.deviation_at.push_back(0);
   live_faces_ = records_.face_count();
-  next_level_faces_ = live_faces_ / 2;
-  Level full;
-  full.node_count = records_.leaf_count();
-  full.mesh_begin = records_.face_base;
-  records_.levels.push_back(std::move(full));
   if (live_faces_ == 0) return std::move(records_);
 
   scale_to_unit();
@@ -49,7 +44,8 @@ Records LadderBuilder::build() {
     sum_stars(triangles);
   }
   measure_faces();
-  queue_.start(stars_.vertex_count());
+  live_vertices_ = stars_.vertex_count();
+  queue_.start(live_vertices_);
   if (options_.lock_boundaries) lock_boundaries();
   if (options_.tolerance > 0) start_guards();
 
@@ -64,7 +60,10 @@ Records LadderBuilder::build() {
   }
   file_pending();
   BucketQueue::Bucket bucket = 0;
-  while (queue_.find_next(bucket, live_faces_ / 2)) take_batch(bucket);
+  while (queue_.start_round()) {
+    while (queue_.find_next(bucket)) take_batch(bucket);
+    if (!queue_.is_one_stretch() && live_vertices_ <= stars_.vertex_count() / 2) renumber_vertices();
+  }
 
   std::array<std::uint64_t, kObstacles> ends{};
   if (!obstacles_.empty()) {
@@ -311,6 +310,7 @@ void LadderBuilder::retire(std::uint32_t v) {
   }
   stars_.clear(v);
   vertex.flags |= kDead;
+  --live_vertices_;
   vertex.bucket = kNotQueued;
 }
 
@@ -324,6 +324,8 @@ void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std:
   // What is left is in the cache.
   constexpr std::uint32_t kFewFaces = 8192;
   if (live_faces_ < kFewFaces) return;
+  // Without an effect of its own, which fetching is not to g++, a call of this function would be left out.
+  asm volatile("");
   // What has come nearer than the distance since.
   auto const window = [&](std::size_t distance) {
     std::size_t const end = std::min(distance, entries.size());

@@ -129,7 +129,6 @@ class LadderBuilder {
   void record_single_wedge(std::uint32_t a, std::uint32_t b);
   std::uint32_t new_node(std::uint32_t lowest);
   void finish_step();
-  void take_level();
 
   // The faces of the edge at hand that stay, first those of its first end; and those that go.
   std::span<StarEntry const> survivors() const { return std::span(fan_faces_).first(fan_.surviving); }
@@ -143,6 +142,8 @@ class LadderBuilder {
     for (std::uint32_t i = fan_.surviving; i < fan_.count; ++i) found |= opposite(fan_faces_[i]) == v;
     return found;
   }
+
+  void renumber_vertices();
 
   // Components.
   void find_components();
@@ -193,10 +194,8 @@ class LadderBuilder {
 
   std::uint32_t step_ = 0;
   std::uint32_t live_faces_ = 0;
-  std::uint32_t next_level_faces_ = 0;
+  std::uint32_t live_vertices_ = 0;
   std::uint32_t next_position_id_ = 0;
-  std::unique_ptr<std::uint32_t[]> level_rank_;  // per face: place among those of the level at hand
-  std::vector<std::uint32_t> live_vertices_;     // as of the last level
 
   // Scratch of the collapse at hand.
   Candidates candidates_;

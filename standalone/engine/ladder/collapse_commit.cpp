@@ -3,20 +3,12 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <numeric>
 #include <utility>
 
 #include "standalone/engine/ladder/builder.h"
 #include "standalone/engine/ladder/lanes.h"
 
 namespace mirel::engine {
-
-namespace {
-
-// Below this number of faces no level is taken: any step there is read from the last one.
-constexpr std::uint32_t kSmallestLevel = 256;
-
-}  // namespace
 
 std::uint32_t LadderBuilder::new_node(std::uint32_t lowest) {
   std::uint32_t const node = records_.node_count();
@@ -158,48 +150,6 @@ void LadderBuilder::finish_step() {
     float const above = std::nextafter(static_cast<float>(bound), std::numeric_limits<float>::infinity());
     records_.deviation_at.push_back(bound > 0 ? std::min(above, options_.tolerance) : 0);
   }
-  if (live_faces_ <= next_level_faces_ && live_faces_ >= kSmallestLevel) take_level();
-}
-
-void LadderBuilder::take_level() {
-  next_level_faces_ = live_faces_ / 2;
-  Level const& previous = records_.levels.back();
-  Level level;
-  level.step = step_;
-  level.node_count = records_.node_count();
-  level.faces.resize(live_faces_ + 1);  // one more, as dead faces are written and then not counted
-  std::uint32_t count = 0;
-  level.mesh_begin.push_back(0);
-  for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
-    for (std::uint32_t i = previous.mesh_begin[m]; i < previous.mesh_begin[m + 1]; ++i) {
-      std::uint32_t const face = previous.faces.empty() ? i : previous.faces[i];
-      level.faces[count] = face;
-      count += records_.face_death[face] == kNone ? 1U : 0U;
-    }
-    level.mesh_begin.push_back(count);
-  }
-  level.faces.resize(count);
-  level.corners.resize(level.faces.size() * 3);
-  if (records_.attributed) {
-    for (std::size_t i = 0; i < level.faces.size(); ++i) {
-      for (std::uint32_t k = 0; k < 3; ++k) level.corners[3 * i + k] = attributes_.wedge(level.faces[i], k);
-    }
-  } else {
-    // Without attributes the corners of faces stand in the stars alone.
-    if (level_rank_ == nullptr) level_rank_ = std::make_unique_for_overwrite<std::uint32_t[]>(records_.face_count());
-    for (std::uint32_t i = 0; i < level.faces.size(); ++i) level_rank_[level.faces[i]] = i;
-    if (live_vertices_.empty()) {
-      live_vertices_.resize(stars_.vertex_count());
-      std::iota(live_vertices_.begin(), live_vertices_.end(), 0U);
-    }
-    std::erase_if(live_vertices_, [this](std::uint32_t v) { return (stars_.vertex(v).flags & kDead) != 0; });
-    for (std::uint32_t const v : live_vertices_) {
-      for (StarEntry const& entry : std::as_const(stars_).star(v)) {
-        level.corners[std::size_t{level_rank_[entry.face()]} * 3 + entry.corner()] = origins_[v].node;
-      }
-    }
-  }
-  records_.levels.push_back(std::move(level));
 }
 
 }  // namespace mirel::engine

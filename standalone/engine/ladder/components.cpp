@@ -127,6 +127,7 @@ void LadderBuilder::remove_component(std::uint32_t component) {
     stars_.clear(v);
     stars_.vertex(v).flags |= kDead;
   }
+  live_vertices_ -= static_cast<std::uint32_t>(component_vertices_.size());
   for (std::uint32_t const face : component_faces_) records_.face_death[face] = step_;
   live_faces_ -= static_cast<std::uint32_t>(component_faces_.size());
   finish_step();

@@ -1,6 +1,7 @@
 #include "standalone/engine/ladder/ladder.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 #include "standalone/engine/ladder/builder.h"
@@ -43,39 +44,123 @@ class FirstUse {
   std::uint32_t count_ = 0;
 };
 
+// Below this number of faces any step is read from the last level.
+constexpr std::uint32_t kSmallestLevel = 256;
+
+// The faces that are alive at a step, in the order of step 0, with their corners as nodes. Levels are made where steps
+// are asked for, at most one for each halving of the faces, so that the way from the nearest level is no longer than
+// what is read.
+struct Level {
+  std::uint32_t step = 0;
+  std::uint32_t node_count = 0;           // nodes that exist at this step
+  std::vector<std::uint32_t> faces;       // ladder-wide face numbers, rising; empty at level 0: all faces
+  std::vector<std::uint32_t> corners;     // faces x 3 nodes; empty at level 0: the wedges of the meshes
+  std::vector<std::uint32_t> mesh_begin;  // mesh_count + 1: where each mesh's faces start in `faces`
+};
+
 }  // namespace
 
 struct Ladder::Data {
   Records records;
+  std::vector<Level> levels;  // by rising step
   // For one step, where every node made since its level ends up: shared by the meshes read at that step.
   std::uint32_t resolved_step = 0;
-  Level const* resolved_level = nullptr;
+  std::size_t resolved_level = 0;
+  bool is_resolved = false;
   std::vector<std::uint32_t> resolved;
   FirstUse vertices;
   FirstUse positions;
 
+  std::uint32_t step_for_face_count(std::uint32_t faces) const;
   void resolve(std::uint32_t step);
-  std::uint32_t node_at_step(std::uint32_t node, std::uint32_t node_count) const {
-    if (node >= resolved_level->node_count) return resolved[node - resolved_level->node_count];
-    std::uint32_t const parent = records.parent[node];
-    return parent < node_count ? resolved[parent - resolved_level->node_count] : node;
-  }
+  void resolve_from(std::size_t level, std::uint32_t step);
+  void make_level(std::size_t from, std::uint32_t step);
+  // Calls visit(face, corners) for the faces of a mesh that are alive at the resolved step; corners as nodes of it.
+  template <typename Visit>
+  void for_each_face(std::size_t mesh, Visit const& visit) const;
 };
 
+std::uint32_t Ladder::Data::step_for_face_count(std::uint32_t faces) const {
+  std::vector<std::uint32_t> const& counts = records.face_count_at;
+  auto const found = std::partition_point(counts.begin(), counts.end(), [faces](std::uint32_t n) { return n > faces; });
+  return std::min(static_cast<std::uint32_t>(found - counts.begin()), records.last_step());
+}
+
 // Parents are always made after their children: going down from the newest node, each finds its parent resolved.
-void Ladder::Data::resolve(std::uint32_t step) {
-  if (resolved_level != nullptr && resolved_step == step) return;
-  auto const after = std::upper_bound(records.levels.begin(), records.levels.end(), step,
-                                      [](std::uint32_t s, Level const& level) { return s < level.step; });
-  std::uint32_t const first = (after - 1)->node_count;
+void Ladder::Data::resolve_from(std::size_t level, std::uint32_t step) {
+  std::uint32_t const first = levels[level].node_count;
   std::uint32_t const count = records.node_count_at[step];
   if (resolved.size() < count - first) resolved.resize(count - first);
-  resolved_level = &*(after - 1);
+  resolved_level = level;
   resolved_step = step;
+  is_resolved = true;
   for (std::uint32_t node = count; node-- > first;) {
     std::uint32_t const parent = records.parent[node];
     resolved[node - first] = parent < count ? resolved[parent - first] : node;
   }
+}
+
+template <typename Visit>
+void Ladder::Data::for_each_face(std::size_t mesh, Visit const& visit) const {
+  Level const& level = levels[resolved_level];
+  std::vector<std::uint32_t> const& wedges = records.meshes[mesh]->faces;
+  std::uint32_t const node_count = records.node_count_at[resolved_step];
+  bool const all = level.faces.empty();
+  for (std::uint32_t i = level.mesh_begin[mesh]; i < level.mesh_begin[mesh + 1]; ++i) {
+    std::uint32_t const face = all ? i : level.faces[i];
+    if (records.face_death[face] <= resolved_step) continue;
+    std::array<std::uint32_t, 3> corners;
+    for (std::size_t k = 0; k < 3; ++k) {
+      std::uint32_t const node =
+          all ? records.wedge_base[mesh] + wedges[std::size_t{3} * (face - records.face_base[mesh]) + k]
+              : level.corners[std::size_t{3} * i + k];
+      if (node >= level.node_count) {
+        corners[k] = resolved[node - level.node_count];
+      } else {
+        std::uint32_t const parent = records.parent[node];
+        corners[k] = parent < node_count ? resolved[parent - level.node_count] : node;
+      }
+    }
+    visit(face, corners);
+  }
+}
+
+void Ladder::Data::make_level(std::size_t from, std::uint32_t step) {
+  resolve_from(from, step);
+  Level level;
+  level.step = step;
+  level.node_count = records.node_count_at[step];
+  level.faces.reserve(records.face_count_at[step]);
+  level.corners.reserve(std::size_t{records.face_count_at[step]} * 3);
+  level.mesh_begin.push_back(0);
+  for (std::size_t mesh = 0; mesh < records.meshes.size(); ++mesh) {
+    for_each_face(mesh, [&level](std::uint32_t face, std::array<std::uint32_t, 3> const& corners) {
+      level.faces.push_back(face);
+      level.corners.insert(level.corners.end(), corners.begin(), corners.end());
+    });
+    level.mesh_begin.push_back(static_cast<std::uint32_t>(level.faces.size()));
+  }
+  is_resolved = false;
+  levels.insert(levels.begin() + static_cast<std::ptrdiff_t>(from) + 1, std::move(level));
+}
+
+void Ladder::Data::resolve(std::uint32_t step) {
+  if (is_resolved && resolved_step == step) return;
+  auto const nearest = [this](std::uint32_t at) {
+    auto const after = std::upper_bound(levels.begin(), levels.end(), at,
+                                        [](std::uint32_t s, Level const& level) { return s < level.step; });
+    return static_cast<std::size_t>(after - levels.begin()) - 1;
+  };
+  std::uint32_t const wanted = std::max(records.face_count_at[step], kSmallestLevel);
+  std::uint32_t faces = records.face_count();
+  while (faces / 2 >= wanted) faces /= 2;
+  std::uint32_t const level_step = step_for_face_count(faces);
+  std::size_t level = nearest(step);
+  if (levels[level].step < level_step && level_step <= step) {
+    make_level(level, level_step);
+    ++level;
+  }
+  resolve_from(level, step);
 }
 
 std::unique_ptr<Ladder> Ladder::build(std::span<WedgeMesh const* const> meshes, LadderOptions const& options) {
@@ -92,6 +177,10 @@ std::unique_ptr<Ladder> Ladder::build(std::span<WedgeMesh const* const> meshes, 
   records.face_count_at.shrink_to_fit();
   records.node_count_at.shrink_to_fit();
   records.deviation_at.shrink_to_fit();
+  Level full;
+  full.node_count = records.leaf_count();
+  full.mesh_begin = records.face_base;
+  data->levels.push_back(std::move(full));
   return std::unique_ptr<Ladder>(new Ladder(std::move(data)));
 }
 
@@ -111,9 +200,7 @@ std::uint32_t Ladder::face_count(std::uint32_t step) const {
 }
 
 std::uint32_t Ladder::step_for_face_count(std::uint32_t faces) const {
-  std::vector<std::uint32_t> const& counts = data_->records.face_count_at;
-  auto const found = std::partition_point(counts.begin(), counts.end(), [faces](std::uint32_t n) { return n > faces; });
-  return std::min(static_cast<std::uint32_t>(found - counts.begin()), step_count());
+  return data_->step_for_face_count(faces);
 }
 
 double Ladder::deviation_bound(std::uint32_t step) const {
@@ -136,7 +223,6 @@ void Ladder::read(std::uint32_t mesh, std::uint32_t step, WedgeMesh& out) {
     return;
   }
   data_->resolve(step);
-  Level const& level = *data_->resolved_level;
   std::uint32_t const node_count = records.node_count_at[step];
   std::uint32_t const leaf_count = records.leaf_count();
   std::uint32_t const wedge_base = records.wedge_base[mesh];
@@ -181,20 +267,14 @@ void Ladder::read(std::uint32_t mesh, std::uint32_t step, WedgeMesh& out) {
   };
 
   std::size_t set = 0;
-  for (std::uint32_t i = level.mesh_begin[mesh]; i < level.mesh_begin[mesh + 1]; ++i) {
-    std::uint32_t const face = level.faces.empty() ? i : level.faces[i];
-    if (records.face_death[face] <= step) continue;
+  data_->for_each_face(mesh, [&](std::uint32_t face, std::array<std::uint32_t, 3> const& corners) {
     while (face - face_base >= original.set_begin[set + 1]) out.set_begin[++set] = out.face_count();
-    for (std::size_t k = 0; k < 3; ++k) {
-      std::uint32_t const corner = level.corners.empty()
-                                       ? wedge_base + original.faces[std::size_t{3} * (face - face_base) + k]
-                                       : level.corners[std::size_t{3} * i + k];
-      std::uint32_t const node = data_->node_at_step(corner, node_count);
+    for (std::uint32_t const node : corners) {
       std::uint32_t vertex = 0;
       if (data_->vertices.number(node, vertex)) add_vertex(node);
       out.faces.push_back(vertex);
     }
-  }
+  });
   while (set + 1 < out.set_begin.size()) out.set_begin[++set] = out.face_count();
   out.position_count = data_->positions.count();
 }

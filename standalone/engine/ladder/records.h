@@ -3,9 +3,7 @@
 // A node is one wedge in the form it has between two steps: the leaves are the wedges of step 0, and every collapse
 // makes new nodes, numbered on, for the wedges of the merged vertex. So the nodes that exist at a step are those
 // below a number, and the wedge that a face's corner shows at that step is the last node on its way up the parents
-// that lies below it (a vertex hierarchy: Hoppe 1997, Luebke and Erikson 1997). Levels hold the corners of the live
-// faces each time their number has halved, so that the way up from the nearest level is never longer than what is
-// read.
+// that lies below it (a vertex hierarchy: Hoppe 1997, Luebke and Erikson 1997).
 #pragma once
 
 #include <array>
@@ -17,15 +15,6 @@
 #include "standalone/engine/wedge_mesh.h"
 
 namespace mirel::engine {
-
-// The faces that are alive at a step, in the order of step 0, with their corners as nodes.
-struct Level {
-  std::uint32_t step = 0;
-  std::uint32_t node_count = 0;           // nodes that exist at this step
-  std::vector<std::uint32_t> faces;       // ladder-wide face numbers, rising; empty at level 0: all faces
-  std::vector<std::uint32_t> corners;     // faces x 3 nodes; empty at level 0: the wedges of the meshes
-  std::vector<std::uint32_t> mesh_begin;  // mesh_count + 1: where each mesh's faces start in `faces`
-};
 
 // The attributes of a node: UV, then normal, each where any mesh of the ladder has it.
 struct AttributeLayout {
@@ -61,7 +50,6 @@ struct Records {
   std::vector<std::uint32_t> face_count_at;  // per step
   std::vector<std::uint32_t> node_count_at;  // per step
   std::vector<float> deviation_at;           // per step, with a tolerance only
-  std::vector<Level> levels;
   LadderEnd end;
 
   std::uint32_t leaf_count() const { return wedge_base.back(); }

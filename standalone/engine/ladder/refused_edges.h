@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <span>
+#include <utility>
 #include <vector>
 
 namespace mirel::engine {
@@ -26,6 +28,19 @@ class RefusedEdges {
     Entry const asked = entry(a, b);
     return there.low == asked.low && there.high == asked.high && there.low_version == asked.low_version &&
            there.high_version == asked.high_version;
+  }
+  // Gives the vertices that are `live` the numbers from 0 on. `numbers`: the new ones by the old.
+  void renumber(std::span<std::uint32_t const> numbers, std::span<std::uint32_t const> live) {
+    RefusedEdges renumbered;
+    renumbered.start(static_cast<std::uint32_t>(live.size()) + 1);
+    for (std::size_t i = 0; i < live.size(); ++i) renumbered.versions_[i] = versions_[live[i]];
+    for (Entry const& there : entries_) {
+      if (there.high == 0 || std::max(numbers[there.low], numbers[there.high]) >= live.size()) continue;
+      if (there.low_version == versions_[there.low] && there.high_version == versions_[there.high]) {
+        renumbered.add(numbers[there.low], numbers[there.high]);
+      }
+    }
+    *this = std::move(renumbered);
   }
 
  private:

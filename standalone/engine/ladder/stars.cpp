@@ -129,6 +129,45 @@ void Stars::assign(std::uint32_t v, std::span<StarEntry const> entries) {
   if (count >= kHub) index_hub(v);
 }
 
+void Stars::renumber(std::span<std::uint32_t const> numbers, std::span<std::uint32_t const> live,
+                     std::size_t entry_count) {
+  // Stars lie in no order of their own: reading them is what takes the time.
+  constexpr std::size_t kAhead = 24;
+  std::size_t const size = entry_count + live.size() * kSlack;
+  std::size_t const capacity = size + size / 8 + 64;
+  std::unique_ptr<StarEntry[]> entries;
+  allocate(capacity, entries);
+  std::uint32_t begin = 0;
+  for (std::size_t i = 0; i < live.size(); ++i) {
+    if (i + kAhead < live.size()) {
+      StarEntry const* const ahead = entries_.get() + vertices_[live[i + kAhead]].star_begin;
+      __builtin_prefetch(ahead);
+      __builtin_prefetch(ahead + 5);
+    }
+    Vertex vertex = vertices_[live[i]];
+    StarEntry* to = entries.get() + begin;
+    for (StarEntry const& entry : star(live[i])) {
+      *to++ = {numbers[entry.next], numbers[entry.previous], entry.face_corner};
+    }
+    std::fill_n(to, kSlack, StarEntry{});
+    vertex.star_begin = begin;
+    vertex.slack = kSlack;
+    begin += vertex.star_count + kSlack;
+    vertices_[i] = vertex;
+  }
+  vertices_.resize(live.size() + 1);
+  vertices_.back() = Vertex{};
+  vertices_.back().flags = kDead;
+  entries_ = std::move(entries);
+  capacity_ = capacity;
+  used_ = begin;
+  if (hub_places_.empty()) return;
+  hub_places_.clear();
+  for (std::uint32_t v = 0; v < live.size(); ++v) {
+    if (is_hub(v)) index_hub(v);
+  }
+}
+
 void Stars::grow(std::size_t capacity) {
   std::unique_ptr<StarEntry[]> larger;
   allocate(capacity, larger);

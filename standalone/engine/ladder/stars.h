@@ -97,6 +97,10 @@ class Stars {
   void rename(std::uint32_t v, std::uint32_t face, std::uint32_t from, std::uint32_t to);
   // Gives v a new star. `entries` must not point into the store. May move every star.
   void assign(std::uint32_t v, std::span<StarEntry const> entries);
+  // Gives the vertices that are `live`, in the order of their old numbers, the numbers from 0 on, and puts their stars,
+  // which have so many entries, in that order. `numbers`: the new ones by the old. A dead vertex comes behind them: it
+  // stands for all others.
+  void renumber(std::span<std::uint32_t const> numbers, std::span<std::uint32_t const> live, std::size_t entry_count);
   // Forgets the star of v.
   void clear(std::uint32_t v) {
     vertices_[v].star_count = 0;

@@ -209,8 +209,8 @@ TEST(HardInputsTest, SliversGo) {
   // Faces a thousand times as long as wide, flat and round.
   EXPECT_EQ(coarsest(placed(jittered(plane(40), 1 / 40.0F, 2), {1000, 1, 1}, 0)), 1U);
   EXPECT_EQ(coarsest(placed(mirel::test::sphere(24, 36), {1000, 1, 1}, 0)), 4U);
-  // The last dozens of faces cut across the two ends of the long ring.
-  EXPECT_LE(coarsest(placed(mirel::test::torus(36, 24), {1000, 1, 1}, 0), Turning::kNone, 100), 30U);
+  // Of the last two hundred faces one or two may cut across the two ends of the long ring.
+  EXPECT_LE(coarsest(placed(mirel::test::torus(36, 24), {1000, 1, 1}, 0), Turning::kNone, 200), 30U);
 }
 
 TEST(HardInputsTest, FarFromTheOriginIsAsGoodAsNear) {

@@ -176,5 +176,25 @@ TEST(RefusedEdges, AreForgottenWhenAnEndChanges) {
   EXPECT_FALSE(refused.holds(3, 7));
 }
 
+TEST(RefusedEdges, KeepWhatTheyKnowUnderNewNumbers) {
+  RefusedEdges refused;
+  refused.start(400);
+  refused.change(4);
+  refused.add(1, 4);
+  refused.add(1, 5);
+  refused.add(0, 4);
+  refused.change(5);
+  // All others are gone.
+  std::uint32_t const live[] = {1, 4, 5};
+  std::vector<std::uint32_t> numbers(400, 3);
+  for (std::uint32_t i = 0; i < 3; ++i) numbers[live[i]] = i;
+  refused.renumber(numbers, live);
+  EXPECT_TRUE(refused.holds(0, 1));
+  EXPECT_FALSE(refused.holds(0, 2)) << "changed before";
+  EXPECT_FALSE(refused.holds(1, 3)) << "an end is gone";
+  refused.change(1);
+  EXPECT_FALSE(refused.holds(0, 1));
+}
+
 }  // namespace
 }  // namespace mirel::engine
