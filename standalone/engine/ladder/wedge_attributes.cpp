@@ -281,26 +281,44 @@ void WedgeAttributes::find_shared(Records const& records, WedgeMerge const& merg
   }
 }
 
-// Where the UVs of a group at a seam may go: hardly beyond those that it has at the ends of the edge. Beyond the
-// outline of its chart the texture shows something else.
-WedgeAttributes::UvBox WedgeAttributes::box_on_outline(WedgeMerge const& result, std::size_t group) const {
-  constexpr float kMargin = 0.125F;
-  UvBox box;
-  box.low.fill(std::numeric_limits<float>::infinity());
-  box.high.fill(-std::numeric_limits<float>::infinity());
+// Keeps the UV of a group at a seam close to those that it has at the ends of the edge: beyond the outline of its chart
+// the texture shows something else.
+void WedgeAttributes::keep_on_outline(WedgeMerge const& result, std::size_t group, float* uv) const {
+  constexpr float kMargin = 0.375F;
+  float const* ends[2] = {nullptr, nullptr};
+  float low[2], high[2];
+  bool several = false;
   for (std::size_t w = 0; w < slots_.size(); ++w) {
     if (shared_[0][result.group_of[w]] != group) continue;
-    for (std::size_t k = 0; k < 2; ++k) {
-      box.low[k] = std::min(box.low[k], slots_[w].values->values[k]);
-      box.high[k] = std::max(box.high[k], slots_[w].values->values[k]);
+    float const* const own = slots_[w].values->values;
+    if (ends[0] == nullptr) {
+      ends[0] = ends[1] = own;
+      std::copy_n(own, 2, low);
+      std::copy_n(own, 2, high);
     }
+    if (std::equal(own, own + 2, ends[0]) || std::equal(own, own + 2, ends[1])) continue;
+    several |= ends[1] != ends[0];
+    ends[1] = own;
+    for (std::size_t k = 0; k < 2; ++k) low[k] = std::min(low[k], own[k]), high[k] = std::max(high[k], own[k]);
   }
-  float const margin = kMargin * std::max(box.high[0] - box.low[0], box.high[1] - box.low[1]);
-  for (std::size_t k = 0; k < 2; ++k) {
-    box.low[k] -= margin;
-    box.high[k] += margin;
+  if (several) {
+    float const margin = kMargin * std::max(high[0] - low[0], high[1] - low[1]);
+    for (std::size_t k = 0; k < 2; ++k) uv[k] = std::min(std::max(low[k] - margin, uv[k]), high[k] + margin);
+    return;
   }
-  return box;
+  float const along[2] = {ends[1][0] - ends[0][0], ends[1][1] - ends[0][1]};
+  float const length2 = along[0] * along[0] + along[1] * along[1];
+  float const offset[2] = {uv[0] - ends[0][0], uv[1] - ends[0][1]};
+  float share = 0;
+  float aside = 0;
+  if (length2 > 0) {
+    share = (offset[0] * along[0] + offset[1] * along[1]) / length2;
+    aside = (offset[1] * along[0] - offset[0] * along[1]) / length2;
+    share = std::min(std::max(-kMargin, share), 1 + kMargin);
+    aside = std::min(std::max(-kMargin, aside), kMargin);
+  }
+  uv[0] = ends[0][0] + share * along[0] - aside * along[1];
+  uv[1] = ends[0][1] + share * along[1] + aside * along[0];
 }
 
 // The values of one kind for all groups. `counts`: whether faces foretell any.
@@ -337,10 +355,7 @@ void WedgeAttributes::choose_values(std::size_t kind, bool counts, WedgeMerge& r
       values.values[k] = std::min(std::max(low.values[k], foretold.values[k] / weight), high.values[k]);
     }
     if (kind == 0 && result.groups.size() > 1) {
-      UvBox const outline = box_on_outline(result, g);
-      for (std::size_t k = 0; k < 2; ++k) {
-        values.values[k] = std::min(std::max(outline.low[k], values.values[k]), outline.high[k]);
-      }
+      keep_on_outline(result, g, values.values);
     }
   }
 }

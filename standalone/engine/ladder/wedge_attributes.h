@@ -85,10 +85,6 @@ class WedgeAttributes {
   static bool normalise(AttributeRow& row);
 
  private:
-  struct UvBox {
-    std::array<float, 2> low{};
-    std::array<float, 2> high{};
-  };
   // An old wedge.
   struct Slot {
     AttributeRow const* values;
@@ -106,7 +102,7 @@ class WedgeAttributes {
   void choose_values(std::size_t kind, bool counts, WedgeMerge& result);
   void keep_values(EdgeAttributes const& edge, Records const& records, WedgeMerge& result);
   float cost(std::size_t kind, float scale, WedgeMerge const& result);
-  UvBox box_on_outline(WedgeMerge const& result, std::size_t group) const;
+  void keep_on_outline(WedgeMerge const& result, std::size_t group, float* uv) const;
   void copy_shared(std::size_t begin, std::size_t end, WedgeMerge& result);
   void mark_alive(EdgeAttributes const& edge, bool check_uv_area, WedgeMerge& result) const;
 

@@ -186,6 +186,51 @@ TEST(AttributesTest, ASplitSeamIsNeverTornAndItsSidesAgree) {
   }
 }
 
+// Distance of a point from a triangle in the plane, 0 inside.
+double distance(std::array<double, 2> p, std::array<Corner, 3> const& triangle) {
+  double nearest = 1e30;
+  bool inside = true;
+  for (std::size_t k = 0; k < 3; ++k) {
+    Corner const& a = triangle[k];
+    Corner const& b = triangle[(k + 1) % 3];
+    double const along[2] = {double{b.u} - a.u, double{b.v} - a.v};
+    double const to[2] = {p[0] - a.u, p[1] - a.v};
+    inside = inside && along[0] * to[1] - along[1] * to[0] >= 0;
+    double const share =
+        std::clamp((along[0] * to[0] + along[1] * to[1]) / (along[0] * along[0] + along[1] * along[1]), 0.0, 1.0);
+    nearest = std::min(nearest, std::hypot(to[0] - share * along[0], to[1] - share * along[1]));
+  }
+  return inside ? 0 : nearest;
+}
+
+TEST(AttributesTest, UvsStayInsideAnIrregularOutline) {
+  // The left chart ends in bays and tongues, towards which it runs ever faster, and ridges cross the seam aslant: a
+  // vertex that gives way to them takes UVs that are carried on from inside far out.
+  auto const ridges = [](float x, float y) { return 0.05F * std::abs(std::sin(15 * x + 25 * y)); };
+  WedgeMesh const mesh = sheet(ridges, [](float x, float y, bool right) {
+    if (right) return Look{10 + x, y};
+    float const share = 8 * x * x * x;
+    return Look{(0.5F + 0.1F * std::sin(40 * y)) * share * share, y};
+  });
+  std::vector<std::array<Corner, 3>> chart;
+  for (std::uint32_t f = 0; f < mesh.face_count(); ++f) {
+    if (corners(mesh, f)[0].u < 5) chart.push_back(corners(mesh, f));
+  }
+  auto const ladder = build(mesh);
+  for (std::uint32_t const step : some_steps(*ladder, mesh)) {
+    WedgeMesh const now = read(*ladder, step);
+    double farthest = 0;
+    for (std::uint32_t v = 0; v < now.vertex_count(); ++v) {
+      std::array<double, 2> const uv = {now.uvs[2 * v], now.uvs[2 * v + 1]};
+      if (uv[0] > 5) continue;
+      double nearest = 1e30;
+      for (std::array<Corner, 3> const& triangle : chart) nearest = std::min(nearest, distance(uv, triangle));
+      farthest = std::max(farthest, nearest);
+    }
+    EXPECT_LT(farthest, 0.005) << "step " << step;
+  }
+}
+
 TEST(AttributesTest, AWeldedSeamKeepsItsStripAndItsSplitHalf) {
   // In the upper half the right chart's vertices in the middle are those of the left one: the faces beside them show
   // the way from one chart to the other.
