@@ -51,12 +51,11 @@ void LadderBuilder::renumber_vertices() {
 
   stars_.renumber(numbers, live, std::size_t{3} * live_faces_);
   move_down(origins_, live);
-  move_down(attribute_sums_, live);
+  move_down(attribute_values_, live);
   move_down(component_of_, live);
   move_down(obstacles_, live);
   for (Component& component : components_) component.member = numbers[component.member];
   if (options_.tolerance > 0) refused_edges_.renumber(numbers, live);
-  gathered_ = {kNone, kNone};
 }
 
 }  // namespace mirel::engine
