@@ -99,20 +99,26 @@ void LadderBuilder::number_vertices(std::vector<std::uint32_t>& triangles) {
 
   for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
     WedgeMesh const& mesh = *records_.meshes[m];
-    std::vector<float> positions(std::size_t{mesh.position_count} * 3);
-    for (std::size_t w = 0; w < mesh.vertex_count(); ++w) {
+    // With one wedge for each position both have one number.
+    bool const single = mesh.vertex_count() == mesh.position_count;
+    std::vector<float> positions(single ? 0 : std::size_t{mesh.position_count} * 3);
+    for (std::size_t w = 0; !single && w < mesh.vertex_count(); ++w) {
       std::copy_n(mesh.vertices.data() + 3 * w, 3, positions.data() + std::size_t{3} * mesh.position_of[w]);
     }
-    std::vector<std::uint32_t> const order = morton_order(positions);
-    std::vector<std::uint32_t> slot_of(mesh.position_count);
+    std::vector<std::uint32_t> const order = morton_order(single ? mesh.vertices : positions);
+    std::vector<std::uint32_t> slot_of(mesh.vertex_count());
     std::uint32_t const base = vertex_base_[m];
     for (std::uint32_t i = 0; i < order.size(); ++i) {
       slot_of[order[i]] = base + i;
       origins_[base + i] = {order[i], records_.wedge_base[m] + order[i]};
     }
-    for (std::size_t i = 0; i < mesh.faces.size(); ++i) {
-      triangles[std::size_t{records_.face_base[m]} * 3 + i] = slot_of[mesh.position_of[mesh.faces[i]]];
+    if (!single) {
+      std::vector<std::uint32_t> slot_of_wedge(mesh.vertex_count());
+      for (std::size_t w = 0; w < slot_of_wedge.size(); ++w) slot_of_wedge[w] = slot_of[mesh.position_of[w]];
+      slot_of.swap(slot_of_wedge);
     }
+    std::uint32_t* const to = triangles.data() + std::size_t{3} * records_.face_base[m];
+    for (std::size_t i = 0; i < mesh.faces.size(); ++i) to[i] = slot_of[mesh.faces[i]];
   }
 }
 

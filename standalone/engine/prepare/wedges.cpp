@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 #include <span>
 #include <utility>
 
@@ -218,17 +219,21 @@ struct Positions {
   std::uint32_t count = 0;
 };
 
-Positions join_positions(std::span<float const> vertices, std::vector<std::uint32_t>&& position_of, std::uint32_t count,
+Positions join_positions(std::vector<float>&& vertices, std::vector<std::uint32_t>&& position_of, std::uint32_t count,
                          float distance) {
   Positions result;
-  result.coordinates.resize(std::size_t{count} * 3);
-  std::uint32_t next = 0;
-  for (std::size_t v = 0; v < position_of.size(); ++v) {
-    if (position_of[v] == next) {
-      std::copy_n(&vertices[v * 3], 3, &result.coordinates[std::size_t{next} * 3]);
-      ++next;
+  if (count < position_of.size()) {
+    std::uint32_t next = 0;
+    for (std::size_t v = 0; v < position_of.size(); ++v) {
+      if (position_of[v] == next) {
+        std::copy_n(&vertices[v * 3], 3, &vertices[std::size_t{next} * 3]);
+        ++next;
+      }
     }
+    vertices.resize(std::size_t{count} * 3);
+    vertices.shrink_to_fit();
   }
+  result.coordinates = std::move(vertices);
   result.of_vertex = std::move(position_of);
   result.count = count;
   if (distance > 0) {
@@ -380,6 +385,21 @@ void write_vertices(std::vector<Wedge> const& wedges, Items const& items, Positi
   mesh.position_count = positions.count;
 }
 
+// Without normals and UVs the positions are the wedges: both are numbered by first occurrence over the vertices.
+void take_bare_positions(Positions&& positions, std::vector<std::uint32_t>&& faces, WedgeMesh& mesh) {
+  mesh.position_count = positions.count;
+  mesh.position_of.resize(positions.count);
+  std::iota(mesh.position_of.begin(), mesh.position_of.end(), 0U);
+  // Each vertex on its own keeps its number.
+  if (positions.count < positions.of_vertex.size()) {
+    for (std::uint32_t& vertex : faces) {
+      vertex = positions.of_vertex[vertex];
+    }
+  }
+  mesh.vertices = std::move(positions.coordinates);
+  mesh.faces = std::move(faces);
+}
+
 }  // namespace
 
 std::array<float, 3> unit_normal(float const* vertices, std::uint32_t const* face) {
@@ -407,9 +427,18 @@ WedgeMesh make_wedge_mesh(BuildMesh&& mesh, ExactPositions&& exact, JoinToleranc
   complete_normals(mesh);
   complete_uvs(mesh);
   std::uint32_t const exact_count = exact.count;
-  Positions const positions =
-      join_positions(mesh.positions, std::move(exact.position_of), exact_count, tolerances.position);
-  release(mesh.positions);
+  Positions positions =
+      join_positions(std::move(mesh.positions), std::move(exact.position_of), exact_count, tolerances.position);
+
+  bool const bare = mesh.normals.empty() && mesh.vertex_normals.empty() && mesh.uvs.empty() && mesh.vertex_uvs.empty();
+  if (bare) {
+    take_bare_positions(std::move(positions), std::move(mesh.faces), result);
+    mesh = BuildMesh();
+    if (result.position_count < exact_count) {
+      clean_wedge_mesh(result);
+    }
+    return result;
+  }
 
   Items items;
   bool const by_corner = !mesh.face_normals.empty() || !mesh.face_uvs.empty();
@@ -455,7 +484,7 @@ WedgeMesh make_wedge_mesh(BuildMesh&& mesh, ExactPositions&& exact, JoinToleranc
 bool join_wedge_mesh(WedgeMesh& mesh, JoinTolerances const& tolerances) {
   std::uint32_t const vertices_before = mesh.vertex_count();
   std::uint32_t const positions_before = mesh.position_count;
-  Positions const positions = join_positions(mesh.vertices, std::vector<std::uint32_t>(mesh.position_of),
+  Positions const positions = join_positions(std::vector<float>(mesh.vertices), std::vector<std::uint32_t>(mesh.position_of),
                                              mesh.position_count, tolerances.position);
   Items items;
   items.count = vertices_before;

@@ -123,6 +123,7 @@ void Mesh::make_wedges(JoinTolerances const& tolerances) {
   wedges->set_begin.assign(std::size_t{std::max(set_count_, 1U)} + 1, 0);
   wedges_ = std::move(wedges);  // stays empty, should memory run out below
   *wedges_ = make_wedge_mesh(std::exchange(build_, BuildMesh()), std::exchange(exact_, ExactPositions()), tolerances);
+  joined_ = true;
 }
 
 std::uint32_t Mesh::join(JoinTolerances const& tolerances) {
@@ -137,6 +138,7 @@ std::uint32_t Mesh::join(JoinTolerances const& tolerances) {
     before = wedges_->position_count;
     joined = change_wedges([&](WedgeMesh& wedges) { return join_wedge_mesh(wedges, tolerances); });
   }
+  joined_ = true;
   if (joined) {
     t_junctions_gone_ = -1;
   }
@@ -156,6 +158,7 @@ std::uint32_t Mesh::eliminate_t_junctions(float tolerance) {
   std::uint32_t const removed =
       change_wedges([&](WedgeMesh& wedges) { return mirel::engine::eliminate_t_junctions(wedges, reach, attributes); });
   t_junctions_gone_ = reach;
+  joined_ = joined_ && removed == 0;
   return removed;
 }
 
@@ -163,8 +166,9 @@ WedgeMesh const& Mesh::ready_for_ladder() {
   prepare();
   if (building()) {
     make_wedges({});
-  } else {
+  } else if (!joined_) {
     change_wedges([](WedgeMesh& wedges) { return join_wedge_mesh(wedges, {}); });
+    joined_ = true;
   }
   return *wedges_;
 }

@@ -124,6 +124,7 @@ class Mesh final : public MeshSlots {
   ExactPositions exact_;               // of a prepared build form
   std::unique_ptr<WedgeMesh> wedges_;  // the prepared step 0
   JoinTolerances last_join_;
+  bool joined_ = false;          // wedges that agree in all that they have are one
   float t_junctions_gone_ = -1;  // the tolerance up to which none is left; negative: not known
 
   Hierarchy* hierarchy_ = nullptr;  // never freed, so a mesh may outlive its standing there

@@ -26,16 +26,18 @@ void append(std::vector<float>& to, void const* from, std::size_t count, std::si
 // Makes room for more values. A mesh that is made corner by corner grows by four: that halves the copies, and pages
 // that nothing is written to take no memory.
 template <class Value>
-void grow(std::vector<Value>& values, std::size_t more) {
-  if (values.capacity() - values.size() < more) {
+inline void grow(std::vector<Value>& values, std::size_t more) {
+  if (values.capacity() - values.size() < more) [[unlikely]] {
     values.reserve(std::max(values.size() + more, 4 * values.capacity()));
   }
 }
 
 template <class Value, std::size_t Count>
-void push(std::vector<Value>& to, std::array<Value, Count> const& values) {
+inline void push(std::vector<Value>& to, std::array<Value, Count> const& values) {
   grow(to, Count);
-  to.insert(to.end(), values.begin(), values.end());
+  for (Value const& value : values) {
+    to.push_back(value);
+  }
 }
 
 template <std::size_t Count>
@@ -169,6 +171,7 @@ void Mesh::removeVertexNormals() {
   } else if (!wedges_->normals.empty()) {
     leave_ladder();
     wedges_->normals = {};
+    joined_ = false;
   }
   viewed_ = false;
 }
@@ -185,6 +188,7 @@ void Mesh::removeVertexUVs() {
   } else if (!wedges_->uvs.empty()) {
     leave_ladder();
     wedges_->uvs = {};
+    joined_ = false;
   }
   viewed_ = false;
 }
