@@ -83,9 +83,9 @@ struct OneWedgeCorners {
   inline __attribute__((always_inline)) void load(std::uint32_t first, std::size_t corner,
                                                   CornerLanes<width>& lanes) const {
     AttributeRow const* rows[width];
+    StarEntry const* const entries = faces.entries + first;
     for (std::uint32_t k = 0; k < width; ++k) {
-      StarEntry const& entry = faces.entries[first + k];
-      rows[k] = faces.rows + (corner == 1 ? entry.next : entry.previous);
+      rows[k] = faces.rows + (corner == 1 ? entries[k].next : entries[k].previous);
     }
     lanes.load(rows);
   }

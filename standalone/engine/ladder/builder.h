@@ -81,9 +81,10 @@ class LadderBuilder {
                        std::uint32_t second_far) const;
   bool list_fan_features(std::span<StarEntry const> star);
   void list_features(std::span<StarEntry const> star);
-  void refresh(std::uint32_t v);
+  void refresh(std::uint32_t v, bool attributes_anew);
   void start_attributes(std::span<std::uint32_t const> triangles);
-  void add_attributes(std::uint32_t v);
+  void add_attributes(std::uint32_t v, bool anew);
+  void sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, float* variation);
   Vec3 triangle_normal(std::uint32_t v, StarEntry const& entry) const;
 
   // The queue.
@@ -121,6 +122,7 @@ class LadderBuilder {
   AttributeRow attribute_row(std::uint32_t v, std::uint32_t wedge) const;
   void start_corners(std::size_t faces);
   AttributeRow const* corner_values(std::uint32_t v, StarEntry const& entry, std::uint32_t corner);
+  void list_attribute_faces(std::uint32_t v, std::span<StarEntry const> star);
   AttributeFace attribute_face(std::uint32_t v, StarEntry const& entry);
   bool merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint32_t b, Vec3 place);
   void merge_single_wedges(std::uint32_t mesh, FanForecast const& forecast, int kept);
@@ -167,7 +169,8 @@ class LadderBuilder {
   AttributeKernels const& attribute_kernels_ = attribute_kernels();
   StarKernels const& star_kernels_ = star_kernels();
   WedgeAttributes attributes_;
-  // Per vertex, used of those with one wedge; empty where no mesh has UVs or normals.
+  // Per vertex: that of its one wedge; of vertices with several, what attributes add to the quadric, in the first six
+  // floats. Empty where no mesh has UVs or normals.
   std::vector<AttributeRow> attribute_values_;
   std::vector<std::unique_ptr<DeviationGuard>> guards_;  // per mesh, with a tolerance only
   RefusedEdges refused_edges_;                           // the same
@@ -218,11 +221,12 @@ class LadderBuilder {
   std::vector<AttributeFace> attribute_faces_;  // those of the fan, in its order, or of a star
   std::vector<ForetoldRow> foretold_;           // per face of the fan
   std::vector<StarEntry> star_faces_;           // those of a star, and kMaxLanes copies of the last
-  std::vector<std::uint8_t> grouped_;           // per face of a star
-  float attribute_cost_ = 0;                    // what attributes add to the key of the edge at hand
-  bool single_wedges_ = false;                  // each end of the edge at hand has one wedge, and they become one
-  bool all_one_wedge_ = false;                  // and all vertices around them have
-  AttributeRow merged_values_;                  // its attributes
+  std::vector<AttributeFace> face_group_;
+  std::vector<std::uint8_t> grouped_;  // per face of a star
+  float attribute_cost_ = 0;           // what attributes add to the key of the edge at hand
+  bool single_wedges_ = false;         // each end of the edge at hand has one wedge, and they become one
+  bool all_one_wedge_ = false;         // and all vertices around them have
+  AttributeRow merged_values_;         // its attributes
   WedgeMerge merge_;
   Point place_point_{};  // the new place as it will be written
   std::vector<std::uint32_t> removed_faces_, neighbour_faces_;

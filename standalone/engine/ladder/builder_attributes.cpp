@@ -3,6 +3,7 @@
 // Most vertices have one wedge: its attributes stand in `attribute_values_`. Edges with several at an end go through
 // WedgeAttributes.
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "standalone/engine/ladder/builder.h"
@@ -56,6 +57,11 @@ AttributeRow const* LadderBuilder::corner_values(std::uint32_t v, StarEntry cons
   return &corner_values_.emplace_back(attribute_row(v, wedge));
 }
 
+void LadderBuilder::list_attribute_faces(std::uint32_t v, std::span<StarEntry const> star) {
+  start_corners(star.size());
+  for (std::size_t i = 0; i < star.size(); ++i) attribute_faces_[i] = attribute_face(v, star[i]);
+}
+
 AttributeFace LadderBuilder::attribute_face(std::uint32_t v, StarEntry const& entry) {
   return {{corner_values(v, entry, 0), corner_values(entry.next, entry, 1), corner_values(entry.previous, entry, 2)}};
 }
@@ -69,17 +75,29 @@ bool LadderBuilder::have_one_wedge(std::span<StarEntry const> faces) const {
   return flags != 0;
 }
 
-// Adds what attributes say to the quadric of v.
-void LadderBuilder::add_attributes(std::uint32_t v) {
-  std::uint32_t const mesh = mesh_of(v);
-  std::uint32_t const kinds = attribute_values_.empty() ? 0 : attributes_.kinds(mesh);
-  std::span<StarEntry const> const star = std::as_const(stars_).star(v);
-  if (kinds == 0 || star.empty()) return;
+// Adds what attributes say to the quadric of v. `anew`: whether that is worked out again where it is known, which it is
+// of vertices with several wedges.
+void LadderBuilder::add_attributes(std::uint32_t v, bool anew) {
+  if (attribute_values_.empty()) return;
   Vertex& vertex = stars_.vertex(v);
-  AttributeScale const& scale = attributes_.scale(mesh);
+  std::span<StarEntry const> const star = std::as_const(stars_).star(v);
+  if ((vertex.flags & kOneWedge) == 0) {
+    float variation[6] = {};
+    if (anew) {
+      sum_wedge_variations(v, star, variation);
+      std::memcpy(static_cast<void*>(&attribute_values_[v]), variation, sizeof(variation));
+    } else {
+      std::memcpy(variation, static_cast<void const*>(&attribute_values_[v]), sizeof(variation));
+    }
+    for (std::size_t i = 0; i < 6; ++i) vertex.quadric[i] += variation[i];
+    return;
+  }
+  std::uint32_t const mesh = mesh_of(v);
+  std::uint32_t const kinds = attributes_.kinds(mesh);
+  if (kinds == 0 || star.empty()) return;
   auto const count = static_cast<std::uint32_t>(star.size());
-  bool const one_wedge = (vertex.flags & kOneWedge) != 0;
-  if (one_wedge && have_one_wedge(star)) {
+  AttributeScale const& scale = attributes_.scale(mesh);
+  if (have_one_wedge(star)) {
     if (star_faces_.size() < count + kMaxLanes) star_faces_.resize(2 * count + kMaxLanes);
     std::copy_n(star.begin(), count, star_faces_.begin());
     std::fill_n(star_faces_.begin() + count, kMaxLanes, star.back());
@@ -87,35 +105,34 @@ void LadderBuilder::add_attributes(std::uint32_t v) {
                                                  count, scale, vertex.quadric);
     return;
   }
-  start_corners(2 * count);
-  AttributeFace* const faces = attribute_faces_.data();
-  for (std::uint32_t i = 0; i < count; ++i) faces[i] = attribute_face(v, star[i]);
-  auto const add = [&](AttributeFace const* some, std::uint32_t size, std::uint32_t of_kinds) {
-    attribute_kernels_.add_variation[of_kinds](*some->corners[0], some, size, scale, vertex.quadric);
-  };
-  if (one_wedge) {
-    add(faces, count, kinds);
-    return;
-  }
-  // Faces that have one value at the vertex speak together, whatever wedges they use.
-  AttributeFace* const group = faces + count;
-  auto const add_groups = [&](std::uint32_t of_kinds) {
+  list_attribute_faces(v, star);
+  attribute_kernels_.add_variation[kinds](attribute_values_[v], attribute_faces_.data(), count, scale, vertex.quadric);
+}
+
+// Faces that have one value at the vertex speak together, whatever wedges they use.
+void LadderBuilder::sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, float* variation) {
+  std::uint32_t const mesh = mesh_of(v);
+  std::uint32_t const kinds = attributes_.kinds(mesh);
+  if (kinds == 0 || star.empty()) return;
+  list_attribute_faces(v, star);
+  std::size_t const count = star.size();
+  AttributeFace const* const faces = attribute_faces_.data();
+  for (std::uint32_t const kind : {kUvs, kNormals}) {
+    if ((kinds & kind) == 0) continue;
     grouped_.assign(count, 0);
-    for (std::uint32_t first = 0; first < count; ++first) {
+    for (std::size_t first = 0; first < count; ++first) {
       if (grouped_[first] != 0) continue;
-      std::uint32_t size = 0;
-      for (std::uint32_t i = first; i < count; ++i) {
-        if (grouped_[i] != 0 || !WedgeAttributes::agree(*faces[first].corners[0], *faces[i].corners[0], of_kinds)) {
-          continue;
-        }
+      AttributeRow const& corner = *faces[first].corners[0];
+      face_group_.clear();
+      for (std::size_t i = first; i < count; ++i) {
+        if (grouped_[i] != 0 || !WedgeAttributes::agree(corner, *faces[i].corners[0], kind)) continue;
         grouped_[i] = 1;
-        group[size++] = faces[i];
+        face_group_.push_back(faces[i]);
       }
-      add(group, size, of_kinds);
+      attribute_kernels_.add_variation[kind](corner, face_group_.data(), static_cast<std::uint32_t>(face_group_.size()),
+                                             attributes_.scale(mesh), variation);
     }
-  };
-  if ((kinds & kUvs) != 0) add_groups(kUvs);
-  if ((kinds & kNormals) != 0) add_groups(kNormals);
+  }
 }
 
 // What the wedges of the edge at hand become, and `attribute_cost_`. False where a face turns over in UV space.

@@ -137,9 +137,9 @@ void LadderBuilder::sum_stars(std::span<std::uint32_t const> triangles) {
   if (records_.attributed) start_attributes(triangles);
   for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
     if (is_regular(v)) {
-      add_attributes(v);
+      add_attributes(v, true);
     } else {
-      refresh(v);
+      refresh(v, true);
     }
   }
 }

@@ -122,8 +122,9 @@ void LadderBuilder::list_features(std::span<StarEntry const> star) {
   }
 }
 
-// Makes the sums of v anew from its star, with the lines of its feature edges, and sets its flags.
-void LadderBuilder::refresh(std::uint32_t v) {
+// Makes the sums of v anew from its star, with the lines of its feature edges, and sets its flags. `attributes_anew`:
+// whether what attributes add is made anew as well where it is known.
+void LadderBuilder::refresh(std::uint32_t v, bool attributes_anew) {
   constexpr std::size_t kMostFaces = 24;
   Vertex& vertex = stars_.vertex(v);
   std::span<StarEntry const> const star = std::as_const(stars_).star(v);
@@ -159,7 +160,7 @@ void LadderBuilder::refresh(std::uint32_t v) {
     origins_[v].node = attributes_.wedge(star[0].face(), star[0].corner());
     if (!attribute_values_.empty()) attribute_values_[v] = attribute_row(v, origins_[v].node);
   }
-  add_attributes(v);
+  add_attributes(v, attributes_anew);
 }
 
 }  // namespace mirel::engine

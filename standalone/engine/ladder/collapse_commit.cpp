@@ -110,14 +110,14 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     vertex.set_position(place);
     if (with_attributes && single_wedges) add_merged_attributes(kept);
   } else {
-    refresh(kept);
+    refresh(kept, true);
   }
   if (ring_irregular) {
     for (std::uint32_t const v : ring_) {
       Vertex const& neighbour = stars_.vertex(v);
       // The sums of hubs are changed like those of others, and made anew only now and then.
       bool const due = !stars_.is_hub(v) || neighbour.star_count % Stars::kHub < 2;
-      if ((neighbour.flags & (kIrregular | kDead)) == kIrregular && due) refresh(v);
+      if ((neighbour.flags & (kIrregular | kDead)) == kIrregular && due) refresh(v, false);
     }
   }
   if (live_components_ > 0) {

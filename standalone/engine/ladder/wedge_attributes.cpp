@@ -143,6 +143,10 @@ AttributeRow WedgeAttributes::values(Records const& records, std::uint32_t wedge
   AttributeLayout const& layout = records.layout;
   float const* const from = records.attributes.data() + std::size_t{wedge} * layout.stride;
   AttributeRow row;
+  if (layout.stride == kMaxAttributes) {
+    std::memcpy(row.values, from, sizeof(row.values));
+    return row;
+  }
   if (layout.has_uvs) std::copy_n(from + layout.uv_offset, 2, row.values);
   if (layout.has_normals) std::copy_n(from + layout.normal_offset, 3, row.values + 2);
   return row;
