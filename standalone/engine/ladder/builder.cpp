@@ -322,7 +322,7 @@ void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std:
   constexpr std::size_t kDistances[] = {16, 24, 36, 52};
   constexpr std::size_t kMostFaces = 12;
   // What is left is in the cache.
-  constexpr std::uint32_t kFewFaces = 8192;
+  constexpr std::uint32_t kFewFaces = 65536;
   if (live_faces_ < kFewFaces) return;
   // Without an effect of its own, which fetching is not to g++, a call of this function would be left out.
   asm volatile("");
