@@ -91,10 +91,12 @@ class BlockedQueue {
   static constexpr std::size_t kManyStretches = 32;
   // Vertices of a stretch: about a megabyte with their stars.
   static constexpr std::uint32_t kStretchBits = 13;
+  // So many vertices are one stretch still.
+  static constexpr std::uint32_t kLargestStretch = 2U << kStretchBits;
 
   void start(std::uint32_t vertex_count) {
     shift_ = kStretchBits;
-    std::uint32_t const count = vertex_count <= 2U << kStretchBits ? 1 : ((vertex_count - 1) >> kStretchBits) + 1;
+    std::uint32_t const count = vertex_count <= kLargestStretch ? 1 : ((vertex_count - 1) >> kStretchBits) + 1;
     while (count == 1 && (vertex_count >> shift_) > 0) ++shift_;
     queues_.resize(count);
   }

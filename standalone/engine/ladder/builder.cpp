@@ -62,7 +62,7 @@ Records LadderBuilder::build() {
   BucketQueue::Bucket bucket = 0;
   while (queue_.start_round()) {
     while (queue_.find_next(bucket)) take_batch(bucket);
-    if (!queue_.is_one_stretch() && live_vertices_ <= stars_.vertex_count() / 2) renumber_vertices();
+    if (is_scattered()) renumber_vertices();
   }
 
   std::array<std::uint64_t, kObstacles> ends{};
@@ -79,6 +79,15 @@ Records LadderBuilder::build() {
   records_.end = {edges(Obstacle::kTolerance), edges(Obstacle::kLockedBoundary), edges(Obstacle::kFoldover),
                   edges(Obstacle::kTopology)};
   return std::move(records_);
+}
+
+// Whether the gaps between the vertices are worth closing: a mesh that is not large stays near the processor as it is,
+// until one stretch holds what is left of it.
+bool LadderBuilder::is_scattered() const {
+  constexpr std::uint32_t kManyVertices = 1U << 17;
+  std::uint32_t const slots = stars_.vertex_count();
+  if (queue_.is_one_stretch() || live_vertices_ > slots / 2) return false;
+  return slots > kManyVertices || live_vertices_ <= BlockedQueue::kLargestStretch;
 }
 
 void LadderBuilder::file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bucket bucket) {

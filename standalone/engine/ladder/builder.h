@@ -145,6 +145,7 @@ class LadderBuilder {
     return found;
   }
 
+  bool is_scattered() const;
   void renumber_vertices();
 
   // Components.

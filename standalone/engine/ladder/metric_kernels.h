@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "standalone/engine/ladder/stars.h"
 
@@ -88,5 +89,7 @@ struct MetricKernels {
 MetricKernels const& metric_kernels();
 // Those for every machine.
 MetricKernels const& narrow_metric_kernels();
+// All that this machine runs, the narrow ones first, the fastest last.
+std::vector<MetricKernels const*> runnable_metric_kernels();
 
 }  // namespace mirel::engine

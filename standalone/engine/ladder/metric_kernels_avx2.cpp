@@ -1,5 +1,4 @@
-// The kernels at eight lanes. This file alone is compiled for AVX2: it must define nothing that another file could take
-// for its own.
+// The kernels at eight lanes, for processors with AVX2.
 #include "standalone/engine/ladder/metric_kernels.h"
 
 #if defined(__x86_64__)

@@ -1,5 +1,5 @@
-// The kernels for any width. Included by one file for each width, and by nothing else; only templates of the width
-// and plain data are used, so that no function compiled for a wider machine can stand in for another's.
+// The kernels for any width. Included by one file for each kind of processor, and by nothing else. All is each file's
+// own, so that no function compiled for one processor can stand in for another's.
 #pragma once
 
 #include <bit>
@@ -10,6 +10,7 @@
 #include "standalone/engine/ladder/vector_lanes.h"
 
 namespace mirel::engine::kernels {
+namespace {
 
 // The prior on the midpoint, in traces of the quadric. 1e-4 and more costs mean error; floats stand 1e-6.
 inline constexpr float kMidpointPrior = 1e-5F;
@@ -448,4 +449,5 @@ FanDistances fan_distances(Vertex const* vertices, Fan const& fan) {
   return {least<width>(least_a), least<width>(least_b), least<width>(least_place)};
 }
 
+}  // namespace
 }  // namespace mirel::engine::kernels
