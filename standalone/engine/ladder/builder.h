@@ -50,6 +50,12 @@ class LadderBuilder {
     StarEntry const* entry;
     bool incoming;  // the neighbour is the entry's previous corner
   };
+  // What is kept of a vertex with several wedges.
+  struct SeamState {
+    float variation[6] = {};  // what attributes add to its quadric
+    std::uint32_t closed_fans = 0;
+    std::uint32_t unused = 0;
+  };
   // An edge of a star that is to stay where it is, or whose two faces are turned against each other.
   struct Feature {
     std::uint32_t neighbour;
@@ -79,10 +85,12 @@ class LadderBuilder {
   bool shows_no_feature(std::span<StarEntry const> star) const;
   float feature_weight(StarEntry const& first, StarEntry const& second, std::uint32_t first_far,
                        std::uint32_t second_far) const;
-  bool list_fan_features(std::span<StarEntry const> star);
+  void list_fan_features(std::span<StarEntry const> star);
   void list_features(std::span<StarEntry const> star);
   void refresh(std::uint32_t v, bool attributes_anew);
   void start_attributes(std::span<std::uint32_t const> triangles);
+  SeamState seam_state(std::uint32_t v) const;
+  bool has_closed_fans(std::uint32_t v) const;
   void add_attributes(std::uint32_t v, bool anew);
   void sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, float* variation);
   Vec3 triangle_normal(std::uint32_t v, StarEntry const& entry) const;
@@ -170,8 +178,7 @@ class LadderBuilder {
   AttributeKernels const& attribute_kernels_ = attribute_kernels();
   StarKernels const& star_kernels_ = star_kernels();
   WedgeAttributes attributes_;
-  // Per vertex: that of its one wedge; of vertices with several, what attributes add to the quadric, in the first six
-  // floats. Empty where no mesh has UVs or normals.
+  // Per vertex: that of its one wedge; of vertices with several, a SeamState. Empty where no mesh has UVs or normals.
   std::vector<AttributeRow> attribute_values_;
   std::vector<std::unique_ptr<DeviationGuard>> guards_;  // per mesh, with a tolerance only
   RefusedEdges refused_edges_;                           // the same

@@ -75,6 +75,20 @@ bool LadderBuilder::have_one_wedge(std::span<StarEntry const> faces) const {
   return flags != 0;
 }
 
+LadderBuilder::SeamState LadderBuilder::seam_state(std::uint32_t v) const {
+  SeamState state;
+  static_assert(sizeof(state) == sizeof(AttributeRow));
+  std::memcpy(static_cast<void*>(&state), &attribute_values_[v], sizeof(state));
+  return state;
+}
+
+// Whether all faces around v lie in closed fans of one orientation, as far as that is known.
+bool LadderBuilder::has_closed_fans(std::uint32_t v) const {
+  std::uint8_t const flags = stars_.vertex(v).flags;
+  if ((flags & kIrregular) == 0) return true;
+  return !attribute_values_.empty() && (flags & kOneWedge) == 0 && seam_state(v).closed_fans != 0;
+}
+
 // Adds what attributes say to the quadric of v. `anew`: whether that is worked out again where it is known, which it is
 // of vertices with several wedges.
 void LadderBuilder::add_attributes(std::uint32_t v, bool anew) {
@@ -82,14 +96,13 @@ void LadderBuilder::add_attributes(std::uint32_t v, bool anew) {
   Vertex& vertex = stars_.vertex(v);
   std::span<StarEntry const> const star = std::as_const(stars_).star(v);
   if ((vertex.flags & kOneWedge) == 0) {
-    float variation[6] = {};
+    SeamState state = seam_state(v);
     if (anew) {
-      sum_wedge_variations(v, star, variation);
-      std::memcpy(static_cast<void*>(&attribute_values_[v]), variation, sizeof(variation));
-    } else {
-      std::memcpy(variation, static_cast<void const*>(&attribute_values_[v]), sizeof(variation));
+      std::fill_n(state.variation, 6, 0.0F);
+      sum_wedge_variations(v, star, state.variation);
+      std::memcpy(static_cast<void*>(&attribute_values_[v]), &state, sizeof(state));
     }
-    for (std::size_t i = 0; i < 6; ++i) vertex.quadric[i] += variation[i];
+    for (std::size_t i = 0; i < 6; ++i) vertex.quadric[i] += state.variation[i];
     return;
   }
   std::uint32_t const mesh = mesh_of(v);

@@ -1,5 +1,6 @@
 // Sums and feature edges of one star.
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "standalone/engine/ladder/builder.h"
@@ -69,32 +70,17 @@ float LadderBuilder::feature_weight(StarEntry const& first, StarEntry const& sec
   return uv_seam ? kUvSeamWeight : kNormalSeamWeight;
 }
 
-// Lists the feature edges of a star that is one fan or several, open or closed. False where it is something else.
-bool LadderBuilder::list_fan_features(std::span<StarEntry const> star) {
-  for (std::size_t i = 0; i < star.size(); ++i) {
-    StarEntry const* partner = nullptr;
-    std::uint32_t partners = 0;
-    std::uint32_t others = 0;
-    std::uint32_t doubles = 0;
-    for (StarEntry const& other : star) {
-      bool const meets = other.previous == star[i].next;
-      partner = meets ? &other : partner;
-      partners += meets ? 1U : 0U;
-      others += other.next == star[i].previous ? 1U : 0U;
-      doubles += (other.next == star[i].next ? 1U : 0U) + (other.previous == star[i].previous ? 1U : 0U);
-    }
-    if (partners > 1 || others > 1 || doubles > 2) return false;
-    if (partners == 0) {
-      features_.push_back({star[i].next, kBoundaryWeight, true, false});
-    } else {
-      // In the order of the star, as the general way has it.
-      bool const first = partner > &star[i];
-      float const weight = first ? feature_weight(star[i], *partner, 1, 2) : feature_weight(*partner, star[i], 2, 1);
-      if (weight > 0) features_.push_back({star[i].next, weight, false, false});
-    }
-    if (others == 0) features_.push_back({star[i].previous, kBoundaryWeight, true, false});
+// Lists the feature edges of a star that is closed fans of one orientation.
+void LadderBuilder::list_fan_features(std::span<StarEntry const> star) {
+  if (!records_.attributed) return;
+  for (StarEntry const& entry : star) {
+    StarEntry const& partner =
+        *std::find_if(star.begin(), star.end(), [&](StarEntry const& other) { return other.previous == entry.next; });
+    float const weight = feature_weight(entry, partner, 1, 2);
+    if (weight > 0) features_.push_back({entry.next, weight, false, false});
   }
-  return true;
+  std::sort(features_.begin(), features_.end(),
+            [](Feature const& l, Feature const& r) { return l.neighbour < r.neighbour; });
 }
 
 // The same of any star.
@@ -131,12 +117,12 @@ void LadderBuilder::refresh(std::uint32_t v, bool attributes_anew) {
   StarSums sums;
   for (StarEntry const& entry : star) sums.add_triangle(triangle_normal(v, entry), 1);
   features_.clear();
-  if (star.size() > kMostFaces || !list_fan_features(star)) {
-    features_.clear();
-    list_features(star);
+  bool const closed_fans =
+      star.size() <= kMostFaces && star_kernels_.has_closed_fans(star.data(), static_cast<std::uint32_t>(star.size()));
+  if (closed_fans) {
+    list_fan_features(star);
   } else {
-    std::sort(features_.begin(), features_.end(),
-              [](Feature const& l, Feature const& r) { return l.neighbour < r.neighbour; });
+    list_features(star);
   }
   bool boundary = false;
   for (Feature const& feature : features_) {
@@ -161,6 +147,11 @@ void LadderBuilder::refresh(std::uint32_t v, bool attributes_anew) {
     if (!attribute_values_.empty()) attribute_values_[v] = attribute_row(v, origins_[v].node);
   }
   add_attributes(v, attributes_anew);
+  if (!one_wedge && !attribute_values_.empty()) {
+    SeamState state = seam_state(v);
+    state.closed_fans = closed_fans ? 1 : 0;
+    std::memcpy(static_cast<void*>(&attribute_values_[v]), &state, sizeof(state));
+  }
 }
 
 }  // namespace mirel::engine

@@ -135,8 +135,7 @@ void LadderBuilder::list_both_neighbours() {
 }
 
 std::uint32_t LadderBuilder::count_shared_neighbours(std::uint32_t a, std::uint32_t b) {
-  bool const closed_fans = ((stars_.vertex(a).flags | stars_.vertex(b).flags) & kIrregular) == 0;
-  if (closed_fans && !stars_.is_hub(a) && !stars_.is_hub(b)) {
+  if (has_closed_fans(a) && has_closed_fans(b) && !stars_.is_hub(a) && !stars_.is_hub(b)) {
     return star_kernels_.count_shared(stars_.star(a).data(), stars_.vertex(a).star_count, stars_.star(b).data(),
                                       stars_.vertex(b).star_count);
   }
