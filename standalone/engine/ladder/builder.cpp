@@ -86,7 +86,7 @@ Records LadderBuilder::build() {
 bool LadderBuilder::is_scattered() const {
   constexpr std::uint32_t kManyVertices = 1U << 17;
   std::uint32_t const slots = stars_.vertex_count();
-  if (queue_.is_one_stretch() || live_vertices_ > slots / 2) return false;
+  if (queue_.is_one_stretch() || live_vertices_ > slots / 4) return false;
   return slots > kManyVertices || live_vertices_ <= BlockedQueue::kLargestStretch;
 }
 

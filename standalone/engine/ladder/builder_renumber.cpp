@@ -2,7 +2,7 @@
 //
 // What is left of a large mesh would lie ever more thinly spread over the memory of the whole: a cache line here and
 // there, each on a page of its own. So the live vertices get new numbers, in the order of the old ones, each time that
-// half of them are gone, and the stars are put in that order too.
+// three quarters of them are gone, and the stars are put in that order too.
 #include <span>
 #include <utility>
 #include <vector>
