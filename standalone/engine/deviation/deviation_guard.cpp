@@ -1,9 +1,14 @@
 // How the two directions are kept.
 //
-// Original to current. Every original triangle is on the lists of the live faces that answer for it: those that cover
-// all its points within the tolerance. A change re-opens the originals of the faces that it touches; each must be
-// covered again by the new faces, by faces that also answer for it, or by the neighbours. Lists follow the surface,
-// so the other side of a thin wall or a far part of the mesh is never mistaken for cover that will stay.
+// As long as changes are edge collapses inside the surface, and add up to little, nothing of the original is looked at:
+// faces are free, and what is known of them are gaps at their vertices (free_surface.h, star_step.h), which bound both
+// directions at once. A face is fixed when a change of it asks more, or when it has to cover for another.
+//
+// Original to current. What of an original triangle does not have its own point on a free face is covered by the fixed
+// faces that have the triangle on their lists, all within the tolerance. A face that is fixed lists all originals that
+// may have a point of their own on it, told by their distance and their connected part. A change re-opens the originals
+// of the faces that it touches; each must be covered again by the new faces, by faces that also answer for it, or by
+// the neighbours. Lists follow the surface, so a far part of the mesh is never mistaken for cover that will stay.
 //
 // Current to original. Every live face has a bound on its distance from the original. New faces are first compared
 // with the old ones that they replace: the distance to an old face plus that face's bound bounds the new one
@@ -24,8 +29,11 @@
 
 #include "standalone/engine/deviation/answer_lists.h"
 #include "standalone/engine/deviation/convex_piece.h"
+#include "standalone/engine/deviation/free_surface.h"
 #include "standalone/engine/deviation/patch_overlay.h"
 #include "standalone/engine/deviation/piece_cover.h"
+#include "standalone/engine/deviation/plane_overlay.h"
+#include "standalone/engine/deviation/star_step.h"
 #include "standalone/engine/deviation/triangle_bvh.h"
 #include "standalone/engine/deviation/triangle_frame.h"
 
@@ -42,6 +50,8 @@ constexpr double kLeastPieceOfRadius = 1.0 / 64;
 constexpr double kStepOfRadius = 1.0 / 16;
 constexpr std::int64_t kStepBudget = 32;
 constexpr std::int64_t kStepBudgetPerFace = 8;
+// The part of the radius up to which changes are made without a look at the original.
+constexpr double kFreeStep = 0.5;
 // What one question may cost in distance tests, far above what is usual: it ends the few that follow a line at exactly
 // the tolerance.
 constexpr std::int64_t kBudgetPerOriginal = 256;
@@ -93,6 +103,7 @@ struct DeviationGuard::Data {
   };
 
   TriangleBvh original;
+  FreeSurface free;
   PatchOverlay overlay;
   double tolerance;  // as given
   double rounding;
@@ -133,8 +144,15 @@ struct DeviationGuard::Data {
   bool pending = false;
   bool overlay_used = false;
 
+  bool by_step = false;  // found without a look at the original
+  double step_gap = 0;   // then: at the new vertex
+
   // Scratch.
+  StarStep step;
+  std::vector<StarStep::Face> step_kept, step_gone;
+  std::vector<std::uint32_t> under;  // originals of a face that was free
   PieceCover cover;
+  PlaneOverlay plane;
   std::vector<CoverTriangle> extra;
   std::vector<CoverTriangle const*> choice;  // candidates of one cover
   std::vector<std::uint32_t> used;
@@ -169,6 +187,11 @@ struct DeviationGuard::Data {
   static bool is_near(Vec p, Corners const& face, double r);
   bool is_near_others(Vec p, std::uint32_t slot, double r) const;
   bool is_near_new(Vec p, double r) const;
+  bool steps_within(double r);
+  void commit_step();
+  void list_originals(std::uint32_t face);
+  void fix(std::uint32_t face);
+  bool start_plane();
   bool passes_critical(double r) const;
   bool attempt(double r);
   bool find_remaining(double r);
@@ -183,6 +206,7 @@ struct DeviationGuard::Data {
 
 DeviationGuard::Data::Data(std::span<float const> positions, std::span<std::uint32_t const> faces, float given)
     : original(positions, faces),
+      free(positions.size() / 3, faces),
       overlay(original, faces),
       tolerance(given > 0 ? static_cast<double>(given) : 0),
       rounding(kRounding * original.largest_coordinate()),
@@ -198,7 +222,6 @@ DeviationGuard::Data::Data(std::span<float const> positions, std::span<std::uint
   for (std::uint32_t slot = 0; slot < original.size(); ++slot) {
     std::uint32_t const face = original.face_of(slot);
     alive[face] = 1;
-    answers.add(slot, face);
     for (std::size_t k = 0; k < 3; ++k) {
       std::size_t const p = faces[3 * std::size_t{face} + k];
       corners[face][k] = {positions[3 * p], positions[3 * p + 1], positions[3 * p + 2]};
@@ -256,15 +279,88 @@ CoverTriangle const& DeviationGuard::Data::around_face(std::size_t i) {
 void DeviationGuard::Data::gather_obligations() {
   obligations.clear();
   slots.clear();
+  auto const take = [&](std::uint32_t slot, std::uint32_t face) {
+    if (slot_mark[slot] == epoch) return;
+    slot_mark[slot] = epoch;
+    obligations.push_back({slot, face});
+    slots.push_back(slot);
+  };
   for (std::uint32_t const face : touched) {
+    if (!free.is_fixed(face)) {
+      list_originals(face);
+      for (std::uint32_t const slot : under) take(slot, face);
+    }
     for (std::uint32_t i = answers.first_of_face(face); i != AnswerLists::kEnd; i = answers.link(i).next_of_face) {
-      std::uint32_t const slot = answers.link(i).slot;
-      if (slot_mark[slot] == epoch) continue;
-      slot_mark[slot] = epoch;
-      obligations.push_back({slot, face});
-      slots.push_back(slot);
+      take(answers.link(i).slot, face);
     }
   }
+}
+
+// Lists all originals that may have a point whose own point is within the free face. It is no farther than the gap
+// there; beyond an edge of the face that is no more than the gap along the edge, unless gaps change steeply.
+void DeviationGuard::Data::list_originals(std::uint32_t face) {
+  std::array<float, 3> const gaps = free.gaps(face);
+  auto const widened = [](float gap) { return static_cast<double>(gap) * (1 + 1e-9); };
+  double const reach = widened(std::max({gaps[0], gaps[1], gaps[2]})) + 2 * rounding;
+  std::array<Vec, 3> const corner = loaded(corners[face]);
+  Vec low = corner[0];
+  Vec high = corner[0];
+  for (Vec const& p : corner) {
+    low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
+    high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+  }
+  Vec const margin{reach, reach, reach};
+  low = low - margin;
+  high = high + margin;
+  Vec const across = cross(corner[1] - corner[0], corner[2] - corner[0]);
+  double const area = length(across);
+  bool const has_plane = area > 1e-7 * dot(high - low, high - low);
+  Vec const normal = has_plane ? (1 / area) * across : Vec{};
+  // What rounding may turn the normal by: more for slivers.
+  double const turn = has_plane ? 1e-15 * dot(high - low, high - low) / area : 0;
+  std::array<Vec, 3> inwards;
+  std::array<double, 3> beyond_edge{};
+  for (std::size_t k = 0; k < 3 && has_plane; ++k) {
+    std::size_t const next = (k + 1) % 3;
+    std::size_t const opposite = (k + 2) % 3;
+    Vec const side = cross(normal, corner[next] - corner[k]);
+    inwards[k] = (1 / length(side)) * side;
+    float const along = std::max(gaps[k], gaps[next]);
+    bool const steep =
+        static_cast<double>(gaps[opposite] - along) > 0.5 * dot(corner[opposite] - corner[k], inwards[k]);
+    // Points on the edge itself belong to the face beyond as well.
+    beyond_edge[k] = steep ? reach : widened(along) - 0.25 * rounding;
+  }
+  under.clear();
+  original.collect(low, high, original.size(), under);
+  std::erase_if(under, [&](std::uint32_t slot) {
+    if (free.part(original.face_of(slot)) != free.part(face)) return true;
+    std::array<Vec, 3> const c = corners_of_slot(slot);
+    auto const is_beyond = [](std::array<double, 3> const& values, double least, double most) {
+      return std::max({values[0], values[1], values[2]}) < least || std::min({values[0], values[1], values[2]}) > most;
+    };
+    auto const each = [&c](auto const& value) { return std::array<double, 3>{value(c[0]), value(c[1]), value(c[2])}; };
+    if (is_beyond({c[0].x, c[1].x, c[2].x}, low.x, high.x) || is_beyond({c[0].y, c[1].y, c[2].y}, low.y, high.y) ||
+        is_beyond({c[0].z, c[1].z, c[2].z}, low.z, high.z)) {
+      return true;
+    }
+    if (!has_plane) return false;
+    double const far = std::max({length(c[0] - corner[0]), length(c[1] - corner[0]), length(c[2] - corner[0])});
+    double const doubt = turn * (far + length(high - low));
+    for (std::size_t k = 0; k < 3; ++k) {
+      std::array<double, 3> const sides = each([&](Vec p) { return dot(p - corner[k], inwards[k]); });
+      if (is_beyond(sides, -beyond_edge[k] - doubt, std::numeric_limits<double>::infinity())) return true;
+    }
+    return is_beyond(each([&](Vec p) { return dot(p - corner[0], normal); }), -reach - doubt, reach + doubt);
+  });
+}
+
+// From now on the face is on lists.
+void DeviationGuard::Data::fix(std::uint32_t face) {
+  if (free.is_fixed(face)) return;
+  list_originals(face);
+  free.fix(face);
+  for (std::uint32_t const slot : under) answers.add(slot, face);
 }
 
 bool DeviationGuard::Data::is_near(Vec p, Corners const& face, double r) {
@@ -290,6 +386,54 @@ bool DeviationGuard::Data::is_near_new(Vec p, double r) const {
     if (is_near(p, corners[face], r)) return true;
   }
   return false;
+}
+
+// Whether the change is so small that, from what is known of the faces around it, it needs no look at the original.
+bool DeviationGuard::Data::steps_within(double r) {
+  if (changed.size() > StarStep::kMostFaces || touched.size() != changed.size() + 2) return false;
+  for (std::uint32_t const face : touched) {
+    if (free.is_fixed(face)) return false;
+  }
+  // The edge that collapses: what the two faces that go share.
+  std::uint32_t const first = touched[changed.size()];
+  std::uint32_t const second = touched[changed.size() + 1];
+  std::array<std::uint32_t, 3> ends{};
+  std::size_t shared = 0;
+  for (std::uint32_t const vertex : free.vertices(first)) {
+    auto const& others = free.vertices(second);
+    if (std::find(others.begin(), others.end(), vertex) != others.end()) ends[shared++] = vertex;
+  }
+  if (shared != 2) return false;
+  step_kept.clear();
+  step_gone.clear();
+  for (ChangedFace const& face : changed) {
+    if (face.moving > 2) return false;
+    std::uint32_t const vertex = free.vertices(face.face)[face.moving];
+    if (vertex != ends[0] && vertex != ends[1]) return false;
+    for (std::size_t k = 0; k < 3; ++k) {
+      if (k != face.moving && face.corners[k] != corners[face.face][k]) return false;
+    }
+    step_kept.push_back({face.corners, free.gaps(face.face), face.moving, corners[face.face][face.moving]});
+  }
+  for (std::uint32_t const face : {first, second}) step_gone.push_back({corners[face], free.gaps(face), 0, {}});
+  step_gap = step.measure(step_kept, step_gone, r - 2 * rounding) + 2 * rounding;
+  return step_gap <= r;
+}
+
+// Makes a change that steps_within has allowed.
+void DeviationGuard::Data::commit_step() {
+  std::uint32_t const vertex = free.add_vertex(step_gap);
+  for (std::size_t i = changed.size(); i < touched.size(); ++i) {
+    alive[touched[i]] = 0;
+    free.remove(touched[i], changed.front().face);
+  }
+  for (ChangedFace const& face : changed) {
+    free.set_vertex(face.face, face.moving, vertex);
+    moved[face.face] |= static_cast<std::uint8_t>(1U << face.moving);
+    corners[face.face] = face.corners;
+    distance[face.face] = static_cast<double>(free.largest_gap(face.face));
+  }
+  bound = std::max(bound, std::nextafter(step_gap, 2 * step_gap) * (1 + 1e-6));
 }
 
 // Whether the points that have led to refusals before, and corners of the original that vanish, are within reach of the
@@ -331,6 +475,12 @@ bool DeviationGuard::Data::find_remaining(double r) {
   near_slots.clear();
   if (!original.collect(low - reach, high + reach, kMostNearSlots + 4 * slots.size(), near_slots)) return false;
   for (std::uint32_t const slot : near_slots) {
+    std::uint32_t const led_to = free.successor(original.face_of(slot));
+    if (!free.is_fixed(led_to) && alive[led_to] != 0 && face_mark[led_to] != epoch &&
+        !beyond_box(low, high, corners[led_to], r)) {
+      face_mark[led_to] = epoch;
+      neighbours.push_back(led_to);
+    }
     for (std::uint32_t i = answers.first_of_slot(slot); i != AnswerLists::kEnd; i = answers.link(i).next_of_slot) {
       std::uint32_t const face = answers.link(i).face;
       if (face_mark[face] == epoch || beyond_box(low, high, corners[face], r)) continue;
@@ -395,6 +545,32 @@ void DeviationGuard::Data::gather_choice(std::uint32_t slot, std::array<Vec, 3> 
   }
   for (CoverTriangle const& candidate : extra) choose(candidate);
   cover.budget -= static_cast<std::int64_t>(fresh.size() + around.size() + extra.size());
+}
+
+// Lays the new faces and those around them out along the new faces' normal.
+bool DeviationGuard::Data::start_plane() {
+  Vec direction;
+  for (ChangedFace const& face : changed) {
+    auto const [a, b, c] = loaded(face.corners);
+    direction = direction + cross(b - a, c - a);
+  }
+  if (!(length(direction) > 0) || !std::isfinite(length(direction))) return false;
+  double const far = std::numeric_limits<double>::infinity();
+  Vec low{far, far, far};
+  Vec high{-far, -far, -far};
+  for (std::size_t const i : rest) {
+    for (Vec const& p : corners_of_slot(slots[i])) {
+      low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
+      high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+    }
+  }
+  plane.start(load(changed[0].corners[0].data()), direction);
+  for (ChangedFace const& face : changed) plane.add(face.corners, face.face);
+  for (std::uint32_t const face : neighbours) {
+    if (!beyond_box(low, high, corners[face], 2 * radius)) plane.add(corners[face], face);
+  }
+  plane.close();
+  return true;
 }
 
 bool DeviationGuard::Data::covers_original(Obligation const& obligation, double r, std::size_t& hint) {
@@ -561,7 +737,17 @@ bool DeviationGuard::Data::attempt(double r) {
                    }));
   }
   std::size_t hint = 0;
+  bool const planar = !rest.empty() && start_plane();
   for (std::size_t const i : rest) {
+    if (planar) {
+      used.clear();
+      double const distance = plane.cover(corners_of_slot(slots[i]), r, used);
+      if (distance <= r) {
+        for (std::uint32_t const face : used) outcome.push_back({slots[i], face});
+        reached = std::max(reached, distance);
+        continue;
+      }
+    }
     if (covers_original(obligations[i], r, hint)) continue;
     if (cover.beyond_known) {
       critical[obligations[i].face] = {narrow(cover.beyond), obligations[i].slot};
@@ -589,6 +775,7 @@ bool DeviationGuard::permits(std::span<std::uint32_t const> removed, std::span<C
                              std::span<std::uint32_t const> neighbours) {
   Data& d = *data_;
   if (!d.take_question(removed, changed, neighbours) || !(d.radius > 0)) return false;
+  d.by_step = false;
   if (!d.passes_critical(d.radius)) return false;
   d.prepare_fresh();
   d.gather_obligations();
@@ -596,10 +783,19 @@ bool DeviationGuard::permits(std::span<std::uint32_t const> removed, std::span<C
   return d.pending;
 }
 
+bool DeviationGuard::permits_step(std::span<std::uint32_t const> removed, std::span<ChangedFace const> changed) {
+  Data& d = *data_;
+  if (!d.take_question(removed, changed, {}) || !(d.radius > 0)) return false;
+  d.by_step = d.steps_within(kFreeStep * d.radius);
+  d.pending = d.by_step;
+  return d.pending;
+}
+
 bool DeviationGuard::permits_removal(std::span<std::uint32_t const> removed) {
   Data& d = *data_;
   if (!d.take_question(removed, {}, {}) || !(d.radius > 0)) return false;
   d.gather_obligations();
+  d.by_step = false;
   if (!d.find_remaining(d.radius)) return false;
   d.prepare_fresh();
   d.pending = d.attempt(d.radius);
@@ -610,8 +806,14 @@ void DeviationGuard::commit() {
   Data& d = *data_;
   if (!d.pending) return;
   d.pending = false;
+  d.changed_once = true;
+  if (d.by_step) {
+    d.commit_step();
+    return;
+  }
   d.keep_critical();
   for (std::uint32_t const face : d.touched) {
+    d.free.fix(face);
     d.answers.clear_face(face);
     d.alive[face] = 0;
   }
@@ -624,9 +826,11 @@ void DeviationGuard::commit() {
     d.corners[face] = d.changed[i].corners;
     d.distance[face] = d.fresh_distance[i];
   }
-  for (Data::Answer const& answer : d.outcome) d.answers.add(answer.slot, answer.face);
+  for (Data::Answer const& answer : d.outcome) {
+    d.fix(answer.face);
+    d.answers.add(answer.slot, answer.face);
+  }
   d.bound = std::max(d.bound, d.reached);
-  d.changed_once = true;
 }
 
 double DeviationGuard::bound() const {

@@ -13,14 +13,19 @@
 #include <memory>
 #include <span>
 
-namespace mirel::engine {
+#include "standalone/engine/deviation/star_step.h"
 
-using Point = std::array<float, 3>;
+namespace mirel::engine {
 
 // One face that survives a change with new corners.
 struct ChangedFace {
+  static constexpr std::uint8_t kAnyCorner = 3;
+
   std::uint32_t face;
   std::array<Point, 3> corners;
+  // Where the change is an edge collapse: which corner is the vertex that the edge becomes. A change of which that is
+  // told can be found small without a look at the original.
+  std::uint8_t moving = kAnyCorner;
 };
 
 class DeviationGuard {
@@ -36,8 +41,12 @@ class DeviationGuard {
   // be used to cover what the removed faces answered for. Changes nothing that a caller can see.
   bool permits(std::span<std::uint32_t const> removed, std::span<ChangedFace const> changed,
                std::span<std::uint32_t const> neighbours);
-  // The same when the faces `removed` vanish and nothing takes their place: whether what they answered for, all of it,
-  // is near enough to faces that stay, wherever these are.
+  // The same without a look at the original, which costs little however much of the original there is: yes while edge
+  // collapses inside the surface (`moving` told, two faces removed) are known to add up to no more than half of the
+  // tolerance. Not known any more of faces that `permits` had a part in changing, or that cover for others since.
+  bool permits_step(std::span<std::uint32_t const> removed, std::span<ChangedFace const> changed);
+  // As `permits`, when the faces `removed` vanish and nothing takes their place: whether what they answered for, all of
+  // it, is near enough to faces that stay, wherever these are.
   bool permits_removal(std::span<std::uint32_t const> removed);
   // Makes the change that was last asked about and allowed. Must directly follow that call.
   void commit();

@@ -59,10 +59,10 @@ Records LadderBuilder::build() {
     }
   }
   file_pending();
-  BucketQueue::Bucket bucket = 0;
-  while (queue_.start_round()) {
-    while (queue_.find_next(bucket)) take_batch(bucket);
-    if (is_scattered()) renumber_vertices();
+  empty_queue();
+  if (options_.tolerance > 0) {
+    ask_again();
+    empty_queue();
   }
 
   std::array<std::uint64_t, kObstacles> ends{};
@@ -81,6 +81,14 @@ Records LadderBuilder::build() {
   return std::move(records_);
 }
 
+void LadderBuilder::empty_queue() {
+  BucketQueue::Bucket bucket = 0;
+  while (queue_.start_round()) {
+    while (queue_.find_next(bucket)) take_batch(bucket);
+    if (is_scattered()) renumber_vertices();
+  }
+}
+
 // Whether the gaps between the vertices are worth closing: a mesh that is not large stays near the processor as it is,
 // until one stretch holds what is left of it.
 bool LadderBuilder::is_scattered() const {
@@ -88,6 +96,18 @@ bool LadderBuilder::is_scattered() const {
   std::uint32_t const slots = stars_.vertex_count();
   if (queue_.is_one_stretch() || live_vertices_ > slots / 4) return false;
   return slots > kManyVertices || live_vertices_ <= BlockedQueue::kLargestStretch;
+}
+
+// Once nothing is left that the guards permit without a look at the original: from now on they look. To do so earlier
+// would cost more for all that comes after around the place.
+void LadderBuilder::ask_again() {
+  only_steps_ = false;
+  refused_edges_.start(stars_.vertex_count());
+  for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
+    Vertex const& vertex = stars_.vertex(v);
+    if ((vertex.flags & kDead) == 0 && vertex.bucket == kSetAside) wake(v);
+  }
+  file_pending();
 }
 
 void LadderBuilder::file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bucket bucket) {

@@ -107,6 +107,8 @@ class LadderBuilder {
   void set_aside(std::uint32_t v, std::array<std::uint8_t, kObstacles> const& obstacles);
   void retire(std::uint32_t v);
   void wake(std::uint32_t v);
+  void ask_again();
+  void empty_queue();
   void look_ahead(std::span<BucketQueue::Entry const> entries, std::size_t stride, BucketQueue::Bucket bucket) const;
 
   // One collapse.
@@ -182,6 +184,7 @@ class LadderBuilder {
   std::vector<AttributeRow> attribute_values_;
   std::vector<std::unique_ptr<DeviationGuard>> guards_;  // per mesh, with a tolerance only
   RefusedEdges refused_edges_;                           // the same
+  bool only_steps_ = true;                               // of the guards' questions only the cheap one is asked
 
   std::vector<std::uint32_t> vertex_base_;  // mesh_count + 1
   struct Origin {

@@ -224,12 +224,19 @@ bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
   neighbour_faces_.clear();
   for (StarEntry const& face : dying()) removed_faces_.push_back(face.face() - base);
   for (StarEntry const& face : survivors()) {
-    ChangedFace changed{face.face() - base, {}};
+    ChangedFace changed{face.face() - base, {}, static_cast<std::uint8_t>(face.corner())};
     changed.corners[face.corner()] = place_point_;
     changed.corners[(face.corner() + 1) % 3] = output_point(face.next);
     changed.corners[(face.corner() + 2) % 3] = output_point(face.previous);
     changed_faces_.push_back(changed);
   }
+  DeviationGuard& guard = *guards_[mesh];
+  if (guard.permits_step(removed_faces_, changed_faces_)) {
+    list_both_neighbours();
+    return true;
+  }
+  // On an open border that is never known, and what is left of the border would be in the way of all others.
+  if (only_steps_ && removed_faces_.size() > 1) return false;
   // The faces around the two stars.
   auto const add_ring = [&](Neighbours const& ring) {
     for (std::uint32_t const v : ring.span()) {
@@ -243,7 +250,7 @@ bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
   list_both_neighbours();
   add_ring(own_neighbours_);
   add_ring(other_neighbours_);
-  return guards_[mesh]->permits(removed_faces_, changed_faces_, neighbour_faces_);
+  return guard.permits(removed_faces_, changed_faces_, neighbour_faces_);
 }
 
 }  // namespace mirel::engine

@@ -120,7 +120,7 @@ void LadderBuilder::remove_component(std::uint32_t component) {
       split_component(component);
       return;
     }
-    if (!may_go()) return;
+    if (only_steps_ || !may_go()) return;
   }
   ++step_;
   for (std::uint32_t const v : component_vertices_) {

@@ -107,6 +107,9 @@ class CollapsingMesh {
   }
 
   enum class Outcome { kDone, kIllegal, kRefused };
+  // Which of the guard's questions is asked: the one that looks at the original, the cheap one, or that first.
+  enum class Ask { kOriginal, kStep, kEither };
+  void set_question(Ask ask) { ask_ = ask; }
 
   // Merges b into a, which moves to `target`. With `keep_border`, what moves a border vertex is illegal, and so is
   // what turns a triangle over.
@@ -142,6 +145,7 @@ class CollapsingMesh {
           std::uint32_t const c = mesh_.faces[3 * std::size_t{f} + k];
           old[k] = mesh_.point(c);
           face.corners[k] = c == v ? target : old[k];
+          if (c == v) face.moving = static_cast<std::uint8_t>(k);
         }
         if (turns_over(old, face.corners)) return Outcome::kIllegal;
         changed.push_back(face);
@@ -151,7 +155,10 @@ class CollapsingMesh {
     Numbers neighbours;
     around_a.insert(around_b);
     for (std::uint32_t const v : around_a) neighbours.insert(stars_[v]);
-    if (!guard.permits(removed, changed, neighbours.list())) return Outcome::kRefused;
+    bool const step = ask_ != Ask::kOriginal && guard.permits_step(removed, changed);
+    if (!step && (ask_ == Ask::kStep || !guard.permits(removed, changed, neighbours.list()))) {
+      return Outcome::kRefused;
+    }
     guard.commit();
 
     for (std::uint32_t const f : removed) {
@@ -206,6 +213,8 @@ class CollapsingMesh {
   }
 
  private:
+  Ask ask_ = Ask::kOriginal;
+
   Numbers ring(std::uint32_t v) const {
     Numbers result;
     for (std::uint32_t const f : stars_[v]) {

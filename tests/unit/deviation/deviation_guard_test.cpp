@@ -256,6 +256,63 @@ TEST(DeviationGuard, LetsAComponentGoWhereANeighbourCoversIt) {
   EXPECT_TRUE(high.permits({}, raised, {}));
 }
 
+// The middle of a grid of 6 x 6 squares, 7 points to a row, and the point beside it.
+constexpr std::uint32_t kMiddle = 24;
+constexpr std::uint32_t kBeside = 25;
+
+TEST(DeviationGuard, PermitsStepsOnAPlaneWithoutTheOriginal) {
+  Mesh const mesh = grid(6, flat);
+  DeviationGuard guard(mesh.positions, mesh.faces, 1e-4F);
+  CollapsingMesh reduced(mesh);
+  reduced.set_question(CollapsingMesh::Ask::kStep);
+  EXPECT_EQ(reduced.collapse(guard, kMiddle, kBeside, mesh.point(kMiddle)), Outcome::kDone);
+  EXPECT_EQ(reduced.collapse(guard, kMiddle, kMiddle - 1, {0.48F, 0.5F, 0}), Outcome::kDone);
+  EXPECT_EQ(reduced.collapse(guard, 0, 1, mesh.point(0), false), Outcome::kRefused) << "at the border";
+  EXPECT_LE(guard.bound(), 1e-10);
+}
+
+TEST(DeviationGuard, PermitsStepsUpToHalfOfTheTolerance) {
+  Mesh mesh = grid(6, flat);
+  mesh.positions[3 * kMiddle + 2] = 0.01F;
+  for (float const tolerance : {0.011F, 0.019F, 0.1F}) {
+    DeviationGuard guard(mesh.positions, mesh.faces, tolerance);
+    CollapsingMesh reduced(mesh);
+    reduced.set_question(CollapsingMesh::Ask::kStep);
+    bool const is_enough = tolerance > 0.02F;  // the gap of the vertex is larger than that of the bump
+    EXPECT_EQ(reduced.collapse(guard, kBeside, kMiddle, mesh.point(kBeside)),
+              is_enough ? Outcome::kDone : Outcome::kRefused);
+    if (!is_enough) {
+      EXPECT_EQ(guard.bound(), 0);
+      reduced.set_question(CollapsingMesh::Ask::kEither);
+      EXPECT_EQ(reduced.collapse(guard, kBeside, kMiddle, mesh.point(kBeside)), Outcome::kDone);
+    }
+    EXPECT_GE(guard.bound(), 0.0099);
+    EXPECT_LE(guard.bound(), tolerance);
+  }
+}
+
+TEST(DeviationGuard, KnowsNoStepsWhereTheOriginalWasLookedAt) {
+  Mesh const mesh = grid(6, flat);
+  DeviationGuard guard(mesh.positions, mesh.faces, 1e-4F);
+  CollapsingMesh reduced(mesh);
+  EXPECT_EQ(reduced.collapse(guard, kMiddle, kBeside, mesh.point(kMiddle)), Outcome::kDone);
+  reduced.set_question(CollapsingMesh::Ask::kStep);
+  EXPECT_EQ(reduced.collapse(guard, kMiddle, kMiddle - 1, mesh.point(kMiddle)), Outcome::kRefused);
+  EXPECT_EQ(reduced.collapse(guard, 8, 9, mesh.point(8)), Outcome::kDone) << "far from there";
+  reduced.set_question(CollapsingMesh::Ask::kEither);
+  EXPECT_EQ(reduced.collapse(guard, kMiddle, kMiddle - 1, mesh.point(kMiddle)), Outcome::kDone);
+}
+
+TEST(DeviationGuard, KnowsNoStepOfAChangeThatIsNoCollapse) {
+  Mesh const mesh = pyramid(0.1);
+  DeviationGuard guard(mesh.positions, mesh.faces, 1.0F);
+  std::vector<std::uint32_t> const removed{0, 3};
+  std::vector<ChangedFace> const changed{{1, {mesh.point(1), mesh.point(2), mesh.point(0)}},
+                                         {2, {mesh.point(2), mesh.point(3), mesh.point(0)}}};
+  EXPECT_FALSE(guard.permits_step(removed, changed));
+  EXPECT_FALSE(guard.permits_step({}, {}));
+}
+
 TEST(DeviationGuard, EmptyMeshIsHarmless) {
   DeviationGuard guard({}, {}, 1.0F);
   EXPECT_TRUE(guard.permits({}, {}, {}));
