@@ -103,6 +103,21 @@ IndexedMesh box(std::size_t faces) {
   return mesh;
 }
 
+// Turned by angles that leave no coordinate round.
+IndexedMesh turned_box(std::size_t faces) {
+  IndexedMesh mesh = box(faces);
+  for (std::size_t v = 0; v < mesh.positions.size(); v += 3) {
+    float* const p = &mesh.positions[v];
+    for (std::size_t axis = 0; axis < 2; ++axis) {
+      double const a = static_cast<double>(p[axis]);
+      double const b = static_cast<double>(p[axis + 1]);
+      p[axis] = static_cast<float>(std::cos(0.7) * a - std::sin(0.7) * b);
+      p[axis + 1] = static_cast<float>(std::sin(0.7) * a + std::cos(0.7) * b);
+    }
+  }
+  return mesh;
+}
+
 // Small spheres of 100 faces, side by side.
 IndexedMesh bodies(std::size_t faces) {
   constexpr std::uint32_t kAround = 10;
@@ -193,6 +208,7 @@ constexpr Case kCases[] = {{"scan", "scan-like surface", scan, 1},
                            {"tilted", "plane, tilted", tilted_plane, 1},
                            {"shaken", "plane, irregular", shaken_plane, 1},
                            {"box", "box", box, 1},
+                           {"turned", "box, turned", turned_box, 1},
                            {"bodies", "bodies of 100 faces", bodies, 1},
                            {"hub", "cone around one vertex", hub, 0.1},
                            {"needles", "loose needles", needles, 1},

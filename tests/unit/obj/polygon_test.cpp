@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
+#include <ctime>
 #include <numbers>
 #include <numeric>
 #include <random>
@@ -147,10 +147,10 @@ TEST(Polygon, CutsSimpleOutlinesOfManyCornersInTime) {
     double const radius = angle + (k < count ? 3 : 1);
     band.emplace_back(radius * std::cos(angle), radius * std::sin(angle));
   }
-  auto const start = std::chrono::steady_clock::now();
+  std::clock_t const start = std::clock();
   EXPECT_TRUE(cut(comb).complete);
   EXPECT_TRUE(cut(band).complete);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+  EXPECT_LT(std::clock() - start, std::clock_t{60} * CLOCKS_PER_SEC);
 }
 
 // Random corners in random order: nothing but an end after bounded work is promised.
@@ -160,11 +160,11 @@ TEST(Polygon, GivesUpAnOutlineMadeToBeSlow) {
   for (int k = 0; k < 20000; ++k) {
     outline.emplace_back(static_cast<double>(random() % 100000), static_cast<double>(random() % 100000));
   }
-  auto const start = std::chrono::steady_clock::now();
+  std::clock_t const start = std::clock();
   Cut const result = cut(outline);
   EXPECT_EQ(result.triangles.size(), (outline.size() - 2) * 3);
   EXPECT_FALSE(result.complete);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+  EXPECT_LT(std::clock() - start, std::clock_t{30} * CLOCKS_PER_SEC);
 }
 
 }  // namespace
