@@ -125,10 +125,12 @@ void LadderBuilder::number_vertices(std::vector<std::uint32_t>& triangles) {
 void LadderBuilder::sum_stars(std::span<std::uint32_t const> triangles) {
   for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
     WedgeMesh const& mesh = *records_.meshes[m];
-    std::vector<std::uint32_t> first_wedge(mesh.position_count, kNone);
-    for (std::uint32_t w = mesh.vertex_count(); w-- > 0;) first_wedge[mesh.position_of[w]] = w;
+    bool const single = mesh.vertex_count() == mesh.position_count;
+    std::vector<std::uint32_t> first_wedge(single ? 0 : mesh.position_count, kNone);
+    for (std::uint32_t w = mesh.vertex_count(); !single && w-- > 0;) first_wedge[mesh.position_of[w]] = w;
     for (std::uint32_t v = vertex_base_[m]; v < vertex_base_[m + 1]; ++v) {
-      float const* const p = mesh.vertices.data() + std::size_t{3} * first_wedge[origins_[v].lowest];
+      std::uint32_t const position = origins_[v].lowest;
+      float const* const p = mesh.vertices.data() + std::size_t{3} * (single ? position : first_wedge[position]);
       auto const local = [&](std::size_t k) { return static_cast<float>((double{p[k]} - centres_[m][k]) * scale_); };
       stars_.vertex(v).set_position({local(0), local(1), local(2)});
     }

@@ -25,10 +25,29 @@ Triple triple_of(std::span<std::uint32_t const> faces, std::span<std::uint32_t c
   return b < c ? Triple{b, c, a} : Triple{c, a, b};
 }
 
-// Which faces have to go: one flag per face, or nothing where none has to. A position of kNone is not finite.
+bool is_degenerate(Triple const& t) {
+  return t[0] == t[1] || t[1] == t[2] || t[2] == t[0] || t[0] == kNone || t[1] == kNone || t[2] == kNone;
+}
+
+// Flags of the faces that have to go; none where none has to.
+class BadFaces {
+ public:
+  explicit BadFaces(std::size_t face_count) : face_count_(face_count) {}
+  void add(std::size_t face) {
+    flags_.resize(face_count_);
+    flags_[face] = true;
+  }
+  std::vector<bool> take() { return std::move(flags_); }
+
+ private:
+  std::size_t face_count_;
+  std::vector<bool> flags_;
+};
+
+// Repeats found through a hash table of the faces: for meshes with very many faces around one position.
 template <class SameSet>
-std::vector<bool> find_bad_faces(std::span<std::uint32_t const> faces, std::span<std::uint32_t const> position_of,
-                                 SameSet same_set) {
+std::vector<bool> find_bad_faces_by_hash(std::span<std::uint32_t const> faces,
+                                         std::span<std::uint32_t const> position_of, SameSet same_set) {
   struct Slot {
     std::uint32_t face = kNone;
     std::uint32_t tag = 0;
@@ -37,11 +56,7 @@ std::vector<bool> find_bad_faces(std::span<std::uint32_t const> faces, std::span
   std::size_t const count = faces.size() / 3;
   std::vector<Slot> slots(std::bit_ceil(count + count / 2 + 16));
   std::size_t const mask = slots.size() - 1;
-  std::vector<bool> bad;
-  auto const drop = [&bad, count](std::size_t face) {
-    bad.resize(count);
-    bad[face] = true;
-  };
+  BadFaces bad(count);
   Triple triples[kBlock];
   std::uint64_t hashes[kBlock];
   for (std::size_t begin = 0; begin < count; begin += kBlock) {
@@ -56,8 +71,8 @@ std::vector<bool> find_bad_faces(std::span<std::uint32_t const> faces, std::span
     }
     for (std::size_t f = begin; f < end; ++f) {
       Triple const t = triples[f - begin];
-      if (t[0] == t[1] || t[1] == t[2] || t[2] == t[0] || t[0] == kNone || t[1] == kNone || t[2] == kNone) {
-        drop(f);
+      if (is_degenerate(t)) {
+        bad.add(f);
         continue;
       }
       std::uint32_t const tag = static_cast<std::uint32_t>(hashes[f - begin] >> 32);
@@ -71,13 +86,53 @@ std::vector<bool> find_bad_faces(std::span<std::uint32_t const> faces, std::span
         }
       }
       if (repeats) {
-        drop(f);
+        bad.add(f);
       } else {
         slots[slot] = {static_cast<std::uint32_t>(f), tag};
       }
     }
   }
-  return bad;
+  return bad.take();
+}
+
+// Which faces have to go: one flag per face, or nothing where none has to. A position of kNone is not finite. Faces
+// hang in a chain at their least position: two for each, of which the one before is mostly the face before.
+template <class SameSet>
+std::vector<bool> find_bad_faces(std::span<std::uint32_t const> faces, std::span<std::uint32_t const> position_of,
+                                 std::uint32_t position_count, SameSet same_set) {
+  struct Link {
+    std::uint32_t before;  // the face before in the chain
+    std::uint32_t second;  // the position after the least
+  };
+  constexpr std::size_t kLongest = 64;
+  std::size_t const count = faces.size() / 3;
+  std::vector<std::uint32_t> last(position_count, kNone);
+  std::vector<Link> links(count);
+  BadFaces bad(count);
+  for (std::size_t f = 0; f < count; ++f) {
+    Triple const t = triple_of(faces, position_of, f);
+    if (is_degenerate(t)) {
+      bad.add(f);
+      continue;
+    }
+    std::size_t length = 0;
+    std::uint32_t other = last[t[0]];
+    for (; other != kNone; other = links[other].before) {
+      if (links[other].second == t[1] && triple_of(faces, position_of, other) == t && same_set(other, f)) {
+        break;
+      }
+      if (++length == kLongest) {
+        return find_bad_faces_by_hash(faces, position_of, same_set);
+      }
+    }
+    if (other != kNone) {
+      bad.add(f);
+      continue;
+    }
+    links[f] = {last[t[0]], t[1]};
+    last[t[0]] = static_cast<std::uint32_t>(f);
+  }
+  return bad.take();
 }
 
 bool sets_in_order(BuildMesh const& mesh) {
@@ -209,9 +264,9 @@ ExactPositions prepare_build_mesh(BuildMesh& mesh) {
       table->resize(mesh.faces.size(), kNone);
     }
   }
-  std::vector<bool> const bad = find_bad_faces(mesh.faces, result.position_of, [&mesh](std::size_t a, std::size_t b) {
-    return mesh.set_of(a) == mesh.set_of(b);
-  });
+  std::vector<bool> const bad =
+      find_bad_faces(mesh.faces, result.position_of, result.count,
+                     [&mesh](std::size_t a, std::size_t b) { return mesh.set_of(a) == mesh.set_of(b); });
   if (!bad.empty() || !sets_in_order(mesh)) {
     std::vector<std::uint32_t> const order = faces_in_order(mesh, bad);
     pick(mesh.faces, 3, order);
@@ -228,8 +283,9 @@ bool clean_wedge_mesh(WedgeMesh& mesh) {
   auto const set_of = [&mesh](std::size_t face) {
     return std::upper_bound(mesh.set_begin.begin(), mesh.set_begin.end(), static_cast<std::uint32_t>(face));
   };
-  std::vector<bool> const bad = find_bad_faces(
-      mesh.faces, mesh.position_of, [&set_of](std::size_t a, std::size_t b) { return set_of(a) == set_of(b); });
+  std::vector<bool> const bad =
+      find_bad_faces(mesh.faces, mesh.position_of, mesh.position_count,
+                     [&set_of](std::size_t a, std::size_t b) { return set_of(a) == set_of(b); });
   if (!bad.empty()) {
     std::uint32_t kept = 0;
     for (std::size_t set = 0; set + 1 < mesh.set_begin.size(); ++set) {

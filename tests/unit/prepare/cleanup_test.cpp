@@ -47,6 +47,27 @@ TEST(Cleanup, KeepsTheFirstOfRepeatedFacesAndAllOpposites) {
   EXPECT_EQ(mesh.faces, (Indices{0, 1, 2, 0, 2, 1}));
 }
 
+TEST(Cleanup, FindsRepeatsAroundPositionsOfFewAndOfManyFaces) {
+  for (std::uint32_t const spokes : {5U, 60U, 64U, 65U, 66U, 500U}) {
+    SCOPED_TRACE(spokes);
+    std::vector<float> positions = {0, 0, 0};
+    Indices faces;
+    for (std::uint32_t i = 1; i <= spokes; ++i) {
+      positions.insert(positions.end(), {static_cast<float>(i), 1, 0});
+      faces.insert(faces.end(), {0, i, i % spokes + 1});
+    }
+    Indices const once = faces;
+    // The first, one from the middle turned, and the last again; and one that is degenerate.
+    for (std::uint32_t const face : {0U, spokes / 2, spokes - 1}) {
+      faces.insert(faces.end(), {once[3 * face + 1], once[3 * face + 2], once[3 * face]});
+    }
+    faces.insert(faces.begin() + 6, {0, 2, 2});
+    BuildMesh mesh = plain_mesh(positions, faces);
+    prepare_build_mesh(mesh);
+    EXPECT_EQ(mesh.faces, once);
+  }
+}
+
 TEST(Cleanup, KeepsRepeatsInOtherSets) {
   BuildMesh mesh = plain_mesh({0, 0, 0, 1, 0, 0, 0, 1, 0}, {0, 1, 2, 0, 1, 2, 0, 1, 2});
   mesh.set_count = 2;
