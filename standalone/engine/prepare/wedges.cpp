@@ -484,8 +484,9 @@ WedgeMesh make_wedge_mesh(BuildMesh&& mesh, ExactPositions&& exact, JoinToleranc
 bool join_wedge_mesh(WedgeMesh& mesh, JoinTolerances const& tolerances) {
   std::uint32_t const vertices_before = mesh.vertex_count();
   std::uint32_t const positions_before = mesh.position_count;
-  Positions const positions = join_positions(std::vector<float>(mesh.vertices), std::vector<std::uint32_t>(mesh.position_of),
-                                             mesh.position_count, tolerances.position);
+  Positions const positions =
+      join_positions(std::vector<float>(mesh.vertices), std::vector<std::uint32_t>(mesh.position_of),
+                     mesh.position_count, tolerances.position);
   Items items;
   items.count = vertices_before;
   if (!mesh.normals.empty()) {
