@@ -308,6 +308,49 @@ TEST(LadderPropertyTest, DepotsOfManyStretchesKeepTheLaws) {
   expect_laws_together(meshes, locked, 2);
 }
 
+// What is stuck from the start has waited since before the vertices got new numbers.
+TEST(LadderPropertyTest, ThoseThatWaitAreFoundAgainAfterRenumbering) {
+  constexpr std::uint32_t kPillows = 40;
+  WedgeMesh const ground = rough_grid(150, 650, 0, 12);
+  std::vector<float> positions = ground.vertices;
+  std::vector<std::uint32_t> triangles = ground.faces;
+  for (std::uint32_t i = 0; i < kPillows; ++i) {
+    auto const first = static_cast<std::uint32_t>(positions.size() / 3);
+    auto const x = static_cast<float>(20 * i + 20);
+    positions.insert(positions.end(), {x, 0, 0, x + 10, 0, 0, x, 10, 0});
+    triangles.insert(triangles.end(), {first, first + 1, first + 2, first, first + 2, first + 1});
+  }
+  WedgeMesh const mesh = test::from_triangles(positions, triangles);
+  auto const ladder = build(mesh);
+  WedgeMesh out;
+  ladder->read(0, ladder->step_for_face_count(2 * kPillows + 10), out);
+  ASSERT_EQ(validate(out), "");
+  std::uint32_t pillow_faces = 0;
+  for (std::uint32_t const v : out.faces) pillow_faces += out.vertices[std::size_t{3} * v] >= 20 ? 1U : 0U;
+  EXPECT_EQ(pillow_faces / 3, 2 * kPillows);
+  EXPECT_EQ(ladder->face_count(ladder->step_count()), 2U);
+}
+
+TEST(LadderPropertyTest, ObstaclesAreCountedAfterRenumbering) {
+  constexpr std::uint32_t kSquares = 50;
+  WedgeMesh const ball = test::sphere(150, 150);
+  std::vector<float> positions;
+  std::vector<std::uint32_t> triangles;
+  for (std::uint32_t i = 0; i <= kSquares; ++i) {
+    auto const x = static_cast<float>(i);
+    positions.insert(positions.end(), {x, 0, 0, x, 1, 0});
+    if (i < kSquares) triangles.insert(triangles.end(), {2 * i, 2 * i + 2, 2 * i + 3, 2 * i, 2 * i + 3, 2 * i + 1});
+  }
+  WedgeMesh const strip = test::from_triangles(positions, triangles);
+  WedgeMesh const* const meshes[] = {&ball, &strip};
+  LadderOptions options;
+  options.lock_boundaries = true;
+  auto const ladder = Ladder::build(meshes, options);
+  EXPECT_EQ(ladder->face_count(ladder->step_count()), 2 * kSquares);
+  EXPECT_EQ(ladder->end().locked_boundary, 4 * kSquares + 1) << "all edges of the strip";
+  EXPECT_EQ(ladder->end().topology, 0U);
+}
+
 TEST(LadderPropertyTest, ATolerantDepotOfManyStretchesKeepsTheLaws) {
   LadderOptions options;
   options.tolerance = 0.02F;
