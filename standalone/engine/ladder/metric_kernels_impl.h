@@ -63,8 +63,59 @@ inline __attribute__((always_inline)) EndLanes<width> load_ends(Vertex const* co
   return {c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8], c[9], c[10], c[11], c[15], locked};
 }
 
-// The keys. `out`: where keys and places go, or null.
+enum class Wanted { kKeys, kPlaces };
+
+// A symmetric positive system. By cofactors it is solved soonest, but across a plane that is not parallel to the axes
+// they are small differences of large products, of which single precision leaves little: enough for a key.
+template <int width, Wanted wanted>
+struct Solver {
+  using F = FloatLanes<width>;
+  F c0, c1, c2, c3, c4, c5, inverse;
+  MaskLanes<width> solvable;
+
+  inline __attribute__((always_inline)) Solver(F q0, F q1, F q2, F q3, F q4, F q5) {
+    F const zero = all<width>(0), one = all<width>(1);
+    c0 = q3 * q5 - q4 * q4, c1 = q2 * q4 - q1 * q5, c2 = q1 * q4 - q2 * q3;
+    c3 = q0 * q5 - q2 * q2, c4 = q1 * q2 - q0 * q4, c5 = q0 * q3 - q1 * q1;
+    F const determinant = q0 * c0 + q1 * c1 + q2 * c2;
+    solvable = determinant > zero;
+    inverse = one / select(solvable, determinant, one);
+  }
+  inline __attribute__((always_inline)) VectorLanes<width> solve(F b0, F b1, F b2) const {
+    return {(c0 * b0 + c1 * b1 + c2 * b2) * inverse, (c1 * b0 + c3 * b1 + c4 * b2) * inverse,
+            (c2 * b0 + c4 * b1 + c5 * b2) * inverse};
+  }
+};
+
+// The same by L D L^T: one division waits for the other, and what the system settles at all is right.
 template <int width>
+struct Solver<width, Wanted::kPlaces> {
+  using F = FloatLanes<width>;
+  F l1, l2, l3, inverse0, inverse1, inverse2;
+  MaskLanes<width> solvable;
+
+  inline __attribute__((always_inline)) Solver(F q0, F q1, F q2, F q3, F q4, F q5) {
+    F const zero = all<width>(0), one = all<width>(1);
+    inverse0 = one / select(q0 > zero, q0, one);
+    l1 = q1 * inverse0, l2 = q2 * inverse0;
+    F const pivot1 = q3 - l1 * q1, rest = q4 - l1 * q2;
+    inverse1 = one / select(pivot1 > zero, pivot1, one);
+    l3 = rest * inverse1;
+    F const pivot2 = q5 - l2 * q2 - l3 * rest;
+    inverse2 = one / select(pivot2 > zero, pivot2, one);
+    solvable = (q0 > zero) & (pivot1 > zero) & (pivot2 > zero);
+  }
+  inline __attribute__((always_inline)) VectorLanes<width> solve(F b0, F b1, F b2) const {
+    F const f1 = b1 - l1 * b0;
+    F const f2 = b2 - l2 * b0 - l3 * f1;
+    F const z = f2 * inverse2;
+    F const y = f1 * inverse1 - l3 * z;
+    return {b0 * inverse0 - l1 * y - l2 * z, y, z};
+  }
+};
+
+// The keys. `out`: where keys and places go, if these are wanted.
+template <int width, Wanted wanted>
 inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<width> const& a,
                                                                        EndLanes<width> const& b, EdgeArrays const* out,
                                                                        std::uint32_t first) {
@@ -87,35 +138,24 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
   F const s3 = sum3 * scale, q4 = sum4 * scale, s5 = sum5 * scale;
   F const q0 = s0 + prior, q3 = s3 + prior, q5 = s5 + prior;
 
-  // Cofactors of the symmetric matrix.
-  F const c0 = q3 * q5 - q4 * q4, c1 = q2 * q4 - q1 * q5, c2 = q1 * q4 - q2 * q3;
-  F const c3 = q0 * q5 - q2 * q2, c4 = q1 * q2 - q0 * q4, c5 = q0 * q3 - q1 * q1;
-  F const determinant = q0 * c0 + q1 * c1 + q2 * c2;
-  M const solvable = determinant > zero;
-  F const inverse = one / select(solvable, determinant, one);
+  Solver<width, wanted> const solver(q0, q1, q2, q3, q4, q5);
 
   F const t0 = right0 * scale, t1 = right1 * scale, t2 = right2 * scale;
   F const mid = prior * half;
-  F const r0 = t0 + mid * dx, r1 = t1 + mid * dy, r2 = t2 + mid * dz;
-  F px = (c0 * r0 + c1 * r1 + c2 * r2) * inverse;
-  F py = (c1 * r0 + c3 * r1 + c4 * r2) * inverse;
-  F pz = (c2 * r0 + c4 * r1 + c5 * r2) * inverse;
+  auto [px, py, pz] = solver.solve(t0 + mid * dx, t1 + mid * dy, t2 + mid * dz);
   // Once more for what the planes still want, without the prior: it then only speaks where they are silent.
-  if (out != nullptr) {
-    F const u0 = t0 - (s0 * px + q1 * py + q2 * pz);
-    F const u1 = t1 - (q1 * px + s3 * py + q4 * pz);
-    F const u2 = t2 - (q2 * px + q4 * py + s5 * pz);
-    px += (c0 * u0 + c1 * u1 + c2 * u2) * inverse;
-    py += (c1 * u0 + c3 * u1 + c4 * u2) * inverse;
-    pz += (c2 * u0 + c4 * u1 + c5 * u2) * inverse;
+  if constexpr (wanted == Wanted::kPlaces) {
+    auto const more = solver.solve(t0 - (s0 * px + q1 * py + q2 * pz), t1 - (q1 * px + s3 * py + q4 * pz),
+                                   t2 - (q2 * px + q4 * py + s5 * pz));
+    px += more.x;
+    py += more.y;
+    pz += more.z;
   }
 
   // Moved onto the plane of equal volume, along the direction that the quadric resists least.
   F const n0 = a.n0 + b.n0, n1 = a.n1 + b.n1, n2 = a.n2 + b.n2;
   F const volume = b.n0 * dx + b.n1 * dy + b.n2 * dz;
-  F const y0 = (c0 * n0 + c1 * n1 + c2 * n2) * inverse;
-  F const y1 = (c1 * n0 + c3 * n1 + c4 * n2) * inverse;
-  F const y2 = (c2 * n0 + c4 * n1 + c5 * n2) * inverse;
+  auto const [y0, y1, y2] = solver.solve(n0, n1, n2);
   F const slope = n0 * y0 + n1 * y1 + n2 * y2;
   M const constrained = slope > all<width>(1e-36F);
   F const shift = select(constrained, (n0 * px + n1 * py + n2 * pz - volume) / select(constrained, slope, one), zero);
@@ -124,7 +164,7 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
   pz -= y2 * shift;
 
   F const reach = all<width>(kReachSquared) * (dx * dx + dy * dy + dz * dz);
-  M const sound = solvable & (px * px + py * py + pz * pz <= reach);
+  M const sound = solver.solvable & (px * px + py * py + pz * pz <= reach);
   px = select(sound, px, half * dx);
   py = select(sound, py, half * dy);
   pz = select(sound, pz, half * dz);
@@ -145,7 +185,7 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
   key = larger(key, all<width>(kKeyFloor));
   if (any_locked) key = select(a.locked & b.locked, all<width>(__builtin_inff()), key);
 
-  if (out != nullptr) {
+  if constexpr (wanted == Wanted::kPlaces) {
     __builtin_memcpy(out->keys + first, &key, sizeof(key));
     __builtin_memcpy(out->x + first, &px, sizeof(px));
     __builtin_memcpy(out->y + first, &py, sizeof(py));
@@ -164,7 +204,7 @@ void evaluate_star(Vertex const* vertices, std::uint32_t v, std::uint32_t const*
   for (std::uint32_t first = 0; first < count; first += width) {
     Vertex const* ends[width];
     for (std::uint32_t k = 0; k < width; ++k) ends[k] = vertices + neighbours[first + k];
-    evaluate_lanes<width>(a, load_ends<width>(ends), &out, first);
+    evaluate_lanes<width, Wanted::kPlaces>(a, load_ends<width>(ends), &out, first);
   }
 }
 
@@ -202,7 +242,7 @@ void cheapest_edges(Vertex const* vertices, StarEntry const* entries, std::uint3
         ends[k] = vertices + (first + k < v.star_count ? next : last);
       }
       unsigned bits = 0;
-      float const low = least<width>(evaluate_lanes<width>(a, load_ends<width>(ends), nullptr, 0), bits);
+      float const low = least<width>(evaluate_lanes<width, Wanted::kKeys>(a, load_ends<width>(ends), nullptr, 0), bits);
       if (low < out[i].key) out[i] = {low, star[first + static_cast<std::uint32_t>(__builtin_ctz(bits))].next};
     }
   }
@@ -219,7 +259,7 @@ void evaluate_edges(Vertex const* vertices, std::uint32_t const* from, std::uint
       ends_a[k] = vertices + from[i];
       ends_b[k] = vertices + to[i];
     }
-    evaluate_lanes<width>(load_ends<width>(ends_a), load_ends<width>(ends_b), &out, first);
+    evaluate_lanes<width, Wanted::kPlaces>(load_ends<width>(ends_a), load_ends<width>(ends_b), &out, first);
   }
 }
 

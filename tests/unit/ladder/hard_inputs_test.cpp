@@ -87,6 +87,20 @@ WedgeMesh scaled(WedgeMesh const& mesh, double scale) {
   return placed(mesh, {scale, scale, scale}, 0);
 }
 
+// Turned so that no plane is parallel to an axis any more.
+WedgeMesh turned(WedgeMesh const& mesh) {
+  constexpr double kRows[3][3] = {{0.8, -0.6, 0}, {0.48, 0.64, -0.6}, {0.36, 0.48, 0.8}};
+  std::vector<float> positions;
+  for (std::size_t v = 0; v < mesh.vertices.size(); v += 3) {
+    for (std::size_t k = 0; k < 3; ++k) {
+      double sum = 0;
+      for (std::size_t i = 0; i < 3; ++i) sum += kRows[i][k] * (double{mesh.vertices[v + i]} - 0.5);
+      positions.push_back(static_cast<float>(sum));
+    }
+  }
+  return from_triangles(positions, mesh.faces);
+}
+
 std::unique_ptr<Ladder> build(WedgeMesh const& mesh) {
   WedgeMesh const* const meshes[] = {&mesh};
   return Ladder::build(meshes, {});
@@ -156,6 +170,9 @@ TEST(HardInputsTest, APlaneBecomesTwoTriangles) {
   expect_flat(shuffled(random, 5), 2);
   expect_flat(scaled(random, 3e-6), 2);
   expect_flat(scaled(random, 3e6), 2);
+  expect_flat(turned(regular), 2);
+  expect_flat(turned(random), 2);
+  expect_flat(turned(plane(300)), 2);
 }
 
 TEST(HardInputsTest, ACubeBecomesTwelveTriangles) {
@@ -167,6 +184,8 @@ TEST(HardInputsTest, ACubeBecomesTwelveTriangles) {
   expect_flat(shuffled(random, 5), 12);
   expect_flat(scaled(random, 3e-6), 12);
   expect_flat(scaled(random, 3e6), 12);
+  expect_flat(turned(regular), 12);
+  expect_flat(turned(random), 12);
 }
 
 TEST(HardInputsTest, SheetsOnOneEdgeGoAsOneSheetDoes) {
