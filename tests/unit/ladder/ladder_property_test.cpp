@@ -351,6 +351,25 @@ TEST(LadderPropertyTest, ObstaclesAreCountedAfterRenumbering) {
   EXPECT_EQ(ladder->end().topology, 0U);
 }
 
+TEST(LadderPropertyTest, AttributesStayWithTheirVerticesWhenTheseAreRenumbered) {
+  WedgeMesh mesh = rough_grid(150, 300, 0, 13);
+  for (std::size_t i = 0; i < mesh.vertices.size(); i += 3) {
+    mesh.uvs.insert(mesh.uvs.end(), {mesh.vertices[i], mesh.vertices[i + 1]});
+  }
+  auto const ladder = build(mesh);
+  for (std::uint32_t const faces : {6000U, 600U, 60U}) {
+    WedgeMesh out;
+    ladder->read(0, ladder->step_for_face_count(faces), out);
+    double worst = 0;
+    for (std::size_t v = 0; v < out.vertex_count(); ++v) {
+      for (std::size_t k = 0; k < 2; ++k) {
+        worst = std::max(worst, std::abs(double{out.uvs[2 * v + k]} - double{out.vertices[3 * v + k]}));
+      }
+    }
+    EXPECT_LT(worst, 0.02) << faces << " faces";
+  }
+}
+
 TEST(LadderPropertyTest, ATolerantDepotOfManyStretchesKeepsTheLaws) {
   LadderOptions options;
   options.tolerance = 0.02F;
