@@ -351,6 +351,28 @@ TEST(LadderPropertyTest, ObstaclesAreCountedAfterRenumbering) {
   EXPECT_EQ(ladder->end().topology, 0U);
 }
 
+TEST(LadderPropertyTest, MeshesStayInTheirPlacesWhenVerticesAreRenumbered) {
+  std::vector<WedgeMesh> const meshes = {rough_grid(60, 300, 0, 14), rough_grid(120, 300, 0, 15),
+                                         rough_grid(60, 300, 0, 16)};
+  std::vector<WedgeMesh> moved = meshes;
+  std::vector<WedgeMesh const*> pointers;
+  for (std::size_t m = 0; m < moved.size(); ++m) {
+    for (std::size_t i = 0; i < moved[m].vertices.size(); i += 3) moved[m].vertices[i] += static_cast<float>(8 * m);
+    pointers.push_back(&moved[m]);
+  }
+  auto const ladder = Ladder::build(pointers, {});
+  for (std::uint32_t const faces : {8000U, 800U, 80U}) {
+    for (std::uint32_t m = 0; m < moved.size(); ++m) {
+      WedgeMesh out;
+      ladder->read(m, ladder->step_for_face_count(faces), out);
+      ASSERT_GT(out.vertex_count(), 0U);
+      for (std::size_t i = 0; i < out.vertices.size(); i += 3) {
+        ASSERT_NEAR(out.vertices[i], static_cast<float>(8 * m) + 0.5F, 0.7F) << "mesh " << m << ", " << faces;
+      }
+    }
+  }
+}
+
 TEST(LadderPropertyTest, AttributesStayWithTheirVerticesWhenTheseAreRenumbered) {
   WedgeMesh mesh = rough_grid(150, 300, 0, 13);
   for (std::size_t i = 0; i < mesh.vertices.size(); i += 3) {
