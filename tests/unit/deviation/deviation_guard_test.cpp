@@ -303,6 +303,58 @@ TEST(DeviationGuard, KnowsNoStepsWhereTheOriginalWasLookedAt) {
   EXPECT_EQ(reduced.collapse(guard, kMiddle, kMiddle - 1, mesh.point(kMiddle)), Outcome::kDone);
 }
 
+// A spike as narrow as this one leaves all of the original near to its foot: only its own way tells.
+TEST(DeviationGuard, CountsWhatStepsHaveAddedUpToWhenItLooksAgain) {
+  constexpr float kTolerance = 1;
+  Mesh const mesh = grid(6, flat);
+  DeviationGuard guard(mesh.positions, mesh.faces, kTolerance);
+  CollapsingMesh reduced(mesh);
+  reduced.set_question(CollapsingMesh::Ask::kStep);
+  std::vector<ChangedFace> spike;
+  float height = 0;
+  auto const raise = [&](float to) {
+    for (ChangedFace& face : spike) face.corners[face.moving][2] = to;
+    if (!guard.permits({}, spike, {})) return false;
+    guard.commit();
+    height = to;
+    return true;
+  };
+  Point const tip{0.5F, 0.5F, 0.2F};
+  ASSERT_EQ(reduced.collapse(guard, kMiddle, kBeside, tip), Outcome::kDone);
+  ASSERT_GE(guard.bound(), 0.2);
+  for (std::uint32_t const f : reduced.star(kMiddle)) {
+    ChangedFace face{f, {}};
+    for (std::size_t k = 0; k < 3; ++k) {
+      std::uint32_t const v = reduced.mesh().faces[3 * std::size_t{f} + k];
+      face.corners[k] = reduced.mesh().point(v);
+      if (v == kMiddle) face.moving = static_cast<std::uint8_t>(k);
+    }
+    spike.push_back(face);
+  }
+  for (std::uint32_t i = 1; i < 100 && raise(0.2F + 0.05F * static_cast<float>(i)); ++i) {
+    ASSERT_LE(height, kTolerance);
+    ASSERT_GE(guard.bound(), double{height} - 1e-6);
+  }
+  EXPECT_GT(height, 0.9F);
+}
+
+TEST(DeviationGuard, KnowsNoStepsOfFacesThatCoverForOthers) {
+  Mesh mesh = grid(6, flat);
+  std::uint32_t const scrap = mesh.face_count();
+  std::uint32_t const first = mesh.point_count();
+  mesh.add_point(0.45, 0.45, 0.01);
+  mesh.add_point(0.55, 0.45, 0.01);
+  mesh.add_point(0.5, 0.55, 0.01);
+  mesh.add_face(first, first + 1, first + 2);
+  DeviationGuard guard(mesh.positions, mesh.faces, 0.02F);
+  CollapsingMesh reduced(mesh);
+  ASSERT_TRUE(guard.permits_removal(std::vector<std::uint32_t>{scrap}));
+  guard.commit();
+  reduced.set_question(CollapsingMesh::Ask::kStep);
+  EXPECT_EQ(reduced.collapse(guard, kMiddle, kBeside, mesh.point(kMiddle)), Outcome::kRefused);
+  EXPECT_EQ(reduced.collapse(guard, 8, 9, mesh.point(8)), Outcome::kDone) << "far from there";
+}
+
 TEST(DeviationGuard, KnowsNoStepOfAChangeThatIsNoCollapse) {
   Mesh const mesh = pyramid(0.1);
   DeviationGuard guard(mesh.positions, mesh.faces, 1.0F);

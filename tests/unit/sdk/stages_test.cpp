@@ -254,5 +254,23 @@ TEST(Stages, PointCloudsAndEmptyMeshesAreHarmless) {
   EXPECT_LT(field->getNumFaces(), 128U);
 }
 
+// Vertices that only what is removed has held apart are one on the ladder.
+TEST(Stages, WhatIsRemovedAfterJoiningHoldsNoVerticesApartOnTheLadder) {
+  Depot const depot;
+  ab::IMesh& mesh = *depot.add_mesh();
+  capture_box(mesh, true);
+  prepare_and_join(depot);
+  depot->buildHierarchy(0);
+  ASSERT_EQ(mesh.getNumVertices(), 24U);
+  mesh.removeVertexNormals();
+  depot->buildHierarchy(0);
+  std::uint32_t const with_uvs = mesh.getNumVertices();
+  EXPECT_LT(with_uvs, 24U);
+  EXPECT_GT(with_uvs, 8U) << "UVs of three sides";
+  mesh.removeVertexUVs();
+  depot->buildHierarchy(0);
+  EXPECT_EQ(mesh.getNumVertices(), 8U);
+}
+
 }  // namespace
 }  // namespace mirel::engine
