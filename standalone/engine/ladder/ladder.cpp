@@ -11,50 +11,48 @@ namespace mirel::engine {
 
 namespace {
 
-// Numbers given out in order of first asking. Starting again costs nothing but a new epoch.
-class FirstUse {
+// Numbers for items, forgotten all at once. Starting again costs nothing but a new epoch.
+class Numbers {
  public:
   void start(std::size_t size) {
-    if (epochs_.size() < size) {
-      numbers_.resize(size);
-      epochs_.resize(size, 0);  // last: its size tells that there is room
-    }
+    if (entries_.size() < size) entries_.resize(size, {0, 0});
     if (++epoch_ == 0) {
-      std::fill(epochs_.begin(), epochs_.end(), 0U);
+      std::fill(entries_.begin(), entries_.end(), Entry{0, 0});
       epoch_ = 1;
     }
-    count_ = 0;
   }
-  // Whether this is the first time that `item` is asked for; `number` becomes its number either way.
-  bool number(std::uint32_t item, std::uint32_t& number) {
-    bool const first = epochs_[item] != epoch_;
-    if (first) {
-      epochs_[item] = epoch_;
-      numbers_[item] = count_++;
-    }
-    number = numbers_[item];
-    return first;
+  bool has(std::uint32_t item) const { return entries_[item].epoch == epoch_; }
+  std::uint32_t of(std::uint32_t item) const { return entries_[item].number; }
+  void set(std::uint32_t item, std::uint32_t number) { entries_[item] = {epoch_, number}; }
+  // Whether this is the first time that `item` is asked for; if so its number becomes `next`.
+  bool is_first(std::uint32_t item, std::uint32_t next) {
+    if (has(item)) return false;
+    set(item, next);
+    return true;
   }
-  std::uint32_t count() const { return count_; }
 
  private:
-  std::vector<std::uint32_t> epochs_;
-  std::vector<std::uint32_t> numbers_;
+  struct Entry {
+    std::uint32_t epoch;
+    std::uint32_t number;
+  };
+  std::vector<Entry> entries_;
   std::uint32_t epoch_ = 0;
-  std::uint32_t count_ = 0;
 };
 
 // Below this number of faces any step is read from the last level.
 constexpr std::uint32_t kSmallestLevel = 256;
 
-// The faces that are alive at a step, in the order of step 0, with their corners as nodes. Levels are made where steps
+// The faces that are alive at a step, in the order of step 0. Their nodes are numbered by first use: corners name these
+// numbers, so that a node is looked up once for all of its corners, which lie side by side. Levels are made where steps
 // are asked for, at most one for each halving of the faces, so that the way from the nearest level is no longer than
 // what is read.
 struct Level {
   std::uint32_t step = 0;
   std::uint32_t node_count = 0;           // nodes that exist at this step
   std::vector<std::uint32_t> faces;       // ladder-wide face numbers, rising; empty at level 0: all faces
-  std::vector<std::uint32_t> corners;     // faces x 3 nodes; empty at level 0: the wedges of the meshes
+  std::vector<std::uint32_t> corners;     // faces x 3 places in `nodes`; empty at level 0: the wedges of the meshes
+  std::vector<std::uint32_t> nodes;       // empty at level 0: the leaves
   std::vector<std::uint32_t> mesh_begin;  // mesh_count + 1: where each mesh's faces start in `faces`
 };
 
@@ -68,16 +66,22 @@ struct Ladder::Data {
   std::size_t resolved_level = 0;
   bool is_resolved = false;
   std::vector<std::uint32_t> resolved;
-  FirstUse vertices;
-  FirstUse positions;
+  Numbers corner_vertices;  // of places in the level's `nodes`: vertices of what is read
+  Numbers vertices;         // of nodes
+  Numbers positions;
 
   std::uint32_t step_for_face_count(std::uint32_t faces) const;
   void resolve(std::uint32_t step);
   void resolve_from(std::size_t level, std::uint32_t step);
   void make_level(std::size_t from, std::uint32_t step);
-  // Calls visit(face, corners) for the faces of a mesh that are alive at the resolved step; corners as nodes of it.
-  template <typename Visit>
-  void for_each_face(std::size_t mesh, Visit const& visit) const;
+  // Makes place `corner` of the resolved level the node that it has become at the resolved step.
+  std::uint32_t node_of(std::uint32_t corner) const;
+  // Calls visit(face, corners) for the faces of a mesh that are alive at the resolved step, with the three numbers of
+  // their vertices; before that add(node) for each vertex that comes up for the first time, in the order of its number.
+  // `count`: of the vertices so far. Vertices are told apart since the last `start_vertices`.
+  template <typename Add, typename Visit>
+  void for_each_face(std::size_t mesh, std::uint32_t& count, Add const& add, Visit const& visit);
+  void start_vertices();
 };
 
 std::uint32_t Ladder::Data::step_for_face_count(std::uint32_t faces) const {
@@ -100,26 +104,42 @@ void Ladder::Data::resolve_from(std::size_t level, std::uint32_t step) {
   }
 }
 
-template <typename Visit>
-void Ladder::Data::for_each_face(std::size_t mesh, Visit const& visit) const {
+std::uint32_t Ladder::Data::node_of(std::uint32_t corner) const {
+  Level const& level = levels[resolved_level];
+  std::uint32_t const node = level.nodes.empty() ? corner : level.nodes[corner];
+  if (node >= level.node_count) return resolved[node - level.node_count];
+  std::uint32_t const parent = records.parent[node];
+  return parent < records.node_count_at[resolved_step] ? resolved[parent - level.node_count] : node;
+}
+
+void Ladder::Data::start_vertices() {
+  Level const& level = levels[resolved_level];
+  corner_vertices.start(level.nodes.empty() ? records.leaf_count() : level.nodes.size());
+  vertices.start(records.node_count_at[resolved_step]);
+}
+
+template <typename Add, typename Visit>
+void Ladder::Data::for_each_face(std::size_t mesh, std::uint32_t& count, Add const& add, Visit const& visit) {
   Level const& level = levels[resolved_level];
   std::vector<std::uint32_t> const& wedges = records.meshes[mesh]->faces;
-  std::uint32_t const node_count = records.node_count_at[resolved_step];
   bool const all = level.faces.empty();
   for (std::uint32_t i = level.mesh_begin[mesh]; i < level.mesh_begin[mesh + 1]; ++i) {
     std::uint32_t const face = all ? i : level.faces[i];
     if (records.face_death[face] <= resolved_step) continue;
     std::array<std::uint32_t, 3> corners;
     for (std::size_t k = 0; k < 3; ++k) {
-      std::uint32_t const node =
+      std::uint32_t const corner =
           all ? records.wedge_base[mesh] + wedges[std::size_t{3} * (face - records.face_base[mesh]) + k]
               : level.corners[std::size_t{3} * i + k];
-      if (node >= level.node_count) {
-        corners[k] = resolved[node - level.node_count];
-      } else {
-        std::uint32_t const parent = records.parent[node];
-        corners[k] = parent < node_count ? resolved[parent - level.node_count] : node;
+      if (!corner_vertices.has(corner)) {
+        std::uint32_t const node = node_of(corner);
+        if (vertices.is_first(node, count)) {
+          ++count;
+          add(node);
+        }
+        corner_vertices.set(corner, vertices.of(node));
       }
+      corners[k] = corner_vertices.of(corner);
     }
     visit(face, corners);
   }
@@ -127,17 +147,21 @@ void Ladder::Data::for_each_face(std::size_t mesh, Visit const& visit) const {
 
 void Ladder::Data::make_level(std::size_t from, std::uint32_t step) {
   resolve_from(from, step);
+  start_vertices();
   Level level;
   level.step = step;
   level.node_count = records.node_count_at[step];
   level.faces.reserve(records.face_count_at[step]);
   level.corners.reserve(std::size_t{records.face_count_at[step]} * 3);
   level.mesh_begin.push_back(0);
+  std::uint32_t count = 0;
   for (std::size_t mesh = 0; mesh < records.meshes.size(); ++mesh) {
-    for_each_face(mesh, [&level](std::uint32_t face, std::array<std::uint32_t, 3> const& corners) {
-      level.faces.push_back(face);
-      level.corners.insert(level.corners.end(), corners.begin(), corners.end());
-    });
+    for_each_face(
+        mesh, count, [&level](std::uint32_t node) { level.nodes.push_back(node); },
+        [&level](std::uint32_t face, std::array<std::uint32_t, 3> const& corners) {
+          level.faces.push_back(face);
+          level.corners.insert(level.corners.end(), corners.begin(), corners.end());
+        });
     level.mesh_begin.push_back(static_cast<std::uint32_t>(level.faces.size()));
   }
   is_resolved = false;
@@ -223,7 +247,6 @@ void Ladder::read(std::uint32_t mesh, std::uint32_t step, WedgeMesh& out) {
     return;
   }
   data_->resolve(step);
-  std::uint32_t const node_count = records.node_count_at[step];
   std::uint32_t const leaf_count = records.leaf_count();
   std::uint32_t const wedge_base = records.wedge_base[mesh];
   std::uint32_t const face_base = records.face_base[mesh];
@@ -237,8 +260,12 @@ void Ladder::read(std::uint32_t mesh, std::uint32_t step, WedgeMesh& out) {
   out.faces.clear();
   out.lowest_position.clear();
   out.set_begin.assign(original.set_begin.size(), 0);
-  data_->vertices.start(node_count);
-  data_->positions.start(node_count);
+  data_->start_vertices();
+  // Without attributes a vertex is a position.
+  if (records.attributed) data_->positions.start(records.node_count_at[step]);
+  Level const& level = data_->levels[data_->resolved_level];
+  std::uint32_t const most = std::min(records.face_count_at[step], level.mesh_begin[mesh + 1] - level.mesh_begin[mesh]);
+  out.faces.reserve(std::size_t{3} * most);
 
   auto const add_vertex = [&](std::uint32_t node) {
     bool const is_leaf = node < leaf_count;
@@ -248,35 +275,36 @@ void Ladder::read(std::uint32_t mesh, std::uint32_t step, WedgeMesh& out) {
         is_leaf ? original.vertices.data() + std::size_t{3} * leaf : records.created[created].position.data();
     out.vertices.insert(out.vertices.end(), p, p + 3);
     std::uint32_t const lowest = is_leaf ? original.position_of[leaf] : records.created[created].lowest;
-    std::uint32_t position_id = node;
-    if (records.attributed) {
-      // Position numbers of leaves are those of their mesh, moved behind the wedges of earlier meshes.
-      position_id =
-          is_leaf ? wedge_base + original.position_of[leaf] : records.created_position_id[created] + leaf_count;
-      float const* const values = records.attributes.data() + std::size_t{node} * records.layout.stride;
-      if (with_uvs)
-        out.uvs.insert(out.uvs.end(), values + records.layout.uv_offset, values + records.layout.uv_offset + 2);
-      if (with_normals) {
-        out.normals.insert(out.normals.end(), values + records.layout.normal_offset,
-                           values + records.layout.normal_offset + 3);
-      }
+    if (!records.attributed) {
+      out.position_of.push_back(static_cast<std::uint32_t>(out.position_of.size()));
+      out.lowest_position.push_back(lowest);
+      return;
     }
-    std::uint32_t position = 0;
-    if (data_->positions.number(position_id, position)) out.lowest_position.push_back(lowest);
-    out.position_of.push_back(position);
+    // Position numbers of leaves are those of their mesh, moved behind the wedges of earlier meshes.
+    std::uint32_t const position_id =
+        is_leaf ? wedge_base + original.position_of[leaf] : records.created_position_id[created] + leaf_count;
+    float const* const values = records.attributes.data() + std::size_t{node} * records.layout.stride;
+    if (with_uvs) {
+      out.uvs.insert(out.uvs.end(), values + records.layout.uv_offset, values + records.layout.uv_offset + 2);
+    }
+    if (with_normals) {
+      out.normals.insert(out.normals.end(), values + records.layout.normal_offset,
+                         values + records.layout.normal_offset + 3);
+    }
+    if (data_->positions.is_first(position_id, static_cast<std::uint32_t>(out.lowest_position.size()))) {
+      out.lowest_position.push_back(lowest);
+    }
+    out.position_of.push_back(data_->positions.of(position_id));
   };
 
   std::size_t set = 0;
-  data_->for_each_face(mesh, [&](std::uint32_t face, std::array<std::uint32_t, 3> const& corners) {
+  std::uint32_t count = 0;
+  data_->for_each_face(mesh, count, add_vertex, [&](std::uint32_t face, std::array<std::uint32_t, 3> const& corners) {
     while (face - face_base >= original.set_begin[set + 1]) out.set_begin[++set] = out.face_count();
-    for (std::uint32_t const node : corners) {
-      std::uint32_t vertex = 0;
-      if (data_->vertices.number(node, vertex)) add_vertex(node);
-      out.faces.push_back(vertex);
-    }
+    out.faces.insert(out.faces.end(), corners.begin(), corners.end());
   });
   while (set + 1 < out.set_begin.size()) out.set_begin[++set] = out.face_count();
-  out.position_count = data_->positions.count();
+  out.position_count = static_cast<std::uint32_t>(out.lowest_position.size());
 }
 
 }  // namespace mirel::engine
