@@ -74,7 +74,7 @@ struct Ladder::Data {
   void resolve(std::uint32_t step);
   void resolve_from(std::size_t level, std::uint32_t step);
   void make_level(std::size_t from, std::uint32_t step);
-  // Makes place `corner` of the resolved level the node that it has become at the resolved step.
+  // What place `corner` of the resolved level has become at the resolved step.
   std::uint32_t node_of(std::uint32_t corner) const;
   // Calls visit(face, corners) for the faces of a mesh that are alive at the resolved step, with the three numbers of
   // their vertices; before that add(node) for each vertex that comes up for the first time, in the order of its number.
