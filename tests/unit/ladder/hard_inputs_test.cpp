@@ -232,6 +232,26 @@ TEST(HardInputsTest, SliversGo) {
   EXPECT_LE(coarsest(placed(mirel::test::torus(36, 24), {1000, 1, 1}, 0), Turning::kNone, 200), 30U);
 }
 
+// Where a long ring is cut across at one of its ends, what is nearest lies on the other side of it.
+TEST(HardInputsTest, FewFacesOfStretchedRingsLookAway) {
+  std::uint32_t turned = 0;
+  std::uint32_t all = 0;
+  for (std::uint32_t rings = 30; rings < 46; rings += 3) {
+    for (std::uint32_t segments = 20; segments < 29; segments += 2) {
+      WedgeMesh const mesh = placed(mirel::test::torus(rings, segments), {1000, 1, 1}, 0);
+      auto const ladder = build(mesh);
+      TriangleBvh const tree(mesh.vertices, mesh.faces);
+      for (std::uint32_t const part : {8U, 16U}) {
+        WedgeMesh now;
+        ladder->read(0, ladder->step_for_face_count(mesh.face_count() / part), now);
+        turned += turned_faces(mesh, tree, now);
+        all += now.face_count();
+      }
+    }
+  }
+  EXPECT_LT(turned, all / 200) << "of " << all;
+}
+
 TEST(HardInputsTest, FarFromTheOriginIsAsGoodAsNear) {
   for (double const size : {100.0, 1000.0}) {
     for (bool const round : {false, true}) {
