@@ -100,7 +100,6 @@ class LadderBuilder {
   Vec3 place_of(std::uint32_t v, std::uint32_t candidate) const;
   void take_batch(BucketQueue::Bucket bucket);
   bool is_plain(std::uint32_t v) const;
-  void find_cheapest_edges(std::uint32_t const* items, std::uint32_t count, CheapestEdge* edges) const;
   void file_later(std::uint32_t v);
   void file_pending();
   void file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bucket bucket);
@@ -217,7 +216,6 @@ class LadderBuilder {
   Candidates batch_;
   std::array<std::uint32_t, kBatch> pending_;  // vertices that are still to be filed
   std::uint32_t pending_count_ = 0;
-  bool quick_ = false;                            // nothing but positions counts
   Neighbours own_neighbours_, other_neighbours_;  // of the first and the second end, once they are asked for
   bool neighbours_known_ = false;
   Fan fan_{};

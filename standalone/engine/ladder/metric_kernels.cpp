@@ -11,9 +11,7 @@ MetricKernels const& roomy_metric_kernels();
 #endif
 
 MetricKernels const& narrow_metric_kernels() {
-  static constexpr MetricKernels kNarrow = {kernels::face_terms<4>,     kernels::evaluate_star<4>,
-                                            kernels::cheapest_edges<4>, kernels::evaluate_edges<4>,
-                                            kernels::test_fan<4>,       kernels::fan_distances<4>};
+  static constexpr MetricKernels kNarrow = kernels::all_metric_kernels<4>();
   return kNarrow;
 }
 

@@ -9,9 +9,7 @@ namespace mirel::engine {
 MetricKernels const& wide_metric_kernels();
 
 MetricKernels const& wide_metric_kernels() {
-  static constexpr MetricKernels kWide = {kernels::face_terms<8>,     kernels::evaluate_star<8>,
-                                          kernels::cheapest_edges<8>, kernels::evaluate_edges<8>,
-                                          kernels::test_fan<8>,       kernels::fan_distances<8>};
+  static constexpr MetricKernels kWide = kernels::all_metric_kernels<8>();
   return kWide;
 }
 

@@ -1,5 +1,5 @@
 // The kernels at eight lanes, for processors with AVX-512: twice as many registers of eight lanes, so that
-// fewer values wait in memory. Sixteen lanes would stand half empty.
+// fewer values wait in memory.
 #include "standalone/engine/ladder/metric_kernels.h"
 
 #if defined(__x86_64__)
@@ -10,9 +10,7 @@ namespace mirel::engine {
 MetricKernels const& roomy_metric_kernels();
 
 MetricKernels const& roomy_metric_kernels() {
-  static constexpr MetricKernels kRoomy = {kernels::face_terms<8>,     kernels::evaluate_star<8>,
-                                           kernels::cheapest_edges<8>, kernels::evaluate_edges<8>,
-                                           kernels::test_fan<8>,       kernels::fan_distances<8>};
+  static constexpr MetricKernels kRoomy = kernels::all_metric_kernels<8>();
   return kRoomy;
 }
 

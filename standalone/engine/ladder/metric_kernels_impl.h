@@ -489,5 +489,11 @@ FanDistances fan_distances(Vertex const* vertices, Fan const& fan) {
   return {least<width>(least_a), least<width>(least_b), least<width>(least_place)};
 }
 
+template <int width>
+constexpr MetricKernels all_metric_kernels() {
+  return {face_terms<width>,     evaluate_star<width>, cheapest_edges<width>,
+          evaluate_edges<width>, test_fan<width>,      fan_distances<width>};
+}
+
 }  // namespace
 }  // namespace mirel::engine::kernels

@@ -45,8 +45,6 @@ struct EdgeAttributes {
   ForetoldRow const* foretold;   // per face, for the place; zeros where nothing counts
   std::uint32_t mesh;
   int kept;  // the end whose place is the new one: 0 for a, 1 for b, else -1
-
-  bool is_of_b(std::uint32_t i) const { return i >= of_a && i < surviving; }
 };
 
 class WedgeAttributes {
