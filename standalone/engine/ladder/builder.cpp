@@ -175,12 +175,13 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
   std::uint32_t count = 0;
   // Evaluates the edges from one on.
   auto const evaluate_batch = [&](std::uint32_t first) {
+    kernels_.evaluate_edges(stars_.vertices(), items.data() + first, partners.data() + first, count - first,
+                            batch_.arrays(first));
+    // Not before: a vertex that has just been written to in part would be waited for.
     for (std::uint32_t i = first; i < count; ++i) {
       stars_.vertex(items[i]).flags |= kFresh;
       stars_.vertex(partners[i]).flags |= kFresh;
     }
-    kernels_.evaluate_edges(stars_.vertices(), items.data() + first, partners.data() + first, count - first,
-                            batch_.arrays(first));
   };
   std::size_t taken = 0;
   for (; taken < entries.size() && count < kBatch; ++taken) {
@@ -349,7 +350,7 @@ void LadderBuilder::retire(std::uint32_t v) {
 void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std::size_t stride,
                                BucketQueue::Bucket bucket) const {
   constexpr std::size_t kDistances[] = {16, 24, 36, 52};
-  constexpr std::size_t kMostFaces = 12;
+  constexpr std::uint32_t kMostFaces = 12;
   // What is left is in the cache.
   constexpr std::uint32_t kFewFaces = 65536;
   if (live_faces_ < kFewFaces) return;
@@ -371,37 +372,41 @@ void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std:
       for (std::uint32_t const v : {entry.item, entry.partner}) __builtin_prefetch(&attribute_values_[v]);
     }
   }
+  Vertex const* const vertices = stars_.vertices();
+  StarEntry const* const faces = stars_.entries();
   auto const is_stale = [&](BucketQueue::Entry entry) {
-    return (entry.item & kComponentMark) != 0 || stars_.vertex(entry.item).bucket != bucket;
+    return (entry.item & kComponentMark) != 0 || vertices[entry.item].bucket != bucket;
+  };
+  auto const fetch_star = [&](Vertex const& vertex) {
+    StarEntry const* const star = faces + vertex.star_begin;
+    __builtin_prefetch(star);
+    __builtin_prefetch(star + 5);
   };
   for (BucketQueue::Entry const entry : window(kDistances[2])) {
     if (is_stale(entry)) continue;
-    for (std::uint32_t const v : {entry.item, entry.partner}) {
-      StarEntry const* const faces = stars_.entries() + stars_.vertex(v).star_begin;
-      __builtin_prefetch(faces);
-      __builtin_prefetch(faces + 5);
-    }
+    fetch_star(vertices[entry.item]);
+    fetch_star(vertices[entry.partner]);
   }
+  bool const with_attributes = !attribute_values_.empty();
   for (BucketQueue::Entry const entry : window(kDistances[1])) {
     if (is_stale(entry)) continue;
     for (std::uint32_t const v : {entry.item, entry.partner}) {
-      std::span<StarEntry const> const star = stars_.star(v);
-      for (StarEntry const& face : star.first(std::min(star.size(), kMostFaces))) {
-        __builtin_prefetch(&stars_.vertex(face.next));
-        if (!attribute_values_.empty()) __builtin_prefetch(&attribute_values_[face.next]);
-      }
+      StarEntry const* const star = faces + vertices[v].star_begin;
+      std::uint32_t const count = std::min(vertices[v].star_count, kMostFaces);
+      for (std::uint32_t i = 0; i < count; ++i) __builtin_prefetch(vertices + star[i].next);
+      if (!with_attributes) continue;
+      for (std::uint32_t i = 0; i < count; ++i) __builtin_prefetch(&attribute_values_[star[i].next]);
     }
   }
   for (BucketQueue::Entry const entry : window(kDistances[0])) {
     if (is_stale(entry)) continue;
-    for (std::uint32_t const v : {entry.item, entry.partner}) {
-      std::span<StarEntry const> const star = stars_.star(v);
-      for (StarEntry const& face : star.first(std::min(star.size(), kMostFaces))) {
-        StarEntry const* const faces = stars_.entries() + stars_.vertex(face.next).star_begin;
-        __builtin_prefetch(faces);
-        __builtin_prefetch(faces + 5);
-      }
-    }
+    // The end with the smaller star goes: those around it have to learn of it.
+    Vertex const& item = vertices[entry.item];
+    Vertex const& partner = vertices[entry.partner];
+    Vertex const& gone = partner.star_count > item.star_count ? item : partner;
+    StarEntry const* const star = faces + gone.star_begin;
+    std::uint32_t const count = std::min(gone.star_count, kMostFaces);
+    for (std::uint32_t i = 0; i < count; ++i) fetch_star(vertices[star[i].next]);
   }
 }
 

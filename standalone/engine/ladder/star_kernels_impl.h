@@ -62,18 +62,24 @@ std::uint32_t find_face(StarEntry const* star, std::uint32_t count, std::uint32_
   return count;
 }
 
+// Which words of one of the three vectors that `width` entries fill name a vertex. A constant: put together at run time
+// it would be stored word by word and loaded at once, which waits until the stores are done.
+template <int width>
+inline __attribute__((always_inline)) MaskLanes<width> vertex_words(int part) {
+  MaskLanes<width> words = {};
+  for (int k = 0; k < width; ++k) words[k] = (part * width + k) % 3 == 2 ? 0 : -1;
+  return words;
+}
+
 template <int width>
 void rename_in_ring(Vertex const* vertices, StarEntry* entries, StarEntry const* star, std::uint32_t count,
                     std::uint32_t from, std::uint32_t to) {
   using M = MaskLanes<width>;
   static_assert(sizeof(StarEntry) == 12 && width <= Stars::kOverrun);
   // As many entries as there are lanes are three times as many words; every third is no vertex.
-  M change[3];
-  for (int part = 0; part < 3; ++part) {
-    for (int k = 0; k < width; ++k) {
-      change[part][k] = (part * width + k) % 3 == 2 ? 0 : static_cast<std::int32_t>(from ^ to);
-    }
-  }
+  M const change = M{} + static_cast<std::int32_t>(from ^ to);
+  M const changes[3] = {change & vertex_words<width>(0), change & vertex_words<width>(1),
+                        change & vertex_words<width>(2)};
   for (std::uint32_t i = 0; i < count; ++i) {
     Vertex const& vertex = vertices[star[i].next];
     StarEntry* const block = entries + vertex.star_begin;
@@ -83,7 +89,7 @@ void rename_in_ring(Vertex const* vertices, StarEntry* entries, StarEntry const*
       for (std::size_t part = 0; part < 3; ++part) {
         M words;
         __builtin_memcpy(&words, bytes + part * sizeof(M), sizeof(M));
-        words ^= (words == static_cast<std::int32_t>(from)) & change[part];
+        words ^= (words == static_cast<std::int32_t>(from)) & changes[part];
         __builtin_memcpy(bytes + part * sizeof(M), &words, sizeof(M));
       }
     }
