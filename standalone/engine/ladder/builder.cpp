@@ -345,68 +345,51 @@ void LadderBuilder::retire(std::uint32_t v) {
 }
 
 // Touches what the next collapses will need, as the queue's order is not that of memory: first the ends of an edge, a
-// few entries later their stars, then the vertices around them, and last the stars of those. `stride`: how far the
-// queue has moved since the last call.
+// few entries later their stars, and last the vertices around them. `stride`: how far the queue has moved since the
+// last call.
 void LadderBuilder::look_ahead(std::span<BucketQueue::Entry const> entries, std::size_t stride,
                                BucketQueue::Bucket bucket) const {
-  constexpr std::size_t kDistances[] = {16, 24, 36, 52};
   constexpr std::uint32_t kMostFaces = 12;
-  // What is left is in the cache.
-  constexpr std::uint32_t kFewFaces = 65536;
+  // What is left is near the processor: in its own cache, or in one that answers before it has run dry.
+  constexpr std::uint32_t kFewFaces = 16384;
+  constexpr std::uint32_t kManyFaces = 65536;
   if (live_faces_ < kFewFaces) return;
-  // Without an effect of its own, which fetching is not to g++, a call of this function would be left out.
-  asm volatile("");
+  bool const many = live_faces_ >= kManyFaces;
+  std::size_t const for_rings = many ? 12 : 0;
+  std::size_t const for_stars = many ? 24 : 12;
+  std::size_t const for_ends = many ? 40 : 24;
   // What has come nearer than the distance since.
   auto const window = [&](std::size_t distance) {
     std::size_t const end = std::min(distance, entries.size());
     std::size_t const begin = std::min(distance - std::min(stride, distance), end);
     return entries.subspan(begin, end - begin);
   };
-  for (BucketQueue::Entry const entry : window(kDistances[3])) {
+  Vertex const* const vertices = stars_.vertices();
+  bool const with_attributes = !attribute_values_.empty();
+  for (BucketQueue::Entry const entry : window(for_ends)) {
     if ((entry.item & kComponentMark) != 0) continue;
-    __builtin_prefetch(&stars_.vertex(entry.item));
-    __builtin_prefetch(&stars_.vertex(entry.partner));
-    __builtin_prefetch(&origins_[entry.item]);
-    __builtin_prefetch(&origins_[entry.partner]);
-    if (!attribute_values_.empty()) {
-      for (std::uint32_t const v : {entry.item, entry.partner}) __builtin_prefetch(&attribute_values_[v]);
+    for (std::uint32_t const v : {entry.item, entry.partner}) {
+      __builtin_prefetch(vertices + v);
+      __builtin_prefetch(&origins_[v]);
+      if (with_attributes) __builtin_prefetch(&attribute_values_[v]);
     }
   }
-  Vertex const* const vertices = stars_.vertices();
-  StarEntry const* const faces = stars_.entries();
   auto const is_stale = [&](BucketQueue::Entry entry) {
     return (entry.item & kComponentMark) != 0 || vertices[entry.item].bucket != bucket;
   };
-  auto const fetch_star = [&](Vertex const& vertex) {
-    StarEntry const* const star = faces + vertex.star_begin;
-    __builtin_prefetch(star);
-    __builtin_prefetch(star + 5);
-  };
-  for (BucketQueue::Entry const entry : window(kDistances[2])) {
+  for (BucketQueue::Entry const entry : window(for_stars)) {
     if (is_stale(entry)) continue;
-    fetch_star(vertices[entry.item]);
-    fetch_star(vertices[entry.partner]);
+    stars_.fetch(entry.item);
+    stars_.fetch(entry.partner);
   }
-  bool const with_attributes = !attribute_values_.empty();
-  for (BucketQueue::Entry const entry : window(kDistances[1])) {
+  for (BucketQueue::Entry const entry : window(for_rings)) {
     if (is_stale(entry)) continue;
     for (std::uint32_t const v : {entry.item, entry.partner}) {
-      StarEntry const* const star = faces + vertices[v].star_begin;
-      std::uint32_t const count = std::min(vertices[v].star_count, kMostFaces);
-      for (std::uint32_t i = 0; i < count; ++i) __builtin_prefetch(vertices + star[i].next);
+      std::span<StarEntry const> const star = stars_.star(v).first(std::min(vertices[v].star_count, kMostFaces));
+      for (StarEntry const& face : star) __builtin_prefetch(vertices + face.next);
       if (!with_attributes) continue;
-      for (std::uint32_t i = 0; i < count; ++i) __builtin_prefetch(&attribute_values_[star[i].next]);
+      for (StarEntry const& face : star) __builtin_prefetch(&attribute_values_[face.next]);
     }
-  }
-  for (BucketQueue::Entry const entry : window(kDistances[0])) {
-    if (is_stale(entry)) continue;
-    // The end with the smaller star goes: those around it have to learn of it.
-    Vertex const& item = vertices[entry.item];
-    Vertex const& partner = vertices[entry.partner];
-    Vertex const& gone = partner.star_count > item.star_count ? item : partner;
-    StarEntry const* const star = faces + gone.star_begin;
-    std::uint32_t const count = std::min(gone.star_count, kMostFaces);
-    for (std::uint32_t i = 0; i < count; ++i) fetch_star(vertices[star[i].next]);
   }
 }
 

@@ -112,6 +112,7 @@ class LadderBuilder {
 
   // One collapse.
   Obstacle check(std::uint32_t a, std::uint32_t b, Vec3 place);
+  void fetch_ring(std::uint32_t end) const;
   bool hub_turns(std::uint32_t a, std::uint32_t b, Vec3 place);
   bool gather(std::uint32_t a, std::uint32_t b);
   bool link_condition(std::uint32_t a, std::uint32_t b);

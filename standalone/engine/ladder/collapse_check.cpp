@@ -34,6 +34,7 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   neighbours_known_ = false;
   if (!link_condition(a, b)) return Obstacle::kTopology;
   if (options_.lock_boundaries && drops_locked_edge(a, b)) return Obstacle::kLockedBoundary;
+  fetch_ring(stars_.vertex(a).star_count < stars_.vertex(b).star_count ? a : b);
   fan_.place[0] = place.x;
   fan_.place[1] = place.y;
   fan_.place[2] = place.z;
@@ -54,6 +55,14 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
     return Obstacle::kTolerance;
   }
   return Obstacle::kNone;
+}
+
+// Begins to bring the stars around an end to the processor: those around the end that goes are written to.
+void LadderBuilder::fetch_ring(std::uint32_t end) const {
+  constexpr std::uint32_t kMostFaces = 12;
+  for (StarEntry const& face : stars_.star(end).first(std::min(stars_.vertex(end).star_count, kMostFaces))) {
+    stars_.fetch(face.next);
+  }
 }
 
 // The test for faces that turn, a block of faces after the other and the smaller star first: most collapses into a hub
