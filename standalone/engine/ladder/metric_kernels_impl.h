@@ -114,6 +114,22 @@ struct Solver<width, Wanted::kPlaces> {
   }
 };
 
+// What it costs to collapse edges to places, given from either end: two positive forms, each about its own vertex, so
+// nothing cancels.
+template <int width>
+inline __attribute__((always_inline)) FloatLanes<width> key_at(EndLanes<width> const& a, EndLanes<width> const& b,
+                                                               FloatLanes<width> px, FloatLanes<width> py,
+                                                               FloatLanes<width> pz, FloatLanes<width> ex,
+                                                               FloatLanes<width> ey, FloatLanes<width> ez) {
+  using F = FloatLanes<width>;
+  F const cost_a = px * (a.q0 * px + a.q1 * py + a.q2 * pz) + py * (a.q1 * px + a.q3 * py + a.q4 * pz) +
+                   pz * (a.q2 * px + a.q4 * py + a.q5 * pz);
+  F const cost_b = ex * (b.q0 * ex + b.q1 * ey + b.q2 * ez) + ey * (b.q1 * ex + b.q3 * ey + b.q4 * ez) +
+                   ez * (b.q2 * ex + b.q4 * ey + b.q5 * ez);
+  F const key = larger(cost_a + cost_b, all<width>(0)) + all<width>(kHistory) * larger(a.error, b.error);
+  return larger(key, all<width>(kKeyFloor));
+}
+
 // The keys. `out`: where keys and places go, if these are wanted.
 template <int width, Wanted wanted>
 inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<width> const& a,
@@ -175,14 +191,8 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
     pz = select(b.locked, dz, select(a.locked, zero, pz));
   }
 
-  // Two positive forms, each about its own vertex: nothing cancels.
   F const ex = px - dx, ey = py - dy, ez = pz - dz;
-  F const cost_a = px * (a.q0 * px + a.q1 * py + a.q2 * pz) + py * (a.q1 * px + a.q3 * py + a.q4 * pz) +
-                   pz * (a.q2 * px + a.q4 * py + a.q5 * pz);
-  F const cost_b = ex * (b.q0 * ex + b.q1 * ey + b.q2 * ez) + ey * (b.q1 * ex + b.q3 * ey + b.q4 * ez) +
-                   ez * (b.q2 * ex + b.q4 * ey + b.q5 * ez);
-  F key = larger(cost_a + cost_b, zero) + all<width>(kHistory) * larger(a.error, b.error);
-  key = larger(key, all<width>(kKeyFloor));
+  F key = key_at<width>(a, b, px, py, pz, ex, ey, ez);
   if (any_locked) key = select(a.locked & b.locked, all<width>(__builtin_inff()), key);
 
   if constexpr (wanted == Wanted::kPlaces) {
@@ -195,6 +205,57 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
     __builtin_memcpy(out->ez + first, &ez, sizeof(ez));
   }
   return key;
+}
+
+// The keys alone, by a shorter way: the one that most edges are asked for. What follows from each other takes longer
+// here than what there is to do, so the quadric is not scaled, and how far the place is off the plane of equal volume is
+// told from the cofactors before it is known.
+template <int width>
+inline __attribute__((always_inline)) FloatLanes<width> keys_of(EndLanes<width> const& a, EndLanes<width> const& b) {
+  using F = FloatLanes<width>;
+  using M = MaskLanes<width>;
+  F const zero = all<width>(0), one = all<width>(1), half = all<width>(0.5F);
+  F const dx = b.x - a.x, dy = b.y - a.y, dz = b.z - a.z;
+  F const n0 = a.n0 + b.n0, n1 = a.n1 + b.n1, n2 = a.n2 + b.n2;
+  F const sum0 = a.q0 + b.q0, sum3 = a.q3 + b.q3, sum5 = a.q5 + b.q5;
+  F const prior = all<width>(kMidpointPrior) * (sum0 + sum3 + sum5);
+  F const q0 = sum0 + prior, q3 = sum3 + prior, q5 = sum5 + prior;
+  F const q1 = a.q1 + b.q1, q2 = a.q2 + b.q2, q4 = a.q4 + b.q4;
+  F const mid = half * prior;
+  F const r0 = b.q0 * dx + b.q1 * dy + b.q2 * dz + mid * dx;
+  F const r1 = b.q1 * dx + b.q3 * dy + b.q4 * dz + mid * dy;
+  F const r2 = b.q2 * dx + b.q4 * dy + b.q5 * dz + mid * dz;
+  F const volume = b.n0 * dx + b.n1 * dy + b.n2 * dz;
+
+  F const c0 = q3 * q5 - q4 * q4, c1 = q2 * q4 - q1 * q5, c2 = q1 * q4 - q2 * q3;
+  F const c3 = q0 * q5 - q2 * q2, c4 = q1 * q2 - q0 * q4, c5 = q0 * q3 - q1 * q1;
+  F const determinant = q0 * c0 + q1 * c1 + q2 * c2;
+  M const solvable = determinant > all<width>(1e-36F);
+  F const inverse = one / select(solvable, determinant, one);
+  F const y0 = c0 * n0 + c1 * n1 + c2 * n2;
+  F const y1 = c1 * n0 + c3 * n1 + c4 * n2;
+  F const y2 = c2 * n0 + c4 * n1 + c5 * n2;
+  F const slope = n0 * y0 + n1 * y1 + n2 * y2;
+  M const constrained = slope > all<width>(1e-36F);
+  F const rise = select(constrained, one / select(constrained, slope, one), zero);
+  F const shift = ((r0 * y0 + r1 * y1 + r2 * y2) * inverse - volume) * rise;
+  F px = (c0 * r0 + c1 * r1 + c2 * r2) * inverse - y0 * shift;
+  F py = (c1 * r0 + c3 * r1 + c4 * r2) * inverse - y1 * shift;
+  F pz = (c2 * r0 + c4 * r1 + c5 * r2) * inverse - y2 * shift;
+  F const reach = all<width>(kReachSquared) * (dx * dx + dy * dy + dz * dz);
+  M const sound = solvable & (px * px + py * py + pz * pz <= reach);
+  px = select(sound, px, half * dx);
+  py = select(sound, py, half * dy);
+  pz = select(sound, pz, half * dz);
+  bool const any_locked = lane_bits(a.locked | b.locked) != 0;
+  if (any_locked) {
+    px = select(b.locked, dx, select(a.locked, zero, px));
+    py = select(b.locked, dy, select(a.locked, zero, py));
+    pz = select(b.locked, dz, select(a.locked, zero, pz));
+  }
+  F const ex = px - dx, ey = py - dy, ez = pz - dz;
+  F const key = key_at<width>(a, b, px, py, pz, ex, ey, ez);
+  return any_locked ? select(a.locked & b.locked, all<width>(__builtin_inff()), key) : key;
 }
 
 template <int width>
@@ -242,7 +303,7 @@ void cheapest_edges(Vertex const* vertices, StarEntry const* entries, std::uint3
         ends[k] = vertices + (first + k < v.star_count ? next : last);
       }
       unsigned bits = 0;
-      float const low = least<width>(evaluate_lanes<width, Wanted::kKeys>(a, load_ends<width>(ends), nullptr, 0), bits);
+      float const low = least<width>(keys_of<width>(a, load_ends<width>(ends)), bits);
       if (low < out[i].key) out[i] = {low, star[first + static_cast<std::uint32_t>(__builtin_ctz(bits))].next};
     }
   }
