@@ -208,8 +208,8 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
 }
 
 // The keys alone, by a shorter way: the one that most edges are asked for. What follows from each other takes longer
-// here than what there is to do, so the quadric is not scaled, and how far the place is off the plane of equal volume is
-// told from the cofactors before it is known.
+// here than what there is to do, so the quadric is not scaled, and how far the place is off the plane of equal volume
+// is told from the cofactors before it is known.
 template <int width>
 inline __attribute__((always_inline)) FloatLanes<width> keys_of(EndLanes<width> const& a, EndLanes<width> const& b) {
   using F = FloatLanes<width>;

@@ -15,18 +15,19 @@ namespace {
 using Triple = std::array<std::uint32_t, 3>;
 
 // The positions of a face, turned so that the least comes first: equal for equal orientations.
-Triple triple_of(std::span<std::uint32_t const> faces, std::span<std::uint32_t const> position_of, std::size_t face) {
+[[gnu::always_inline]] inline Triple triple_of(std::span<std::uint32_t const> faces,
+                                               std::span<std::uint32_t const> position_of, std::size_t face) {
   std::uint32_t const a = position_of[faces[face * 3]];
   std::uint32_t const b = position_of[faces[face * 3 + 1]];
   std::uint32_t const c = position_of[faces[face * 3 + 2]];
-  if (a < b && a < c) {
-    return {a, b, c};
-  }
-  return b < c ? Triple{b, c, a} : Triple{c, a, b};
+  // Which one it is cannot be foreseen: no branch.
+  bool const b_least = b < a && b <= c;
+  bool const c_least = c < a && c < b;
+  return {std::min({a, b, c}), c_least ? a : b_least ? c : b, c_least ? b : b_least ? a : c};
 }
 
 bool is_degenerate(Triple const& t) {
-  return t[0] == t[1] || t[1] == t[2] || t[2] == t[0] || t[0] == kNone || t[1] == kNone || t[2] == kNone;
+  return ((t[0] == t[1]) | (t[1] == t[2]) | (t[2] == t[0]) | (std::max({t[0], t[1], t[2]}) == kNone)) != 0;
 }
 
 // Flags of the faces that have to go; none where none has to.
@@ -95,19 +96,46 @@ std::vector<bool> find_bad_faces_by_hash(std::span<std::uint32_t const> faces,
   return bad.take();
 }
 
-// Which faces have to go: one flag per face, or nothing where none has to. A position of kNone is not finite. Faces
-// hang in a chain at their least position: two for each, of which the one before is mostly the face before.
+// Repeats among some faces, which are in order and not degenerate. They hang in a chain at their least position; where
+// one grows too long, all faces are hashed. `last`: kNone at their least positions.
+template <class SameSet>
+bool add_repeats_by_chains(std::span<std::uint32_t const> faces, std::span<std::uint32_t const> position_of,
+                           std::span<std::uint32_t const> suspects, SameSet same_set, std::vector<std::uint32_t>& last,
+                           BadFaces& bad) {
+  struct Link {
+    std::uint32_t before;  // the place of the suspect before in the chain
+    Triple positions;
+  };
+  constexpr std::size_t kLongest = 64;
+  std::vector<Link> links(suspects.size());
+  for (std::uint32_t i = 0; i < suspects.size(); ++i) {
+    Triple const t = triple_of(faces, position_of, suspects[i]);
+    std::size_t length = 0;
+    std::uint32_t other = last[t[0]];
+    for (; other != kNone; other = links[other].before) {
+      if (links[other].positions == t && same_set(suspects[other], suspects[i])) break;
+      if (++length == kLongest) return false;
+    }
+    if (other != kNone) {
+      bad.add(suspects[i]);
+      continue;
+    }
+    links[i] = {last[t[0]], t};
+    last[t[0]] = i;
+  }
+  return true;
+}
+
+// Which faces have to go: one flag per face, or nothing where none has to. A position of kNone is not finite. At its
+// least position a face marks the position after that, as one bit of 32; where two faces meet in one, all faces of that
+// position are looked at again. Without repeats that is one face in ten.
 template <class SameSet>
 std::vector<bool> find_bad_faces(std::span<std::uint32_t const> faces, std::span<std::uint32_t const> position_of,
                                  std::uint32_t position_count, SameSet same_set) {
-  struct Link {
-    std::uint32_t before;  // the face before in the chain
-    std::uint32_t second;  // the position after the least
-  };
-  constexpr std::size_t kLongest = 64;
+  constexpr std::uint32_t kMet = ~std::uint32_t{0};
+  static_assert(kMet == kNone);
   std::size_t const count = faces.size() / 3;
-  std::vector<std::uint32_t> last(position_count, kNone);
-  std::vector<Link> links(count);
+  std::vector<std::uint32_t> marks(position_count, 0);
   BadFaces bad(count);
   for (std::size_t f = 0; f < count; ++f) {
     Triple const t = triple_of(faces, position_of, f);
@@ -115,22 +143,17 @@ std::vector<bool> find_bad_faces(std::span<std::uint32_t const> faces, std::span
       bad.add(f);
       continue;
     }
-    std::size_t length = 0;
-    std::uint32_t other = last[t[0]];
-    for (; other != kNone; other = links[other].before) {
-      if (links[other].second == t[1] && triple_of(faces, position_of, other) == t && same_set(other, f)) {
-        break;
-      }
-      if (++length == kLongest) {
-        return find_bad_faces_by_hash(faces, position_of, same_set);
-      }
-    }
-    if (other != kNone) {
-      bad.add(f);
-      continue;
-    }
-    links[f] = {last[t[0]], t[1]};
-    last[t[0]] = static_cast<std::uint32_t>(f);
+    std::uint32_t& mark = marks[t[0]];
+    std::uint32_t const bit = 1U << (t[1] * 0x9E3779B1U >> 27);
+    mark = (mark & bit) != 0 ? kMet : mark | bit;
+  }
+  std::vector<std::uint32_t> suspects;
+  for (std::size_t f = 0; f < count; ++f) {
+    Triple const t = triple_of(faces, position_of, f);
+    if (!is_degenerate(t) && marks[t[0]] == kMet) suspects.push_back(static_cast<std::uint32_t>(f));
+  }
+  if (!add_repeats_by_chains(faces, position_of, suspects, same_set, marks, bad)) {
+    return find_bad_faces_by_hash(faces, position_of, same_set);
   }
   return bad.take();
 }
