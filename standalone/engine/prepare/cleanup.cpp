@@ -128,7 +128,7 @@ bool add_repeats_by_chains(std::span<std::uint32_t const> faces, std::span<std::
 
 // Which faces have to go: one flag per face, or nothing where none has to. A position of kNone is not finite. At its
 // least position a face marks the position after that, as one bit of 32; where two faces meet in one, all faces of that
-// position are looked at again. Without repeats that is one face in ten.
+// position are looked at again: few, where there are no repeats.
 template <class SameSet>
 std::vector<bool> find_bad_faces(std::span<std::uint32_t const> faces, std::span<std::uint32_t const> position_of,
                                  std::uint32_t position_count, SameSet same_set) {
