@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "standalone/engine/ladder/attribute_metric.h"
 #include "standalone/engine/ladder/stars.h"
@@ -49,5 +50,7 @@ struct AttributeKernels {
 AttributeKernels const& attribute_kernels();
 // Those for every machine.
 AttributeKernels const& narrow_attribute_kernels();
+// All that this machine runs, the narrow ones first, the fastest last.
+std::vector<AttributeKernels const*> runnable_attribute_kernels();
 
 }  // namespace mirel::engine

@@ -1,11 +1,12 @@
-// The kernels for any width. Included by one file for each width, and by nothing else; only templates of the width
-// and plain data are used, so that no function compiled for a wider machine can stand in for another's.
+// The kernels for any width. Included by one file for each kind of processor, and by nothing else. All is each file's
+// own, so that no function compiled for one processor can stand in for another's.
 #pragma once
 
 #include "standalone/engine/ladder/attribute_kernels.h"
 #include "standalone/engine/ladder/vector_lanes.h"
 
 namespace mirel::engine::kernels {
+namespace {
 
 // Twice the area over the longest edge squared, below which a face is too thin for a gradient: it would be noise.
 inline constexpr float kThin = 0.02F;
@@ -313,4 +314,5 @@ constexpr AttributeKernels all_attribute_kernels() {
       {nullptr, foretell_fan<width, kUvs>, foretell_fan<width, kNormals>, foretell_fan<width, kBoth>}};
 }
 
+}  // namespace
 }  // namespace mirel::engine::kernels

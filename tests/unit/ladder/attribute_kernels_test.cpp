@@ -54,9 +54,12 @@ struct SomeFaces {
   }
 };
 
-TEST(AttributeKernelsTest, NeitherWidthNorTheWayOfNamingCornersShows) {
+class AnyAttributeKernels : public testing::TestWithParam<AttributeKernels const*> {};
+INSTANTIATE_TEST_SUITE_P(Kernels, AnyAttributeKernels, testing::ValuesIn(runnable_attribute_kernels()));
+
+TEST_P(AnyAttributeKernels, NeitherWidthNorTheWayOfNamingCornersShows) {
   AttributeKernels const& narrow = narrow_attribute_kernels();
-  AttributeKernels const& fastest = attribute_kernels();
+  AttributeKernels const& other = *GetParam();
   for (std::uint32_t seed = 1; seed <= 100; ++seed) {
     std::mt19937 random(seed);
     std::vector<AttributeRow> const rows = some_rows(random);
@@ -66,18 +69,18 @@ TEST(AttributeKernelsTest, NeitherWidthNorTheWayOfNamingCornersShows) {
         float quadrics[4][6];
         for (float(&quadric)[6] : quadrics) std::fill_n(quadric, 6, 0.5F);
         narrow.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[0]);
-        fastest.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[1]);
+        other.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[1]);
         narrow.add_star_variation[kinds](rows[2], faces.fan.faces, count, kScale, quadrics[2]);
-        fastest.add_star_variation[kinds](rows[2], faces.fan.faces, count, kScale, quadrics[3]);
+        other.add_star_variation[kinds](rows[2], faces.fan.faces, count, kScale, quadrics[3]);
         for (int i = 1; i < 4; ++i) ASSERT_TRUE(same_bits(quadrics[0], quadrics[i], 6)) << "seed " << seed;
 
         std::vector<ForetoldRow> foretold[4];
         for (std::vector<ForetoldRow>& some : foretold) some.resize(kMostFaces + kMaxLanes);
         FanForecast forecasts[2];
         narrow.foretell[kinds](faces.fan.place, faces.named.data(), count, foretold[0].data());
-        fastest.foretell[kinds](faces.fan.place, faces.named.data(), count, foretold[1].data());
+        other.foretell[kinds](faces.fan.place, faces.named.data(), count, foretold[1].data());
         narrow.foretell_fan[kinds](faces.fan, foretold[2].data(), forecasts[0]);
-        fastest.foretell_fan[kinds](faces.fan, foretold[3].data(), forecasts[1]);
+        other.foretell_fan[kinds](faces.fan, foretold[3].data(), forecasts[1]);
         for (int i = 1; i < 4; ++i) {
           ASSERT_TRUE(same_bits(foretold[0].data(), foretold[i].data(), count)) << "seed " << seed << ", way " << i;
         }
