@@ -156,11 +156,16 @@ void LadderBuilder::lock_boundaries() {
 // Adds every face to the sums of its corners. Those of faces without area come first in the queue: no cost is needed to
 // see that they can go.
 void LadderBuilder::add_face_terms(std::span<std::uint32_t const> triangles) {
+  // Faces come in the order of the caller, vertices lie in that of the curve.
+  constexpr std::size_t kAhead = std::size_t{4} * 3 * kFaceBlock;
   FaceRow terms[kFaceBlock];
   std::uint32_t last[3 * kFaceBlock];
   for (std::size_t corner = 0; corner < triangles.size(); corner += std::size_t{3} * kFaceBlock) {
     std::size_t const rest = (triangles.size() - corner) / 3;
     std::uint32_t const* block = triangles.data() + corner;
+    if (corner + kAhead + std::size_t{3} * kFaceBlock <= triangles.size()) {
+      for (std::size_t k = 0; k < std::size_t{3} * kFaceBlock; ++k) __builtin_prefetch(&stars_.vertex(block[kAhead + k]));
+    }
     if (rest < kFaceBlock) {
       for (std::size_t k = 0; k < 3 * kFaceBlock; ++k) last[k] = block[k % (3 * rest)];
       block = last;

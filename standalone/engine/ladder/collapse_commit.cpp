@@ -57,6 +57,14 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   origins_[kept].lowest = std::min(origins_[a].lowest, origins_[b].lowest);
 
   ++step_;
+  // Before the stars around are renamed in whole vectors: what follows such a store too closely waits for it.
+  for (StarEntry const& face : dying()) {
+    std::uint32_t const v = opposite(face);
+    stars_.remove(v, face.face());
+    if (stars_.vertex(v).star_count == 0) retire(v);
+    records_.face_death[face.face()] = step_;
+    --live_faces_;
+  }
   bool const regular = ((stars_.vertex(a).flags | stars_.vertex(b).flags) & kIrregular) == 0;
   float kept_sums[12];
   // No feature edge of a vertex on the ring ends in a regular one.
@@ -81,14 +89,6 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     star_kernels_.rename_in_ring(stars_.vertices(), stars_.entries(), stars_.star(gone).data(),
                                  stars_.vertex(gone).star_count, gone, kept);
   }
-  for (StarEntry const& face : dying()) {
-    std::uint32_t const v = opposite(face);
-    stars_.remove(v, face.face());
-    if (stars_.vertex(v).star_count == 0) retire(v);
-    records_.face_death[face.face()] = step_;
-    --live_faces_;
-  }
-
   std::uint8_t const locked =
       static_cast<std::uint8_t>((stars_.vertex(gone).flags | stars_.vertex(kept).flags) & kLocked);
   retire(gone);

@@ -44,7 +44,11 @@ void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> tri
   used_ = begin;
   capacity_ = used_ + used_ / 8 + 64;
   allocate(capacity_, entries_);
+  constexpr std::size_t kAhead = 3 * 16;
   for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
+    for (std::size_t k = 0; k < 3 && corner + kAhead + k < triangles.size(); ++k) {
+      __builtin_prefetch(&entries_[next[triangles[corner + kAhead + k]]], 1);
+    }
     std::uint32_t const v[3] = {triangles[corner], triangles[corner + 1], triangles[corner + 2]};
     auto const face = static_cast<std::uint32_t>(corner / 3);
     for (std::uint32_t k = 0; k < 3; ++k) {
