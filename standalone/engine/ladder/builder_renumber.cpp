@@ -49,7 +49,7 @@ void LadderBuilder::renumber_vertices() {
   });
   queue_ = std::move(queue);
 
-  stars_.renumber(numbers, live, std::size_t{3} * live_faces_);
+  stars_.renumber(numbers, live);
   move_down(origins_, live);
   move_down(attribute_values_, live);
   move_down(component_of_, live);

@@ -164,7 +164,8 @@ void LadderBuilder::add_face_terms(std::span<std::uint32_t const> triangles) {
     std::size_t const rest = (triangles.size() - corner) / 3;
     std::uint32_t const* block = triangles.data() + corner;
     if (corner + kAhead + std::size_t{3} * kFaceBlock <= triangles.size()) {
-      for (std::size_t k = 0; k < std::size_t{3} * kFaceBlock; ++k) __builtin_prefetch(&stars_.vertex(block[kAhead + k]));
+      for (std::size_t k = 0; k < std::size_t{3} * kFaceBlock; ++k)
+        __builtin_prefetch(&stars_.vertex(block[kAhead + k]));
     }
     if (rest < kFaceBlock) {
       for (std::size_t k = 0; k < 3 * kFaceBlock; ++k) last[k] = block[k % (3 * rest)];

@@ -288,22 +288,24 @@ inline __attribute__((always_inline)) float least(FloatLanes<width> values, unsi
 template <int width>
 void cheapest_edges(Vertex const* vertices, StarEntry const* entries, std::uint32_t const* items, std::uint32_t count,
                     CheapestEdge* out) {
-  static_assert(width <= Stars::kOverrun);
+  using M = MaskLanes<width>;
+  static_assert(Stars::kRow % width == 0);
+  M numbers;
+  for (int k = 0; k < width; ++k) numbers[k] = k;
   for (std::uint32_t i = 0; i < count; ++i) {
     Vertex const& v = vertices[items[i]];
     EndLanes<width> const a = same_end<width>(v);
     StarEntry const* const star = entries + v.star_begin;
-    std::uint32_t const last = star[v.star_count - 1].next;
-    out[i] = {__builtin_inff(), last};
+    out[i] = {__builtin_inff(), star[0].next};
     for (std::uint32_t first = 0; first < v.star_count; first += width) {
+      // Up to the end of the row, whatever vertices stand there: how many there are cannot be foreseen.
       Vertex const* ends[width];
-      for (std::uint32_t k = 0; k < width; ++k) {
-        // Read whatever it is: how many there are cannot be foreseen.
-        std::uint32_t const next = star[first + k].next;
-        ends[k] = vertices + (first + k < v.star_count ? next : last);
-      }
+      for (std::uint32_t k = 0; k < width; ++k) ends[k] = vertices + star[first + k].next;
+      M const counts = numbers < static_cast<std::int32_t>(v.star_count - first);
+      FloatLanes<width> const keys =
+          select(counts, keys_of<width>(a, load_ends<width>(ends)), all<width>(__builtin_inff()));
       unsigned bits = 0;
-      float const low = least<width>(keys_of<width>(a, load_ends<width>(ends)), bits);
+      float const low = least<width>(keys, bits);
       if (low < out[i].key) out[i] = {low, star[first + static_cast<std::uint32_t>(__builtin_ctz(bits))].next};
     }
   }

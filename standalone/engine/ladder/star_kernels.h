@@ -1,7 +1,7 @@
 // What a collapse does to stars and their sums, many entries at a time.
 //
 // Compiled twice where the machine may have wider vectors, like the metric's kernels: the width shows in no result.
-// Entries of stars are read, and written back as they were, up to Stars::kOverrun from the start of the last one.
+// Whole rows of stars are read, and written back.
 #pragma once
 
 #include <cstdint>

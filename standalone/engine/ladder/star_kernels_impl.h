@@ -75,7 +75,7 @@ template <int width>
 void rename_in_ring(Vertex const* vertices, StarEntry* entries, StarEntry const* star, std::uint32_t count,
                     std::uint32_t from, std::uint32_t to) {
   using M = MaskLanes<width>;
-  static_assert(sizeof(StarEntry) == 12 && width <= Stars::kOverrun);
+  static_assert(sizeof(StarEntry) == 12 && width <= Stars::kRow);
   // As many entries as there are lanes are three times as many words; every third is no vertex.
   M const change = M{} + static_cast<std::int32_t>(from ^ to);
   M const changes[3] = {change & vertex_words<width>(0), change & vertex_words<width>(1),

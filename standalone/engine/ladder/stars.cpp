@@ -13,38 +13,42 @@ namespace {
 
 // Marks the first entry of a live star while the store is compacted; face indices stay below it.
 constexpr std::uint32_t kHeadMark = 0x80000000U;
-constexpr std::uint32_t kNoVertex = 0xFFFFFFFFU;
-// Entries that a star may grow by where it lies: most merged stars have two faces more than the larger of both. What
-// has to move goes to the end of the store, away from its neighbours.
-constexpr std::uint32_t kSlack = 2;
+constexpr std::size_t in_rows(std::size_t count) {
+  return (count + Stars::kRow - 1) / Stars::kRow * Stars::kRow;
+}
 
-// Not cleared, but for what may be read beyond the last star.
-void allocate(std::size_t capacity, std::unique_ptr<StarEntry[]>& entries) {
-  entries = std::make_unique_for_overwrite<StarEntry[]>(capacity + Stars::kOverrun);
-  std::fill_n(entries.get() + capacity, Stars::kOverrun, StarEntry{kNoVertex, kNoVertex, kNoVertex});
+// A little more than is needed at once: stars that outgrow their rows go to the end, away from their neighbours.
+constexpr std::size_t with_room(std::size_t size) {
+  return in_rows(size + size / 8 + 64);
 }
 
 }  // namespace
 
+Stars::Store Stars::allocate(std::size_t capacity) {
+  return Store(static_cast<StarEntry*>(::operator new[](capacity * sizeof(StarEntry), kLine)));
+}
+
 void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> triangles) {
+  static_assert(kRow * sizeof(StarEntry) % 32 == 0);
   kernels_ = &star_kernels();
   // Where the next entry of each star goes: apart from the vertices, as sixteen times as many fit into the cache.
   std::vector<std::uint32_t> next(vertex_count, 0);
   for (std::uint32_t const v : triangles) ++next[v];
   vertices_.assign(vertex_count, Vertex{});
-  std::uint32_t begin = 0;
+  std::size_t begin = 0;
   for (std::uint32_t v = 0; v < vertex_count; ++v) {
     Vertex& vertex = vertices_[v];
-    vertex.star_begin = begin;
+    std::size_t const room = in_rows(next[v]);
+    vertex.star_begin = static_cast<std::uint32_t>(begin);
     vertex.star_count = next[v];
-    vertex.slack = kSlack;
-    next[v] = begin;
-    begin += vertex.star_count + kSlack;
+    vertex.slack = static_cast<std::uint8_t>(room - next[v]);
+    next[v] = static_cast<std::uint32_t>(begin);
+    begin += room;
   }
   used_ = begin;
-  capacity_ = used_ + used_ / 8 + 64;
-  allocate(capacity_, entries_);
-  constexpr std::size_t kAhead = 3 * 16;
+  capacity_ = with_room(used_);
+  entries_ = allocate(capacity_);
+  constexpr std::size_t kAhead = std::size_t{3} * 16;
   for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
     for (std::size_t k = 0; k < 3 && corner + kAhead + k < triangles.size(); ++k) {
       __builtin_prefetch(&entries_[next[triangles[corner + kAhead + k]]], 1);
@@ -56,7 +60,7 @@ void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> tri
     }
   }
   for (std::uint32_t v = 0; v < vertex_count; ++v) {
-    std::fill_n(entries_.get() + next[v], kSlack, StarEntry{});
+    std::fill_n(entries_.get() + next[v], vertices_[v].slack, StarEntry{});
     if (is_hub(v)) index_hub(v);
   }
 }
@@ -119,15 +123,17 @@ void Stars::assign(std::uint32_t v, std::span<StarEntry const> entries) {
   auto const count = static_cast<std::uint32_t>(entries.size());
   std::uint32_t const capacity = vertex.star_count + vertex.slack;
   if (count > capacity) {
-    if (used_ + count > capacity_) {
+    std::size_t const room = in_rows(count);
+    if (used_ + room > capacity_) {
       vertex.star_count = 0;
       compact();
       // A store that stays nearly full would be compacted at every step.
-      if (used_ + count + capacity_ / 16 > capacity_) grow(capacity_ + capacity_ / 4 + count);
+      if (used_ + room + capacity_ / 16 > capacity_) grow(in_rows(capacity_ + capacity_ / 4 + count));
     }
     vertex.star_begin = static_cast<std::uint32_t>(used_);
-    used_ += count;
-    vertex.slack = 0;
+    std::fill_n(entries_.get() + used_ + count, room - count, StarEntry{});
+    used_ += room;
+    vertex.slack = static_cast<std::uint8_t>(room - count);
   } else {
     vertex.slack = static_cast<std::uint8_t>(std::min<std::uint32_t>(capacity - count, 255));
   }
@@ -136,30 +142,26 @@ void Stars::assign(std::uint32_t v, std::span<StarEntry const> entries) {
   if (count >= kHub) index_hub(v);
 }
 
-void Stars::renumber(std::span<std::uint32_t const> numbers, std::span<std::uint32_t const> live,
-                     std::size_t entry_count) {
+void Stars::renumber(std::span<std::uint32_t const> numbers, std::span<std::uint32_t const> live) {
   // Stars lie in no order of their own: reading them is what takes the time.
   constexpr std::size_t kAhead = 24;
-  std::size_t const size = entry_count + live.size() * kSlack;
-  std::size_t const capacity = size + size / 8 + 64;
-  std::unique_ptr<StarEntry[]> entries;
-  allocate(capacity, entries);
-  std::uint32_t begin = 0;
+  std::size_t size = 0;
+  for (std::uint32_t const v : live) size += in_rows(vertices_[v].star_count);
+  std::size_t const capacity = with_room(size);
+  Store entries = allocate(capacity);
+  std::size_t begin = 0;
   for (std::size_t i = 0; i < live.size(); ++i) {
-    if (i + kAhead < live.size()) {
-      StarEntry const* const ahead = entries_.get() + vertices_[live[i + kAhead]].star_begin;
-      __builtin_prefetch(ahead);
-      __builtin_prefetch(ahead + 5);
-    }
+    if (i + kAhead < live.size()) fetch(live[i + kAhead]);
     Vertex vertex = vertices_[live[i]];
     StarEntry* to = entries.get() + begin;
     for (StarEntry const& entry : star(live[i])) {
       *to++ = {numbers[entry.next], numbers[entry.previous], entry.face_corner};
     }
-    std::fill_n(to, kSlack, StarEntry{});
-    vertex.star_begin = begin;
-    vertex.slack = kSlack;
-    begin += vertex.star_count + kSlack;
+    std::size_t const room = in_rows(vertex.star_count);
+    vertex.star_begin = static_cast<std::uint32_t>(begin);
+    vertex.slack = static_cast<std::uint8_t>(room - vertex.star_count);
+    std::fill_n(to, vertex.slack, StarEntry{});
+    begin += room;
     vertices_[i] = vertex;
   }
   vertices_.resize(live.size() + 1);
@@ -176,43 +178,40 @@ void Stars::renumber(std::span<std::uint32_t const> numbers, std::span<std::uint
 }
 
 void Stars::grow(std::size_t capacity) {
-  std::unique_ptr<StarEntry[]> larger;
-  allocate(capacity, larger);
+  Store larger = allocate(capacity);
   std::copy_n(entries_.get(), used_, larger.get());
   entries_ = std::move(larger);
   capacity_ = capacity;
 }
 
-// Slides the live stars together in place. Each live star's first entry is made to name its owner while the
+// Slides the rows of live stars together in place. Each live star's first entry is made to name its owner while the
 // owner's star_begin keeps what stood there, so one sweep over the store finds every star in its order.
 void Stars::compact() {
-  std::size_t live = 0;
   for (std::uint32_t v = 0; v < vertices_.size(); ++v) {
     Vertex& vertex = vertices_[v];
-    if (vertex.star_count == 0) continue;
-    live += vertex.star_count + kSlack;
+    if (vertex.star_count == 0) {
+      vertex.slack = 0;
+      continue;
+    }
     std::uint32_t const head = vertex.star_begin;
     vertex.star_begin = entries_[head].face_corner;
     entries_[head].face_corner = kHeadMark | v;
   }
-  // Stars get their slack back as far as they do not catch up with those still to be moved.
-  std::size_t const most_slack = live <= capacity_ / 8 * 7 ? kSlack : 0;
   std::size_t to = 0;
   for (std::size_t from = 0; from < used_;) {
     if ((entries_[from].face_corner & kHeadMark) == 0) {
-      ++from;
+      from += kRow;
       continue;
     }
     Vertex& vertex = vertices_[entries_[from].face_corner & ~kHeadMark];
     entries_[from].face_corner = vertex.star_begin;
     vertex.star_begin = static_cast<std::uint32_t>(to);
-    std::copy_n(entries_.get() + static_cast<std::ptrdiff_t>(from), vertex.star_count,
+    std::size_t const room = in_rows(vertex.star_count);
+    std::copy_n(entries_.get() + static_cast<std::ptrdiff_t>(from), room,
                 entries_.get() + static_cast<std::ptrdiff_t>(to));
-    to += vertex.star_count;
-    from += vertex.star_count;
-    std::size_t const slack = std::min(most_slack, from - to);
-    vertex.slack = static_cast<std::uint8_t>(slack);
-    to += slack;
+    vertex.slack = static_cast<std::uint8_t>(room - vertex.star_count);
+    to += room;
+    from += room;
   }
   used_ = to;
 }

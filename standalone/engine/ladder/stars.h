@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <span>
 #include <unordered_map>
 #include <vector>
@@ -36,7 +37,7 @@ struct alignas(64) Vertex {
   std::uint32_t star_count;
   BucketQueue::Bucket bucket;
   std::uint8_t flags;
-  std::uint8_t slack;  // entries that the star's block could take beyond star_count, at most 255
+  std::uint8_t slack;  // entries that the star's rows could take beyond star_count, at most 255
   float error;         // the key of the collapse that made this vertex
 
   Vec3 position() const { return {x, y, z}; }
@@ -78,8 +79,9 @@ class Stars {
   StarEntry* entries() { return entries_.get(); }
   StarEntry const* entries() const { return entries_.get(); }
 
-  // So many entries from the start of the last one of a star on may be read, whatever they hold.
-  static constexpr std::size_t kOverrun = 8;
+  // A star has whole rows of so many entries to itself, each on two lines of the cache and no vector across both. What
+  // stands behind the last entry of its last row names vertices that there are, or were.
+  static constexpr std::size_t kRow = 8;
   // Entries that are looked at together.
   static constexpr std::size_t kBlock = 4;
 
@@ -94,21 +96,19 @@ class Stars {
     asm volatile("");
     StarEntry const* const first = entries_.get() + vertices_[v].star_begin;
     __builtin_prefetch(first);
-    __builtin_prefetch(first + 5);
+    __builtin_prefetch(first + kRow - 1);
   }
   // Removes the entry of `face` from the star of v.
   void remove(std::uint32_t v, std::uint32_t face);
-  // Puts `to` for `from` wherever it stands in the star of v, and perhaps in entries behind it: for a vertex that goes,
-  // which is to be renamed in all stars.
+  // Puts `to` for `from` wherever it stands in the star of v.
   void rename(std::uint32_t v, std::uint32_t from, std::uint32_t to);
   // The same in the entry of one face.
   void rename(std::uint32_t v, std::uint32_t face, std::uint32_t from, std::uint32_t to);
   // Gives v a new star. `entries` must not point into the store. May move every star.
   void assign(std::uint32_t v, std::span<StarEntry const> entries);
-  // Gives the vertices that are `live`, in the order of their old numbers, the numbers from 0 on, and puts their stars,
-  // which have so many entries, in that order. `numbers`: the new ones by the old. A dead vertex comes behind them: it
-  // stands for all others.
-  void renumber(std::span<std::uint32_t const> numbers, std::span<std::uint32_t const> live, std::size_t entry_count);
+  // Gives the vertices that are `live`, in the order of their old numbers, the numbers from 0 on, and puts their stars
+  // in that order. `numbers`: the new ones by the old. A dead vertex comes behind them: it stands for all others.
+  void renumber(std::span<std::uint32_t const> numbers, std::span<std::uint32_t const> live);
   // Forgets the star of v.
   void clear(std::uint32_t v) {
     vertices_[v].star_count = 0;
@@ -123,7 +123,15 @@ class Stars {
 
   StarKernels const* kernels_ = nullptr;
   std::vector<Vertex> vertices_;
-  std::unique_ptr<StarEntry[]> entries_;
+  struct FreeAligned {
+    void operator()(StarEntry* entries) const { ::operator delete[](entries, kLine); }
+  };
+  using Store = std::unique_ptr<StarEntry[], FreeAligned>;
+  static constexpr std::align_val_t kLine{64};
+  // Not cleared.
+  static Store allocate(std::size_t capacity);
+
+  Store entries_;
   std::size_t capacity_ = 0;
   // Hub and face to place in the hub's star. Entries of what is a hub no longer stay, and are never asked for.
   std::unordered_map<std::uint64_t, std::uint32_t> hub_places_;

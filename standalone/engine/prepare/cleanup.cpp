@@ -27,7 +27,7 @@ using Triple = std::array<std::uint32_t, 3>;
 }
 
 bool is_degenerate(Triple const& t) {
-  return ((t[0] == t[1]) | (t[1] == t[2]) | (t[2] == t[0]) | (std::max({t[0], t[1], t[2]}) == kNone)) != 0;
+  return t[0] == t[1] || t[1] == t[2] || t[2] == t[0] || std::max({t[0], t[1], t[2]}) == kNone;
 }
 
 // Flags of the faces that have to go; none where none has to.

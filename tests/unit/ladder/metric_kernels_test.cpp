@@ -117,15 +117,17 @@ TEST(MetricKernelsTest, CheapestEdgeIsTheFirstOfTheLeastKeys) {
         // Of each edge alone.
         std::vector<float> keys;
         for (std::uint32_t i = 0; i < count; ++i) {
-          std::vector<StarEntry> const alone(1 + Stars::kOverrun, star[i]);
+          std::vector<StarEntry> const alone(1 + Stars::kRow, star[i]);
           vertices[v].star_count = 1;
           CheapestEdge only;
           kernels->cheapest_edges(vertices.data(), alone.data(), &v, 1, &only);
           keys.push_back(only.key);
         }
         auto const least = std::min_element(keys.begin(), keys.end());
-        // Behind the star stands anything.
-        star.resize(count + Stars::kOverrun, StarEntry{0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF});
+        // Behind the star stands any vertex, also one that would be cheaper.
+        while (star.size() % Stars::kRow != 0) {
+          star.push_back({static_cast<std::uint32_t>(random() % kVertices), 0, 0});
+        }
         vertices[v].star_count = count;
         CheapestEdge cheapest[2];
         std::uint32_t const twice[2] = {v, v};

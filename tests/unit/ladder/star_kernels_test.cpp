@@ -22,7 +22,7 @@ std::vector<StarEntry> some_star(std::mt19937& random, std::uint32_t count) {
   std::vector<std::uint32_t> ids(kVertices);
   for (std::uint32_t i = 0; i < kVertices; ++i) ids[i] = i;
   std::shuffle(ids.begin(), ids.end(), random);
-  std::vector<StarEntry> star(count + Stars::kOverrun);
+  std::vector<StarEntry> star(count + Stars::kRow);
   for (std::uint32_t i = 0; i < star.size(); ++i) {
     star[i] = {ids[i % kVertices], ids[(i + 1) % count], (100 + i) << 2 | below(random, 3)};
   }
@@ -35,7 +35,7 @@ TEST(StarKernelsTest, TellsClosedFansFromOthers) {
       // One fan, and where there is room for it two around one vertex, in some order.
       for (std::uint32_t const first : {count, 3U}) {
         if (count - first != 0 && count - first < 3) continue;
-        std::vector<StarEntry> fan(count + Stars::kOverrun, StarEntry{1, 1, 1});
+        std::vector<StarEntry> fan(count + Stars::kRow, StarEntry{1, 1, 1});
         for (std::uint32_t i = 0; i < count; ++i) {
           std::uint32_t const begin = i < first ? 0 : first;
           std::uint32_t const size = i < first ? first : count - first;
@@ -106,9 +106,9 @@ TEST(StarKernelsTest, RenamesCornersAndNothingElse) {
         }
       }
       std::size_t const used = entries.size();
-      entries.resize(used + Stars::kOverrun, StarEntry{9, 9, 9});
+      entries.resize(used + Stars::kRow, StarEntry{9, 9, 9});
       std::vector<StarEntry> const around = some_star(random, 1 + below(random, 12));
-      auto const count = static_cast<std::uint32_t>(around.size() - Stars::kOverrun);
+      auto const count = static_cast<std::uint32_t>(around.size() - Stars::kRow);
       std::vector<StarEntry> expected = entries;
       for (std::uint32_t i = 0; i < count; ++i) {
         Vertex const& vertex = vertices[around[i].next];
