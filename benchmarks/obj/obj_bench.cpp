@@ -1,7 +1,7 @@
 // Times the readers on files that it writes itself: bench_obj FOLDER [SIDE] [REPEATS]. A grid of SIDE x SIDE cells
-// becomes an OBJ file of positions alone, one with UVs and normals, and PLY files. Each reader runs in a child process
-// of its own, so that its peak memory can be told; times are processor times, leave the process's start out and the
-// file's reading in.
+// becomes OBJ files of positions alone, with UVs, with normals and with both, and PLY files. Each reader runs in a
+// child process of its own, so that its peak memory can be told; times are processor times, leave the process's start
+// out and the file's reading in.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -46,7 +46,7 @@ struct Grid {
   }
 };
 
-void write_obj(Grid const& grid, std::string const& path, bool attributes) {
+void write_obj(Grid const& grid, std::string const& path, bool uvs, bool normals) {
   std::FILE* const file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) std::exit(1);
   double p[3];
@@ -54,11 +54,11 @@ void write_obj(Grid const& grid, std::string const& path, bool attributes) {
     grid.position(k, p);
     std::fprintf(file, "v %.6f %.6f %.6f\n", p[0], p[1], p[2]);
   }
-  for (std::size_t k = 0; attributes && k < grid.vertex_count(); ++k) {
+  for (std::size_t k = 0; uvs && k < grid.vertex_count(); ++k) {
     grid.position(k, p);
     std::fprintf(file, "vt %.6f %.6f\n", p[0], p[1]);
   }
-  for (std::size_t k = 0; attributes && k < grid.vertex_count(); ++k) {
+  for (std::size_t k = 0; normals && k < grid.vertex_count(); ++k) {
     grid.position(k, p);
     double const length = std::sqrt(p[0] * p[0] + p[1] * p[1] + 1);
     std::fprintf(file, "vn %.4f %.4f %.4f\n", p[0] / length, p[1] / length, 1 / length);
@@ -66,12 +66,14 @@ void write_obj(Grid const& grid, std::string const& path, bool attributes) {
   std::size_t f[3];
   for (std::size_t k = 0; k < grid.face_count(); ++k) {
     grid.face(k, f);
-    if (attributes) {
-      std::fprintf(file, "f %zu/%zu/%zu %zu/%zu/%zu %zu/%zu/%zu\n", f[0] + 1, f[0] + 1, f[0] + 1, f[1] + 1, f[1] + 1,
-                   f[1] + 1, f[2] + 1, f[2] + 1, f[2] + 1);
-    } else {
-      std::fprintf(file, "f %zu %zu %zu\n", f[0] + 1, f[1] + 1, f[2] + 1);
+    std::fputc('f', file);
+    for (std::size_t const corner : f) {
+      std::fprintf(file, " %zu", corner + 1);
+      if (uvs || normals) std::fputc('/', file);
+      if (uvs) std::fprintf(file, "%zu", corner + 1);
+      if (normals) std::fprintf(file, "/%zu", corner + 1);
     }
+    std::fputc('\n', file);
   }
   std::fclose(file);
 }
@@ -206,14 +208,12 @@ int main(int count, char** arguments) {
     std::string path;
     bool is_obj;
   };
-  Case const cases[] = {{folder + "/positions.obj", true},
-                        {folder + "/attributes.obj", true},
-                        {folder + "/binary.ply", false},
-                        {folder + "/text.ply", false}};
-  write_obj(grid, cases[0].path, false);
-  write_obj(grid, cases[1].path, true);
-  write_ply(grid, cases[2].path, false);
-  write_ply(grid, cases[3].path, true);
+  Case const cases[] = {{folder + "/positions.obj", true}, {folder + "/uvs.obj", true},
+                        {folder + "/normals.obj", true},   {folder + "/both.obj", true},
+                        {folder + "/binary.ply", false},   {folder + "/text.ply", false}};
+  for (int k = 0; k < 4; ++k) write_obj(grid, cases[k].path, k % 2 == 1, k >= 2);
+  write_ply(grid, cases[4].path, false);
+  write_ply(grid, cases[5].path, true);
   for (Case const& one : cases) {
     report("ours", one.is_obj ? read_with_ours : read_with_tinyply, one.path, repeats);
 #ifdef MIREL_HAS_TINYOBJ
