@@ -268,16 +268,32 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
   evaluate(kernels_, stars_, v, candidates_);
   deviated_.clear();
   std::array<std::uint8_t, kObstacles> obstacles{};
+  // The cheapest edge that would come up again with free slivers, and when.
+  std::uint32_t patient = kNone;
+  std::uint32_t patience_end = BucketQueue::kBucketCount - 1;
+  std::uint32_t const noise_bucket = BucketQueue::bucket_of(noise_key());
+  bool const urgent = current_bucket == BucketQueue::kBucketCount;
   std::uint32_t i = 0;
   while (candidates_.find_cheapest(i)) {
     BucketQueue::Bucket const bucket = BucketQueue::bucket_of(candidates_.keys[i]);
     if (bucket > current_bucket) {
-      file(v, candidates_.neighbours[i], bucket);
+      if (patient != kNone && patience_end < bucket && has_sliver(v)) {
+        file(v, patient, static_cast<BucketQueue::Bucket>(patience_end));
+      } else {
+        file(v, candidates_.neighbours[i], bucket);
+      }
       return;
     }
     std::uint32_t const other = candidates_.neighbours[i];
     Vec3 const place = place_of(v, i);
+    std::uint32_t const free_bucket = kSliverPatience + std::max<std::uint32_t>(bucket, noise_bucket);
+    free_slivers_ = free_bucket <= current_bucket && !urgent;
     Obstacle const obstacle = check(v, other, place);
+    free_slivers_ = false;
+    if (obstacle == Obstacle::kFoldover && free_bucket > current_bucket && free_bucket < patience_end) {
+      patient = other;
+      patience_end = free_bucket;
+    }
     if (obstacle == Obstacle::kNone) {
       float& key = candidates_.keys[i];
       if (std::find(deviated_.begin(), deviated_.end(), i) == deviated_.end()) {
@@ -291,6 +307,10 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
     std::uint8_t& count = obstacles[static_cast<std::size_t>(obstacle) - 1];
     if (count < 255) ++count;
     candidates_.keys[i] = std::numeric_limits<float>::infinity();
+  }
+  if (patient != kNone && has_sliver(v)) {
+    file(v, patient, static_cast<BucketQueue::Bucket>(patience_end));
+    return;
   }
   if ((stars_.vertex(v).flags & kLocked) != 0) {
     // Edges between two locked ends were never candidates.

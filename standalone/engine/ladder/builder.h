@@ -43,6 +43,10 @@ class LadderBuilder {
   static constexpr std::uint32_t kBatch = 8;
   // An edge that has become dearer by so many buckets still speaks for its vertex; beyond that the others are asked.
   static constexpr std::uint32_t kSmallRise = 2;
+  // An edge refused beside a sliver comes up once more, slivers being free to become worse, when all that is left is so
+  // many buckets dearer: a deviation of 32 times its own. Below that thin faces of mechanical parts lose more than they
+  // gain.
+  static constexpr std::uint32_t kSliverPatience = 40;
 
   // One incidence of a neighbour in a star.
   struct Side {
@@ -113,6 +117,7 @@ class LadderBuilder {
   // One collapse.
   Obstacle check(std::uint32_t a, std::uint32_t b, Vec3 place);
   void fetch_ring(std::uint32_t end) const;
+  bool has_sliver(std::uint32_t v) const;
   bool hub_turns(std::uint32_t a, std::uint32_t b, Vec3 place);
   bool gather(std::uint32_t a, std::uint32_t b);
   bool link_condition(std::uint32_t a, std::uint32_t b);
@@ -121,6 +126,7 @@ class LadderBuilder {
   void list_both_neighbours();
   void list_ring();
   float deviation_key(float squared) const;
+  float noise_key() const;
   void measure_faces();
   float final_key(float key, std::uint32_t a, std::uint32_t b) const;
   bool meets_neighbour(Vec3 place) const;
@@ -219,6 +225,7 @@ class LadderBuilder {
   std::uint32_t pending_count_ = 0;
   Neighbours own_neighbours_, other_neighbours_;  // of the first and the second end, once they are asked for
   bool neighbours_known_ = false;
+  bool free_slivers_ = false;  // `check` lets slivers become worse
   Fan fan_{};
   std::vector<StarEntry> fan_faces_;
   std::vector<FaceRow> fan_changes_, fan_terms_;

@@ -38,7 +38,10 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   fan_.place[0] = place.x;
   fan_.place[1] = place.y;
   fan_.place[2] = place.z;
-  std::uint32_t const verdict = kernels_.test_fan(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data());
+  std::uint32_t verdict = kernels_.test_fan(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data());
+  if (verdict == kFanTurns && free_slivers_) {
+    verdict = kernels_.test_sliver_fan(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data());
+  }
   if (verdict == kFanTurns) return Obstacle::kFoldover;
   std::uint32_t const mesh = mesh_of(a);
   // In a wide mesh two vertices may be one in ladder units and yet be written apart: the locked one is meant.
@@ -72,6 +75,7 @@ bool LadderBuilder::hub_turns(std::uint32_t a, std::uint32_t b, Vec3 place) {
   StarEntry faces[kBlock + kMaxLanes];
   FaceRow changes[kBlock + kMaxLanes];
   FaceRow terms[kBlock + kMaxLanes];
+  auto const test = free_slivers_ ? kernels_.test_sliver_fan : kernels_.test_fan;
   bool const a_first = stars_.vertex(a).star_count <= stars_.vertex(b).star_count;
   for (int round = 0; round < 2; ++round) {
     std::uint32_t const end = a_first == (round == 0) ? a : b;
@@ -88,7 +92,7 @@ bool LadderBuilder::hub_turns(std::uint32_t a, std::uint32_t b, Vec3 place) {
       if (count == 0) continue;
       std::fill_n(faces + count, kMaxLanes, faces[count - 1]);
       Fan const fan{faces, count, count, count, end, other, {place.x, place.y, place.z}, rounding_};
-      if (kernels_.test_fan(stars_.vertices(), fan, changes, terms) == kFanTurns) return true;
+      if (test(stars_.vertices(), fan, changes, terms) == kFanTurns) return true;
     }
   }
   return false;
@@ -134,6 +138,17 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
   fan_.b = b;
   fan_.closeness = rounding_;
   return fan_.surviving > 0 && going_count > 0;
+}
+
+bool LadderBuilder::has_sliver(std::uint32_t v) const {
+  Vec3 const origin = stars_.vertex(v).position();
+  return std::ranges::any_of(stars_.star(v), [&](StarEntry const& entry) {
+    Vec3 const e1 = stars_.vertex(entry.next).position() - origin;
+    Vec3 const e2 = stars_.vertex(entry.previous).position() - origin;
+    float const size = squared_length(e1) + squared_length(e2) + squared_length(e2 - e1);
+    constexpr float kLimit = kSliverQuality / 3.4641016F;
+    return squared_length(cross(e1, e2)) < kLimit * kLimit * size * size;
+  });
 }
 
 void LadderBuilder::list_both_neighbours() {

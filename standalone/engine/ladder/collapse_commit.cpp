@@ -1,5 +1,6 @@
 // Making and recording a collapse.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -115,8 +116,10 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   if (ring_irregular) {
     for (std::uint32_t const v : ring_) {
       Vertex const& neighbour = stars_.vertex(v);
-      // The sums of hubs are changed like those of others, and made anew only now and then.
-      bool const due = !stars_.is_hub(v) || neighbour.star_count % Stars::kHub < 2;
+      // The sums of hubs are changed like those of others, and made anew only now and then: some eight times until half
+      // of the faces are gone.
+      std::uint32_t const pause = std::max(Stars::kHub, std::bit_floor(neighbour.star_count) / 8);
+      bool const due = !stars_.is_hub(v) || neighbour.star_count % pause < 2;
       if ((neighbour.flags & (kIrregular | kDead)) == kIrregular && due) refresh(v, false);
     }
   }

@@ -47,6 +47,11 @@ float LadderBuilder::deviation_key(float squared) const {
   return kDeviationWeight * face_size_ * squared;
 }
 
+// What deviations by no more than rounding may cost.
+float LadderBuilder::noise_key() const {
+  return deviation_key(kNoise * kNoise);
+}
+
 // The key of the collapse that `check` has just allowed, which so far is that of the two quadrics: with what attributes
 // add to it, and at least what its deviation asks for.
 float LadderBuilder::final_key(float key, std::uint32_t a, std::uint32_t b) const {

@@ -18,6 +18,9 @@ inline constexpr std::uint32_t kMaxLanes = 8;
 // the order in which they were found, which keeps flat regions evenly spread.
 inline constexpr float kKeyFloor = 1e-18F;
 
+// A face may become no worse than this, unless it was: 1 is equilateral.
+inline constexpr float kSliverQuality = 0.02F;
+
 inline constexpr std::uint32_t padded_to_lanes(std::uint32_t count) {
   return (count + kMaxLanes - 1) / kMaxLanes * kMaxLanes;
 }
@@ -82,6 +85,8 @@ struct MetricKernels {
   // the face's terms after it (`after`; 0 for faces that go). Stops early, with the arrays half filled, when a face
   // turns.
   std::uint32_t (*test_fan)(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow* after);
+  // The same, where slivers may become worse slivers.
+  std::uint32_t (*test_sliver_fan)(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow* after);
   FanDistances (*fan_distances)(Vertex const* vertices, Fan const& fan);
 };
 

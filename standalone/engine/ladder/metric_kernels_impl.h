@@ -20,8 +20,6 @@ inline constexpr float kReachSquared = 16;
 inline constexpr float kHistory = 0.5F;
 // A face may turn by this cosine at most in one collapse.
 inline constexpr float kMinTurnCosine = 0.2F;
-// A face may become no worse than this, unless it was: 1 is equilateral.
-inline constexpr float kMinQuality = 0.02F;
 
 // Ends of edges, one in each lane.
 template <int width>
@@ -379,7 +377,10 @@ std::uint32_t face_terms(Vertex const* vertices, std::uint32_t const* triangles,
   return flat_faces;
 }
 
-template <int width>
+// What becomes of faces that are thin already.
+enum class Slivers { kStayAsThey, kMayWorsen };
+
+template <int width, Slivers slivers>
 std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow* after) {
   using F = FloatLanes<width>;
   using M = MaskLanes<width>;
@@ -420,11 +421,13 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
     F const across = dot<width>(across_edge, across_edge);
     F const size = dot<width>(e1, e1) + dot<width>(e2, e2) + across;
     M const had_area = before2 > all<width>(1e-12F) * across * across;
-    M const thin = after2 < all<width>((kMinQuality / 3.4641016F) * (kMinQuality / 3.4641016F)) * size * size;
+    M const thin = after2 < all<width>((kSliverQuality / 3.4641016F) * (kSliverQuality / 3.4641016F)) * size * size;
     // A sliver may stay one, not become one; its direction is then noise only if it has no area to speak of.
-    F const size_before = dot<width>(b1, b1) + dot<width>(b2, b2) + across;
-    M const bad_sliver = ~(after2 > all<width>(1e-12F) * size * size) |
-                         ((after2 * size_before * size_before < before2 * size * size) & (after2 < before2));
+    [[maybe_unused]] F const size_before = dot<width>(b1, b1) + dot<width>(b2, b2) + across;
+    M bad_sliver = ~(after2 > all<width>(1e-12F) * size * size);
+    if constexpr (slivers == Slivers::kStayAsThey) {
+      bad_sliver |= (after2 * size_before * size_before < before2 * size * size) & (after2 < before2);
+    }
     M const bad_thin = thin & ((had_area & bad_sliver) | (~had_area & ~(after2 > zero)));
     F const cosine = dot<width>(before, now);
     M const bad_turn = had_area & (~(cosine > zero) |
@@ -554,8 +557,13 @@ FanDistances fan_distances(Vertex const* vertices, Fan const& fan) {
 
 template <int width>
 constexpr MetricKernels all_metric_kernels() {
-  return {face_terms<width>,     evaluate_star<width>, cheapest_edges<width>,
-          evaluate_edges<width>, test_fan<width>,      fan_distances<width>};
+  return {face_terms<width>,
+          evaluate_star<width>,
+          cheapest_edges<width>,
+          evaluate_edges<width>,
+          test_fan<width, Slivers::kStayAsThey>,
+          test_fan<width, Slivers::kMayWorsen>,
+          fan_distances<width>};
 }
 
 }  // namespace

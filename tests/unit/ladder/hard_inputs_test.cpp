@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numbers>
 #include <numeric>
 #include <string>
 #include <utility>
@@ -230,6 +231,87 @@ TEST(HardInputsTest, SliversGo) {
   EXPECT_EQ(coarsest(placed(mirel::test::sphere(24, 36), {1000, 1, 1}, 0)), 4U);
   // Of the last two hundred faces one or two may cut across the two ends of the long ring.
   EXPECT_LE(coarsest(placed(mirel::test::torus(36, 24), {1000, 1, 1}, 0), Turning::kNone, 200), 30U);
+}
+
+// A sheet squeezed to so much of its width, with noise on it: where the noise is longer than the faces are wide, no
+// edge collapses without making one of its slivers a little worse.
+WedgeMesh squeezed_sheet(std::uint32_t cells, float width, float noise) {
+  Random random{7};
+  WedgeMesh mesh = plane(cells);
+  for (std::size_t v = 0; v < mesh.vertices.size(); v += 3) {
+    mesh.vertices[v] *= width;
+    mesh.vertices[v + 2] += noise * random.unit();
+  }
+  return mesh;
+}
+
+// A cone whose rim goes up and down by so many lengths of its edges.
+WedgeMesh rough_cone(std::uint32_t faces, float noise) {
+  Random random{9};
+  std::vector<float> positions = {0, 0, 1};
+  std::vector<std::uint32_t> triangles;
+  double const edge = 2 * std::numbers::pi / faces;
+  for (std::uint32_t i = 0; i < faces; ++i) {
+    positions.push_back(static_cast<float>(std::cos(edge * i)));
+    positions.push_back(static_cast<float>(std::sin(edge * i)));
+    positions.push_back(static_cast<float>(edge) * noise * (2 * random.unit() - 1));
+    triangles.insert(triangles.end(), {0, 1 + i, 1 + (i + 1) % faces});
+  }
+  return from_triangles(positions, triangles);
+}
+
+TEST(HardInputsTest, RoughSliversGo) {
+  EXPECT_EQ(coarsest(squeezed_sheet(20, 1e-3F, 1e-3F), Turning::kAllowed), 1U);
+  EXPECT_EQ(coarsest(squeezed_sheet(40, 1e-4F, 1e-4F), Turning::kAllowed), 1U);
+  EXPECT_EQ(coarsest(squeezed_sheet(40, 1e-5F, 1e-2F), Turning::kAllowed), 1U);
+  EXPECT_EQ(coarsest(rough_cone(5000, 5), Turning::kAllowed), 1U);
+  EXPECT_EQ(coarsest(rough_cone(30000, 50), Turning::kAllowed), 1U);
+}
+
+TEST(HardInputsTest, RoughSliversGoBesideOthers) {
+  // Two parts of one mesh: both wait for their slivers, and one of them goes whole in the end.
+  WedgeMesh const sheet = squeezed_sheet(20, 1e-3F, 1e-3F);
+  WedgeMesh const cone = rough_cone(5000, 5);
+  std::vector<float> positions = cone.vertices;
+  std::vector<std::uint32_t> triangles = cone.faces;
+  for (float const x : sheet.vertices) positions.push_back(x + 2);
+  for (std::uint32_t const v : sheet.faces) triangles.push_back(cone.vertex_count() + v);
+  WedgeMesh const both = from_triangles(positions, triangles);
+  EXPECT_EQ(coarsest(both, Turning::kAllowed), 1U);
+  // With few faces left both are still there.
+  auto const ladder = build(both);
+  WedgeMesh now;
+  ladder->read(0, ladder->step_for_face_count(40), now);
+  float high = 0, low = 3;
+  for (std::size_t v = 0; v < now.vertices.size(); v += 3) {
+    high = std::max(high, now.vertices[v]);
+    low = std::min(low, now.vertices[v]);
+  }
+  EXPECT_GT(high, 1.9F);
+  EXPECT_LT(low, -0.9F);
+}
+
+TEST(HardInputsTest, RoughSliversStayWithinATolerance) {
+  WedgeMesh const mesh = squeezed_sheet(20, 1e-3F, 1e-3F);
+  WedgeMesh const* const meshes[] = {&mesh};
+  LadderOptions options;
+  options.tolerance = 2e-3F;
+  auto const ladder = Ladder::build(meshes, options);
+  EXPECT_LE(ladder->face_count(ladder->step_count()), 40U);
+  EXPECT_LE(StepDeviation(*ladder, ladder->step_count()).bound(), 1.06 * double{options.tolerance});
+}
+
+TEST(HardInputsTest, RoughSliversLeaveALockedBoundaryAlone) {
+  WedgeMesh const mesh = squeezed_sheet(30, 1e-3F, 1e-3F);
+  WedgeMesh const* const meshes[] = {&mesh};
+  LadderOptions options;
+  options.lock_boundaries = true;
+  auto const ladder = Ladder::build(meshes, options);
+  WedgeMesh last;
+  ladder->read(0, ladder->step_count(), last);
+  EXPECT_EQ(test::count_edges(last).boundary, 120U);
+  // A polygon of 120 edges with few vertices inside of it.
+  EXPECT_LE(last.face_count(), 140U);
 }
 
 // Where a long ring is cut across at one of its ends, what is nearest lies on the other side of it.

@@ -180,6 +180,9 @@ TEST_P(AnyMetricKernels, TheirKindDoesNotShowInFans) {
     std::uint32_t const a = narrow.test_fan(vertices.data(), fan, changes_a.data(), terms_a.data());
     std::uint32_t const b = kernels.test_fan(vertices.data(), fan, changes_b.data(), terms_b.data());
     ASSERT_EQ(a, b) << "seed " << seed;
+    std::uint32_t const c = narrow.test_sliver_fan(vertices.data(), fan, changes_a.data(), terms_a.data());
+    ASSERT_EQ(c, kernels.test_sliver_fan(vertices.data(), fan, changes_b.data(), terms_b.data())) << "seed " << seed;
+    ASSERT_TRUE(a == kFanTurns || a == c) << "seed " << seed;
     ++(a == kFanTurns ? turned : sound);
     if (a == kFanTurns) continue;
     ASSERT_TRUE(same_bits(changes_a[0].values, changes_b[0].values, 12 * std::size_t{sides})) << "seed " << seed;
@@ -190,6 +193,35 @@ TEST_P(AnyMetricKernels, TheirKindDoesNotShowInFans) {
   }
   EXPECT_GT(turned, 100U);
   EXPECT_GT(sound, 100U);
+}
+
+// A triangle of this height over a base of length 1, whose top moves to `height_after`.
+std::uint32_t flattened(MetricKernels const& kernels, bool free_slivers, float height, float height_after) {
+  std::vector<Vertex> vertices(4);
+  vertices[0].set_position({0.5F, height, 0});
+  vertices[1].set_position({0.5F, 2, 0});
+  vertices[2].set_position({0, 0, 0});
+  vertices[3].set_position({1, 0, 0});
+  std::vector<StarEntry> const faces(1 + kMaxLanes, StarEntry{2, 3, 0});
+  Fan const fan{faces.data(), 1, 1, 1, 0, 1, {0.5F, height_after, 0}, 0};
+  std::vector<FaceRow> changes(faces.size()), terms(faces.size());
+  auto const test = free_slivers ? kernels.test_sliver_fan : kernels.test_fan;
+  return test(vertices.data(), fan, changes.data(), terms.data());
+}
+
+TEST(MetricKernelsTest, OnlyFreeSliversBecomeWorse) {
+  for (MetricKernels const* kernels : runnable_metric_kernels()) {
+    for (bool const free_slivers : {false, true}) {
+      std::uint32_t const worsens = free_slivers ? kFanSound : kFanTurns;
+      EXPECT_EQ(flattened(*kernels, free_slivers, 1e-3F, 9e-4F), worsens);
+      EXPECT_EQ(flattened(*kernels, free_slivers, 1e-3F, 1e-4F), worsens);
+      EXPECT_EQ(flattened(*kernels, free_slivers, 1e-3F, 2e-3F), kFanSound);
+      EXPECT_EQ(flattened(*kernels, free_slivers, 1, 0.5F), kFanSound);
+      EXPECT_EQ(flattened(*kernels, free_slivers, 1, 1e-8F), kFanTurns) << "all but without area";
+      EXPECT_EQ(flattened(*kernels, free_slivers, 1, -0.5F), kFanTurns);
+      EXPECT_EQ(flattened(*kernels, free_slivers, 1e-3F, -1e-3F), kFanTurns);
+    }
+  }
 }
 
 // A pyramid over a square whose top goes down to the middle of the base, with the other end beside a corner.
