@@ -121,6 +121,8 @@ class LadderBuilder {
   bool hub_turns(std::uint32_t a, std::uint32_t b, Vec3 place);
   bool gather(std::uint32_t a, std::uint32_t b);
   bool link_condition(std::uint32_t a, std::uint32_t b);
+  bool bares_edge() const;
+  static std::size_t count_faces_with(std::span<StarEntry const> faces, std::uint32_t v);
   bool drops_locked_edge(std::uint32_t a, std::uint32_t b) const;
   std::uint32_t count_shared_neighbours(std::uint32_t a, std::uint32_t b);
   void list_both_neighbours();

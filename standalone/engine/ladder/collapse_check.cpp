@@ -184,6 +184,7 @@ bool LadderBuilder::link_condition(std::uint32_t a, std::uint32_t b) {
     opposites += seen ? 0U : 1U;
   }
   if (shared != opposites) return false;
+  if (opposites < gone.size() && bares_edge()) return false;
 
   // Two faces over the same two opposite vertices would come to lie on each other (the last tetrahedron). In a closed
   // fan two neighbours of b share a face only where there are but three.
@@ -204,15 +205,33 @@ bool LadderBuilder::link_condition(std::uint32_t a, std::uint32_t b) {
   return true;
 }
 
-// Whether an edge between two locked vertices, which may be one of the boundary, would lose its last face: where two
-// faces lie back to back on it, both can go at once.
+// Whether an edge with three and more faces would keep one alone: where faces lie back to back, two of them go at once.
+bool LadderBuilder::bares_edge() const {
+  return std::ranges::any_of(dying(), [this](StarEntry const& gone) {
+    std::uint32_t const v = opposite(gone);
+    auto const goes = std::ranges::count_if(dying(), [&](StarEntry const& face) { return opposite(face) == v; });
+    return goes > 1 && count_faces_with(survivors(), v) == 1;
+  });
+}
+
+std::size_t LadderBuilder::count_faces_with(std::span<StarEntry const> faces, std::uint32_t v) {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(faces, [v](StarEntry const& face) { return face.next == v || face.previous == v; }));
+}
+
+// Whether an edge between two locked vertices, which may be one of the boundary, would lose its last face (where two
+// faces lie back to back on it, both can go at once), or one of the boundary would come to lie on others.
 bool LadderBuilder::drops_locked_edge(std::uint32_t a, std::uint32_t b) const {
-  if (((stars_.vertex(a).flags | stars_.vertex(b).flags) & kLocked) == 0) return false;
+  bool const a_locked = (stars_.vertex(a).flags & kLocked) != 0;
+  if (!a_locked && (stars_.vertex(b).flags & kLocked) == 0) return false;
+  auto const mine = survivors().first(fan_.of_a);
+  auto const others = survivors().subspan(fan_.of_a);
   for (StarEntry const& gone : dying()) {
     std::uint32_t const v = opposite(gone);
     if ((stars_.vertex(v).flags & kLocked) == 0) continue;
-    auto const has_v = [v](StarEntry const& face) { return face.next == v || face.previous == v; };
-    if (std::ranges::none_of(survivors(), has_v)) return true;
+    std::size_t const of_locked = count_faces_with(a_locked ? mine : others, v);
+    std::size_t const of_other = count_faces_with(a_locked ? others : mine, v);
+    if (of_locked + of_other == 0 || (of_locked == 0 && of_other > 1)) return true;
   }
   return false;
 }

@@ -278,6 +278,32 @@ TEST(LadderPropertyTest, MeshesDrawnBySeedKeepTheLaws) {
   }
 }
 
+// Edges with many faces, and faces back to back: what goes on one edge must not leave another with one face.
+TEST(LadderPropertyTest, DenseSoupsKeepTheirBoundaries) {
+  std::uint32_t closed = 0;
+  for (std::uint32_t seed = 1; seed <= 4000; ++seed) {
+    Random random{seed * 7919};
+    std::uint32_t const vertices = 4 + random.below(seed % 4 == 0 ? 30 : 3);
+    WedgeMesh const mesh = test::soup(vertices, 4 + random.below(seed % 4 == 0 ? 120 : 40), seed);
+    if (mesh.faces.empty()) continue;
+    WedgeMesh const* const meshes[] = {&mesh};
+    LadderOptions options;
+    EdgeCounts const before = count_edges(mesh);
+    closed += before.boundary == 0 ? 1U : 0U;
+    for (bool const lock : {false, true}) {
+      options.lock_boundaries = lock;
+      if (!lock && before.boundary > 0) continue;
+      auto const ladder = Ladder::build(meshes, options);
+      WedgeMesh now;
+      for (std::uint32_t step = 1; step <= ladder->step_count(); ++step) {
+        ladder->read(0, step, now);
+        ASSERT_EQ(count_edges(now).boundary, before.boundary) << "seed " << seed << ", step " << step;
+      }
+    }
+  }
+  EXPECT_GT(closed, 100U);
+}
+
 TEST(LadderPropertyTest, HubsKeepTheLawsAndGo) {
   for (std::uint32_t const spokes : {500U, 513U, 2000U}) {
     for (Hub const kind : {Hub::kBipyramid, Hub::kDrum, Hub::kHalfDisc}) {
