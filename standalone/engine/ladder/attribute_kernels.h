@@ -35,9 +35,9 @@ struct FanForecast {
 // By the kinds that are there (AttributeKind), of which there must be one.
 struct AttributeKernels {
   // Adds the variation over `count` faces around `corner` to `quadric` (xx xy xz yy yz zz). The faces' first corners
-  // are not looked at.
+  // are not looked at. `means`: where the mean gradients of these kinds go, if anywhere.
   void (*add_variation[4])(AttributeRow const& corner, AttributeFace const* faces, std::uint32_t count,
-                           AttributeScale const& scale, float* quadric);
+                           AttributeScale const& scale, float* quadric, MeanGradients* means);
   void (*add_star_variation[4])(AttributeRow const& corner, OneWedgeFaces const& faces, std::uint32_t count,
                                 AttributeScale const& scale, float* quadric);
   // What each face foretells for `place`. `rows` has room for full lanes.

@@ -117,7 +117,7 @@ inline __attribute__((always_inline)) Lanes sum_each(EightLanes<width> x, EightL
 template <int width, unsigned kinds, typename Corners>
 inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& corner, Corners const& corners,
                                                             std::uint32_t count, AttributeScale const& scale,
-                                                            float* quadric) {
+                                                            float* quadric, MeanGradients* means = nullptr) {
   using F = FloatLanes<width>;
   using Eight = EightLanes<width>;
   constexpr std::size_t kParts = kSumLanes / width;
@@ -182,6 +182,11 @@ inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& 
     Lanes const mean = sum * splat(sum[3] > 0 ? 1 / sum[3] : 0);
     low -= __builtin_shufflevector(sum, sum, 0, 0, 0, 1) * __builtin_shufflevector(mean, mean, 0, 1, 2, 1);
     high -= __builtin_shufflevector(sum, sum, 1, 2, 1, 2) * __builtin_shufflevector(mean, mean, 2, 2, 2, 2);
+    if (means != nullptr) {
+      float const unit = k < 2 ? scale.uv : scale.normal;
+      for (std::size_t axis = 0; axis < 3; ++axis) means->along[axis][k] = (reference[k][axis][0] + mean[axis]) / unit;
+      means->weights[k] = sum[3];
+    }
   }
   Lanes first_four;
   __builtin_memcpy(&first_four, quadric, sizeof(first_four));
@@ -193,8 +198,8 @@ inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& 
 
 template <int width, unsigned kinds>
 void add_variation(AttributeRow const& corner, AttributeFace const* faces, std::uint32_t count,
-                   AttributeScale const& scale, float* quadric) {
-  add_variation_of<width, kinds>(corner, NamedCorners<width>{faces, count}, count, scale, quadric);
+                   AttributeScale const& scale, float* quadric, MeanGradients* means) {
+  add_variation_of<width, kinds>(corner, NamedCorners<width>{faces, count}, count, scale, quadric, means);
 }
 template <int width, unsigned kinds>
 void add_star_variation(AttributeRow const& corner, OneWedgeFaces const& faces, std::uint32_t count,

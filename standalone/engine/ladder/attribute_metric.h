@@ -34,6 +34,19 @@ struct alignas(32) ForetoldRow {
 };
 static_assert(sizeof(AttributeRow) == 32 && sizeof(ForetoldRow) == 32);
 
+// What the faces around a vertex that share its values say of each attribute, as of when they were last looked at: the
+// mean of its gradients, and the weight behind that.
+struct alignas(32) MeanGradients {
+  float along[3][8] = {};  // x, y, z, each per attribute
+  float weights[8] = {};   // per attribute
+};
+
+// A wedge of a vertex with several.
+struct SeamWedge {
+  AttributeRow row;
+  MeanGradients gradients;
+};
+
 // A face, the corner that may move first.
 struct AttributeFace {
   AttributeRow const* corners[3];

@@ -91,12 +91,17 @@ class LadderBuilder {
                        std::uint32_t second_far) const;
   void list_fan_features(std::span<StarEntry const> star);
   void list_features(std::span<StarEntry const> star);
-  void refresh(std::uint32_t v, bool attributes_anew);
+  bool list_all_features(std::span<StarEntry const> star);
+  void refresh(std::uint32_t v, bool attributes_anew, float const* face_sums = nullptr);
+  void move_feature_lines(std::uint32_t v, std::uint32_t except, float sign);
+  bool has_lost_wedge(std::uint32_t v, std::uint32_t wedge) const;
+  bool is_to_be_refreshed(std::uint32_t v) const;
   void start_attributes(std::span<std::uint32_t const> triangles);
   SeamState seam_state(std::uint32_t v) const;
   bool has_closed_fans(std::uint32_t v) const;
   void add_attributes(std::uint32_t v, bool anew);
   void sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, float* variation);
+  void start_seam_wedges(std::uint32_t v);
   Vec3 triangle_normal(std::uint32_t v, StarEntry const& entry) const;
 
   // The queue.
@@ -139,11 +144,12 @@ class LadderBuilder {
   bool have_one_wedge(std::span<StarEntry const> faces) const;
   AttributeRow attribute_row(std::uint32_t v, std::uint32_t wedge) const;
   void start_corners(std::size_t faces);
-  AttributeRow const* corner_values(std::uint32_t v, StarEntry const& entry, std::uint32_t corner);
+  AttributeRow const* corner_values(std::uint32_t v, StarEntry const& entry, std::uint32_t corner) const;
   void list_attribute_faces(std::uint32_t v, std::span<StarEntry const> star);
-  AttributeFace attribute_face(std::uint32_t v, StarEntry const& entry);
+  AttributeFace attribute_face(std::uint32_t v, StarEntry const& entry) const;
   bool merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint32_t b, Vec3 place);
   void merge_single_wedges(std::uint32_t mesh, FanForecast const& forecast, int kept);
+  EdgeEnd edge_end(std::uint32_t v, Vec3 place);
   void add_merged_attributes(std::uint32_t v);
   void record_wedges(std::uint32_t a, std::uint32_t b);
   void record_single_wedge(std::uint32_t a, std::uint32_t b);
@@ -233,14 +239,14 @@ class LadderBuilder {
   std::vector<FaceRow> fan_changes_, fan_terms_;
   std::vector<std::uint32_t> fan_going_;  // places in the first end's star of the faces that go
   std::vector<Side> refresh_sides_;
-  std::vector<Feature> features_;  // of the star at hand
+  std::vector<Feature> features_;              // of the star at hand
+  std::vector<std::uint32_t> changed_wedges_;  // opposite vertices of the edge at hand of which a wedge has gone
   std::vector<std::uint32_t> ring_;
-  // The corners' attributes of vertices with several wedges, which are put together for the occasion.
-  std::vector<AttributeRow> corner_values_;
   std::vector<AttributeFace> attribute_faces_;  // those of the fan, in its order, or of a star
   std::vector<ForetoldRow> foretold_;           // per face of the fan
   std::vector<StarEntry> star_faces_;           // those of a star, and kMaxLanes copies of the last
   std::vector<AttributeFace> face_group_;
+  std::vector<std::uint32_t> group_wedges_;
   std::vector<std::uint8_t> grouped_;  // per face of a star
   float attribute_cost_ = 0;           // what attributes add to the key of the edge at hand
   bool single_wedges_ = false;         // each end of the edge at hand has one wedge, and they become one

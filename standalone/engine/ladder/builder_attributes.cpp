@@ -23,12 +23,21 @@ void LadderBuilder::start_attributes(std::span<std::uint32_t const> triangles) {
       vertex.flags = static_cast<std::uint8_t>(vertex.flags & ~kOneWedge);
     }
   }
-  if (records_.layout.stride == 0) return;
-  attribute_values_.resize(stars_.vertex_count());
+  if (records_.layout.stride != 0) attribute_values_.resize(stars_.vertex_count());
   for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
     if ((stars_.vertex(v).flags & kOneWedge) != 0) {
-      attribute_values_[v] = attribute_row(v, origins_[v].node);
+      if (!attribute_values_.empty()) attribute_values_[v] = attribute_row(v, origins_[v].node);
+    } else {
+      start_seam_wedges(v);
     }
+  }
+}
+
+// Puts the attributes of a vertex's wedges where they are looked for.
+void LadderBuilder::start_seam_wedges(std::uint32_t v) {
+  for (StarEntry const& entry : std::as_const(stars_).star(v)) {
+    std::uint32_t const wedge = attributes_.wedge(entry.face(), entry.corner());
+    if (!attributes_.is_seam_wedge(wedge)) attributes_.add_seam_wedge(wedge).row = attribute_row(v, wedge);
   }
 }
 
@@ -45,16 +54,14 @@ void LadderBuilder::start_corners(std::size_t faces) {
     attribute_faces_.resize(2 * faces);
     foretold_.resize(2 * faces + kMaxLanes);
   }
-  corner_values_.clear();
-  corner_values_.reserve(3 * faces);
 }
 
-// The attributes of v in a face of which it is the corner `corner` places after that of `entry`. There must be room for
-// them in `corner_values_`.
-AttributeRow const* LadderBuilder::corner_values(std::uint32_t v, StarEntry const& entry, std::uint32_t corner) {
+// The attributes of v in a face of which it is the corner `corner` places after that of `entry`.
+inline AttributeRow const* LadderBuilder::corner_values(std::uint32_t v, StarEntry const& entry,
+                                                        std::uint32_t corner) const {
   if ((stars_.vertex(v).flags & kOneWedge) != 0) return &attribute_values_[v];
-  std::uint32_t const wedge = attributes_.wedge(entry.face(), (entry.corner() + corner) % 3);
-  return &corner_values_.emplace_back(attribute_row(v, wedge));
+  std::uint32_t const place = entry.corner() + corner;
+  return &attributes_.seam_wedge(attributes_.wedge(entry.face(), place < 3 ? place : place - 3)).row;
 }
 
 void LadderBuilder::list_attribute_faces(std::uint32_t v, std::span<StarEntry const> star) {
@@ -62,7 +69,7 @@ void LadderBuilder::list_attribute_faces(std::uint32_t v, std::span<StarEntry co
   for (std::size_t i = 0; i < star.size(); ++i) attribute_faces_[i] = attribute_face(v, star[i]);
 }
 
-AttributeFace LadderBuilder::attribute_face(std::uint32_t v, StarEntry const& entry) {
+inline AttributeFace LadderBuilder::attribute_face(std::uint32_t v, StarEntry const& entry) const {
   return {{corner_values(v, entry, 0), corner_values(entry.next, entry, 1), corner_values(entry.previous, entry, 2)}};
 }
 
@@ -119,10 +126,12 @@ void LadderBuilder::add_attributes(std::uint32_t v, bool anew) {
     return;
   }
   list_attribute_faces(v, star);
-  attribute_kernels_.add_variation[kinds](attribute_values_[v], attribute_faces_.data(), count, scale, vertex.quadric);
+  attribute_kernels_.add_variation[kinds](attribute_values_[v], attribute_faces_.data(), count, scale, vertex.quadric,
+                                          nullptr);
 }
 
-// Faces that have one value at the vertex speak together, whatever wedges they use.
+// Faces that have one value at the vertex speak together, whatever wedges they use. Notes their mean gradients with
+// these wedges.
 void LadderBuilder::sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, float* variation) {
   std::uint32_t const mesh = mesh_of(v);
   std::uint32_t const kinds = attributes_.kinds(mesh);
@@ -137,13 +146,26 @@ void LadderBuilder::sum_wedge_variations(std::uint32_t v, std::span<StarEntry co
       if (grouped_[first] != 0) continue;
       AttributeRow const& corner = *faces[first].corners[0];
       face_group_.clear();
+      group_wedges_.clear();
+      AttributeRow const* last = nullptr;
       for (std::size_t i = first; i < count; ++i) {
-        if (grouped_[i] != 0 || !WedgeAttributes::agree(corner, *faces[i].corners[0], kind)) continue;
+        AttributeRow const* const own = faces[i].corners[0];
+        if (grouped_[i] != 0 || (own != &corner && !WedgeAttributes::agree(corner, *own, kind))) continue;
         grouped_[i] = 1;
         face_group_.push_back(faces[i]);
+        if (own == last) continue;
+        last = own;
+        std::uint32_t const wedge = attributes_.wedge(star[i].face(), star[i].corner());
+        if (std::ranges::find(group_wedges_, wedge) == group_wedges_.end()) group_wedges_.push_back(wedge);
       }
+      MeanGradients means;
       attribute_kernels_.add_variation[kind](corner, face_group_.data(), static_cast<std::uint32_t>(face_group_.size()),
-                                             attributes_.scale(mesh), variation);
+                                             attributes_.scale(mesh), variation, &means);
+      // Each wedge answers for its share.
+      float const share = 1.0F / static_cast<float>(group_wedges_.size());
+      for (std::uint32_t const wedge : group_wedges_) {
+        WedgeAttributes::set_gradients(means, kind, share, attributes_.seam_wedge(wedge).gradients);
+      }
     }
   }
 }
@@ -155,7 +177,7 @@ bool LadderBuilder::merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint3
   bool const has_values = !attribute_values_.empty();
   if (single_wedges_ && !has_values) return true;
   std::uint32_t const kinds = has_values ? attributes_.kinds(mesh) : 0;
-  start_corners(fan_.count);
+  start_corners(2 * std::size_t{fan_.count});
   int const kept = place == stars_.vertex(a).position() ? 0 : place == stars_.vertex(b).position() ? 1 : -1;
   all_one_wedge_ = single_wedges_ && kinds != 0 && have_one_wedge(std::span(fan_faces_).first(fan_.count));
   bool const check_uvs = options_.prevent_uv_foldovers && records_.layout.has_uvs;
@@ -180,22 +202,53 @@ bool LadderBuilder::merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint3
     faces[i] = has_values ? attribute_face(i < fan_.of_a || i >= fan_.surviving ? a : b, fan_faces_[i])
                           : AttributeFace{{&kNothing, &kNothing, &kNothing}};
   }
-  if (kinds == 0) {
-    std::fill_n(foretold_.begin(), fan_.count, ForetoldRow{});
-  } else if (!all_one_wedge_) {
-    float const goal[3] = {place.x, place.y, place.z};
-    attribute_kernels_.foretell[kinds](goal, faces, fan_.count, foretold_.data());
-  }
   if (single_wedges_) {
+    if (kinds == 0) {
+      std::fill_n(foretold_.begin(), fan_.count, ForetoldRow{});
+    } else if (!all_one_wedge_) {
+      float const goal[3] = {place.x, place.y, place.z};
+      attribute_kernels_.foretell[kinds](goal, faces, fan_.count, foretold_.data());
+    }
     if (!all_one_wedge_) WedgeAttributes::sum(foretold_.data(), faces, fan_.of_a, fan_.surviving, fan_.count, forecast);
     merge_single_wedges(mesh, forecast, kept);
     return !check_uvs || !WedgeAttributes::turns_uv_over(std::span(faces, fan_.surviving), merged_values_.values);
   }
-  EdgeAttributes const edge = {
-      std::span(fan_faces_).first(fan_.count), fan_.of_a, fan_.surviving, b, faces, foretold_.data(), mesh, kept};
-  attributes_.merge(records_, edge, options_.prevent_uv_foldovers, merge_);
+  EdgeAttributes const edge = {std::span(fan_faces_).first(fan_.count),
+                               fan_.of_a,
+                               fan_.surviving,
+                               b,
+                               {edge_end(a, place), edge_end(b, place)},
+                               {place.x, place.y, place.z},
+                               faces,
+                               check_uvs,
+                               mesh,
+                               kept};
+  attributes_.merge(records_, edge, merge_);
   attribute_cost_ = merge_.cost;
   return !merge_.turns_uv_over;
+}
+
+// What an end of the edge at hand with one wedge foretells for `place`; nothing of others.
+EdgeEnd LadderBuilder::edge_end(std::uint32_t v, Vec3 place) {
+  static constexpr AttributeRow kNothing;
+  EdgeEnd end;
+  if ((stars_.vertex(v).flags & kOneWedge) == 0) return end;
+  end.values = attribute_values_.empty() ? &kNothing : &attribute_values_[v];
+  std::uint32_t const kinds = attribute_values_.empty() ? 0 : attributes_.kinds(mesh_of(v));
+  if (kinds == 0) return end;
+  // Its faces in one piece: behind those of the fan where they are in two.
+  AttributeFace* faces = attribute_faces_.data() + fan_.of_a;
+  std::uint32_t count = fan_.count - fan_.of_a;
+  if (v == fan_.a) {
+    faces = attribute_faces_.data() + fan_.count;
+    std::copy_n(attribute_faces_.data(), fan_.of_a, faces);
+    std::copy_n(attribute_faces_.data() + fan_.surviving, fan_.count - fan_.surviving, faces + fan_.of_a);
+    count = fan_.of_a + fan_.count - fan_.surviving;
+  }
+  float const goal[3] = {place.x, place.y, place.z};
+  attribute_kernels_.foretell[kinds](goal, faces, count, foretold_.data());
+  for (std::uint32_t i = 0; i < count; ++i) WedgeAttributes::add(foretold_[i], end.foretold);
+  return end;
 }
 
 // The values of the one wedge that two become, and `attribute_cost_`. Its position is that of the fan's place.
@@ -248,7 +301,7 @@ void LadderBuilder::add_merged_attributes(std::uint32_t v) {
                                                  fan_.surviving, scale, vertex.quadric);
   } else {
     attribute_kernels_.add_variation[kinds](attribute_values_[v], attribute_faces_.data(), fan_.surviving, scale,
-                                            vertex.quadric);
+                                            vertex.quadric, nullptr);
   }
 }
 
@@ -268,13 +321,17 @@ void LadderBuilder::record_wedges(std::uint32_t a, std::uint32_t b) {
   group_nodes_.assign(merge_.groups.size(), kNone);
   for (std::size_t g = 0; g < merge_.groups.size(); ++g) {
     if (!merge_.groups[g].alive) continue;
+    AttributeRow& values = merge_.groups[g].values;
     group_nodes_[g] = new_node(lowest);
     records_.created_position_id.push_back(next_position_id_);
-    WedgeAttributes::append(merge_.groups[g].values, records_);
+    WedgeAttributes::append(values, records_);
+    std::copy_n(fan_.place, 3, values.position);
+    attributes_.add_seam_wedge(group_nodes_[g]).row = values;
   }
   ++next_position_id_;
   for (std::size_t w = 0; w < merge_.wedges.size(); ++w) {
     records_.parent[merge_.wedges[w]] = group_nodes_[merge_.group_of[w]];
+    attributes_.drop_seam_wedge(merge_.wedges[w]);
   }
   for (StarEntry const& face : survivors()) {
     std::uint32_t const old = attributes_.wedge(face.face(), face.corner());

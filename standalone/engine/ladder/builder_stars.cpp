@@ -108,14 +108,9 @@ void LadderBuilder::list_features(std::span<StarEntry const> star) {
   }
 }
 
-// Makes the sums of v anew from its star, with the lines of its feature edges, and sets its flags. `attributes_anew`:
-// whether what attributes add is made anew as well where it is known.
-void LadderBuilder::refresh(std::uint32_t v, bool attributes_anew) {
+// Lists the feature edges of a star. Whether it is closed fans.
+bool LadderBuilder::list_all_features(std::span<StarEntry const> star) {
   constexpr std::size_t kMostFaces = 24;
-  Vertex& vertex = stars_.vertex(v);
-  std::span<StarEntry const> const star = std::as_const(stars_).star(v);
-  StarSums sums;
-  for (StarEntry const& entry : star) sums.add_triangle(triangle_normal(v, entry), 1);
   features_.clear();
   bool const closed_fans =
       star.size() <= kMostFaces && star_kernels_.has_closed_fans(star.data(), static_cast<std::uint32_t>(star.size()));
@@ -124,6 +119,48 @@ void LadderBuilder::refresh(std::uint32_t v, bool attributes_anew) {
   } else {
     list_features(star);
   }
+  return closed_fans;
+}
+
+// Adds the lines of the feature edges listed, which are those of v, to the sums of their other ends where these are
+// kept up to date; or takes them away, by `sign`.
+void LadderBuilder::move_feature_lines(std::uint32_t v, std::uint32_t except, float sign) {
+  Vec3 const position = stars_.vertex(v).position();
+  for (Feature const& feature : features_) {
+    Vertex& other = stars_.vertex(feature.neighbour);
+    if (feature.neighbour == except || !(feature.weight > 0) || is_to_be_refreshed(feature.neighbour)) continue;
+    StarSums line;
+    line.add_line(position - other.position(), sign * feature.weight);
+    for (std::size_t i = 0; i < 6; ++i) other.quadric[i] += line.quadric[i];
+  }
+}
+
+// Whether the sums of a vertex are made anew when something around it changes. Where seams and creases run through
+// closed fans only their lines move.
+bool LadderBuilder::is_to_be_refreshed(std::uint32_t v) const {
+  return (stars_.vertex(v).flags & (kIrregular | kDead)) == kIrregular && !has_closed_fans(v);
+}
+
+// Whether no face of v uses a wedge any more that one has used.
+bool LadderBuilder::has_lost_wedge(std::uint32_t v, std::uint32_t wedge) const {
+  return std::ranges::none_of(
+      stars_.star(v), [&](StarEntry const& entry) { return attributes_.wedge(entry.face(), entry.corner()) == wedge; });
+}
+
+// Makes the sums of v anew from its star, with the lines of its feature edges, and sets its flags. `attributes_anew`:
+// whether what attributes add is made anew as well where it is known. `face_sums`: the sums of the star's faces, where
+// they are known, laid out like a vertex.
+void LadderBuilder::refresh(std::uint32_t v, bool attributes_anew, float const* face_sums) {
+  Vertex& vertex = stars_.vertex(v);
+  std::span<StarEntry const> const star = std::as_const(stars_).star(v);
+  StarSums sums;
+  if (face_sums != nullptr) {
+    std::copy_n(face_sums + 3, 6, sums.quadric);
+    sums.normal = {face_sums[9], face_sums[10], face_sums[11]};
+  } else {
+    for (StarEntry const& entry : star) sums.add_triangle(triangle_normal(v, entry), 1);
+  }
+  bool const closed_fans = list_all_features(star);
   bool boundary = false;
   for (Feature const& feature : features_) {
     boundary |= feature.boundary;
@@ -145,6 +182,7 @@ void LadderBuilder::refresh(std::uint32_t v, bool attributes_anew) {
   if (one_wedge && !had_one_wedge) {
     origins_[v].node = attributes_.wedge(star[0].face(), star[0].corner());
     if (!attribute_values_.empty()) attribute_values_[v] = attribute_row(v, origins_[v].node);
+    attributes_.drop_seam_wedge(origins_[v].node);
   }
   add_attributes(v, attributes_anew);
   if (!one_wedge && !attribute_values_.empty()) {

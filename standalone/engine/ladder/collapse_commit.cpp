@@ -43,6 +43,15 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   std::uint32_t const gone = swapped ? a : b;
 
   bool const with_attributes = !attribute_values_.empty();
+  bool const regular = ((stars_.vertex(a).flags | stars_.vertex(b).flags) & kIrregular) == 0;
+  // Lines go with the vertices that they lead to.
+  if (!regular && with_attributes) {
+    for (std::uint32_t const end : {a, b}) {
+      if ((stars_.vertex(end).flags & kIrregular) == 0) continue;
+      list_all_features(std::as_const(stars_).star(end));
+      move_feature_lines(end, end == a ? b : a, -1);
+    }
+  }
   bool const single_wedges = records_.attributed && single_wedges_;
   if (single_wedges) {
     record_single_wedge(a, b);
@@ -59,23 +68,32 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
 
   ++step_;
   // Before the stars around are renamed in whole vectors: what follows such a store too closely waits for it.
+  changed_wedges_.clear();
   for (StarEntry const& face : dying()) {
     std::uint32_t const v = opposite(face);
     stars_.remove(v, face.face());
+    if (!regular && with_attributes && (stars_.vertex(v).flags & kOneWedge) == 0) {
+      std::uint32_t const corner = face.corner() + (face.next == b ? 2 : 1);
+      if (has_lost_wedge(v, attributes_.wedge(face.face(), corner % 3))) changed_wedges_.push_back(v);
+    }
     if (stars_.vertex(v).star_count == 0) retire(v);
     records_.face_death[face.face()] = step_;
     --live_faces_;
   }
-  bool const regular = ((stars_.vertex(a).flags | stars_.vertex(b).flags) & kIrregular) == 0;
   float kept_sums[12];
   // No feature edge of a vertex on the ring ends in a regular one.
   bool const keeps_features = regular && records_.attributed;
   RingState const ring_state =
       star_kernels_.change_ring(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data(), kSetAside,
-                                keeps_features ? 0U : std::uint32_t{kIrregular}, kept_sums);
-  bool const ring_irregular = !keeps_features && (ring_state.flags & kIrregular) != 0;
+                                records_.attributed ? 0U : std::uint32_t{kIrregular}, kept_sums);
+  bool ring_irregular = !keeps_features && (ring_state.flags & kIrregular) != 0;
+  if (ring_irregular && with_attributes) {
+    ring_irregular = std::ranges::any_of(survivors(), [this](StarEntry const& face) {
+      return is_to_be_refreshed(face.next) || is_to_be_refreshed(face.previous);
+    });
+  }
   // The star of the vertex that is kept is renamed too, and then written anew.
-  if (ring_state.any_set_aside || ring_state.any_hub || ring_irregular) {
+  if (ring_state.any_set_aside || ring_state.any_hub || ring_irregular || !has_closed_fans(gone)) {
     list_ring();
     for (std::uint32_t const v : (swapped ? own_neighbours_ : other_neighbours_).span()) {
       if (stars_.is_hub(v)) {
@@ -111,7 +129,8 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     vertex.set_position(place);
     if (with_attributes && single_wedges) add_merged_attributes(kept);
   } else {
-    refresh(kept, true);
+    refresh(kept, true, kept_sums);
+    if (with_attributes) move_feature_lines(kept, kNone, 1);
   }
   if (ring_irregular) {
     for (std::uint32_t const v : ring_) {
@@ -120,8 +139,11 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
       // of the faces are gone.
       std::uint32_t const pause = std::max(Stars::kHub, std::bit_floor(neighbour.star_count) / 8);
       bool const due = !stars_.is_hub(v) || neighbour.star_count % pause < 2;
-      if ((neighbour.flags & (kIrregular | kDead)) == kIrregular && due) refresh(v, false);
+      if (is_to_be_refreshed(v) && due) refresh(v, false);
     }
+  }
+  for (std::uint32_t const v : changed_wedges_) {
+    if ((stars_.vertex(v).flags & kDead) == 0) refresh(v, false);
   }
   if (live_components_ > 0) {
     Component& component = components_[component_of_[kept]];

@@ -63,8 +63,24 @@ void combine(Row& row, Row const& other, Operation operation) {
   for (std::size_t part = 0; part < 2; ++part) mine[part] = operation(mine[part], others[part]);
   std::memcpy(static_cast<void*>(&row), mine, sizeof(mine));
 }
-void add(ForetoldRow const& other, ForetoldRow& row) {
-  combine(row, other, [](Lanes a, Lanes b) { return a + b; });
+// What the faces of a wedge foretell for a place.
+ForetoldRow foretell(SeamWedge const& wedge, float const* place) {
+  Lanes row[2], along[3][2], weights[2];
+  std::memcpy(row, &wedge.row, sizeof(row));
+  std::memcpy(along, wedge.gradients.along, sizeof(along));
+  std::memcpy(weights, wedge.gradients.weights, sizeof(weights));
+  Lanes x[3];
+  for (std::size_t axis = 0; axis < 3; ++axis) x[axis] = splat(place[axis] - wedge.row.position[axis]);
+  for (std::size_t part = 0; part < 2; ++part) {
+    row[part] += along[0][part] * x[0] + along[1][part] * x[1] + along[2][part] * x[2];
+    row[part] *= weights[part];
+  }
+  ForetoldRow foretold;
+  std::memcpy(static_cast<void*>(&foretold), row, sizeof(row));
+  foretold.weights[0] = wedge.gradients.weights[0];
+  foretold.weights[1] = wedge.gradients.weights[2];
+  foretold.unused = 0;
+  return foretold;
 }
 void widen(AttributeRow const& low, AttributeRow const& high, AttributeRow& to_low, AttributeRow& to_high) {
   combine(to_low, low, [](Lanes a, Lanes b) { return b < a ? b : a; });
@@ -72,6 +88,10 @@ void widen(AttributeRow const& low, AttributeRow const& high, AttributeRow& to_l
 }
 
 }  // namespace
+
+void WedgeAttributes::add(ForetoldRow const& other, ForetoldRow& row) {
+  combine(row, other, [](Lanes a, Lanes b) { return a + b; });
+}
 
 std::uint32_t WedgeMerge::group_of_wedge(std::uint32_t wedge) const {
   return group_of[static_cast<std::size_t>(std::find(wedges.begin(), wedges.end(), wedge) - wedges.begin())];
@@ -186,20 +206,49 @@ void WedgeAttributes::sum(ForetoldRow const* foretold, AttributeFace const* face
   }
 }
 
-// The place of a wedge among those from `begin` on.
-std::uint32_t WedgeAttributes::add_slot(std::uint32_t begin, std::uint32_t wedge, AttributeRow const& values,
-                                        WedgeMerge& result) {
+SeamWedge& WedgeAttributes::add_seam_wedge(std::uint32_t wedge) {
+  if (seam_places_.size() <= wedge) seam_places_.resize(std::size_t{wedge} + 1, 0);
+  if (free_places_.empty()) {
+    seam_places_[wedge] = static_cast<std::uint32_t>(seam_wedges_.size());
+    return seam_wedges_.emplace_back();
+  }
+  seam_places_[wedge] = free_places_.back();
+  free_places_.pop_back();
+  return seam_wedges_[seam_places_[wedge]] = {};
+}
+
+void WedgeAttributes::drop_seam_wedge(std::uint32_t wedge) {
+  if (!is_seam_wedge(wedge)) return;
+  free_places_.push_back(seam_places_[wedge]);
+  seam_places_[wedge] = 0;
+}
+
+void WedgeAttributes::set_gradients(MeanGradients const& means, std::uint32_t kinds, float share,
+                                    MeanGradients& gradients) {
+  for (std::size_t k = (kinds & kUvs) != 0 ? 0 : 2; k < ((kinds & kNormals) != 0 ? kMaxAttributes : 2); ++k) {
+    for (std::size_t axis = 0; axis < 3; ++axis) gradients.along[axis][k] = means.along[axis][k];
+    gradients.weights[k] = means.weights[k] * share;
+  }
+}
+
+// The place of a wedge among those from `begin` on, which are those of one end.
+std::uint32_t WedgeAttributes::add_slot(std::uint32_t begin, std::uint32_t wedge, EdgeAttributes const& edge,
+                                        EdgeEnd const& end, WedgeMerge& result) {
   auto slot = begin;
   while (slot < slots_.size() && result.wedges[slot] != wedge) ++slot;
-  if (slot == slots_.size()) {
-    result.wedges.push_back(wedge);
-    slots_.push_back({&values, {}, values, values, {slot, slot}});
-    link_.push_back(slot);
+  if (slot < slots_.size()) return slot;
+  result.wedges.push_back(wedge);
+  link_.push_back(slot);
+  if (end.values != nullptr) {
+    slots_.push_back({end.values, end.foretold, {}, {}, {slot, slot}});
+    return slot;
   }
+  SeamWedge const& seam = seam_wedge(wedge);
+  slots_.push_back({&seam.row, foretell(seam, edge.place), {}, {}, {slot, slot}});
   return slot;
 }
 
-// The wedges of both ends with what their faces foretell, and between which values they lie.
+// The wedges of both ends with what their faces foretell.
 void WedgeAttributes::gather(EdgeAttributes const& edge, WedgeMerge& result) {
   result.wedges.clear();
   slots_.clear();
@@ -207,30 +256,20 @@ void WedgeAttributes::gather(EdgeAttributes const& edge, WedgeMerge& result) {
   auto const count = static_cast<std::uint32_t>(edge.faces.size());
   slot_of_face_.resize(count);
   other_slot_.resize(count - edge.surviving);
-  auto const add_face = [&](std::uint32_t i, std::uint32_t begin) {
+  auto const add_face = [&](std::uint32_t i, std::uint32_t begin, EdgeEnd const& end) {
     StarEntry const& entry = edge.faces[i];
-    AttributeFace const& face = edge.corners[i];
-    std::uint32_t const place = add_slot(begin, wedge(entry.face(), entry.corner()), *face.corners[0], result);
-    slot_of_face_[i] = place;
-    Slot& slot = slots_[place];
-    add(edge.foretold[i], slot.foretold);
-    for (std::size_t corner = 1; corner < 3; ++corner) {
-      widen(*face.corners[corner], *face.corners[corner], slot.low, slot.high);
-    }
+    slot_of_face_[i] = add_slot(begin, wedge(entry.face(), entry.corner()), edge, end, result);
   };
-  for (std::uint32_t i = 0; i < edge.of_a; ++i) add_face(i, 0);
-  for (std::uint32_t i = edge.surviving; i < count; ++i) add_face(i, 0);
+  for (std::uint32_t i = 0; i < edge.of_a; ++i) add_face(i, 0, edge.ends[0]);
+  for (std::uint32_t i = edge.surviving; i < count; ++i) add_face(i, 0, edge.ends[0]);
   slots_of_a_ = slots_.size();
   auto const begin = static_cast<std::uint32_t>(slots_of_a_);
-  for (std::uint32_t i = edge.of_a; i < edge.surviving; ++i) add_face(i, begin);
+  for (std::uint32_t i = edge.of_a; i < edge.surviving; ++i) add_face(i, begin, edge.ends[1]);
   for (std::uint32_t i = edge.surviving; i < count; ++i) {
-    // What is foretold is the same from both ends; the values around are those around the first one.
     StarEntry const& entry = edge.faces[i];
     std::uint32_t const corner = entry.next == edge.b ? 1 : 2;
     std::uint32_t const node = wedge(entry.face(), (entry.corner() + corner) % 3);
-    std::uint32_t const place = add_slot(begin, node, *edge.corners[i].corners[corner], result);
-    other_slot_[i - edge.surviving] = place;
-    add(edge.foretold[i], slots_[place].foretold);
+    other_slot_[i - edge.surviving] = add_slot(begin, node, edge, edge.ends[1], result);
   }
 }
 
@@ -285,6 +324,40 @@ void WedgeAttributes::find_shared(Records const& records, WedgeMerge const& merg
   }
 }
 
+// Between which values the UVs of the faces lie that use a wedge.
+void WedgeAttributes::find_uv_bounds(EdgeAttributes const& edge) {
+  for (Slot& slot : slots_) {
+    std::copy_n(slot.values->values, 2, slot.low);
+    std::copy_n(slot.values->values, 2, slot.high);
+  }
+  for (std::size_t i = 0; i < edge.faces.size(); ++i) {
+    Slot& slot = slots_[slot_of_face_[i]];
+    for (std::size_t corner = 1; corner < 3; ++corner) {
+      float const* const uv = edge.corners[i].corners[corner]->values;
+      for (std::size_t k = 0; k < 2; ++k) {
+        slot.low[k] = std::min(slot.low[k], uv[k]);
+        slot.high[k] = std::max(slot.high[k], uv[k]);
+      }
+    }
+  }
+}
+
+// Keeps the UV of a group between those of the faces around it.
+void WedgeAttributes::keep_inside(WedgeMerge const& result, std::size_t group, float* uv) const {
+  Slot const* first = nullptr;
+  float low[2] = {}, high[2] = {};
+  for (std::size_t w = 0; w < slots_.size(); ++w) {
+    if (shared_[0][result.group_of[w]] != group) continue;
+    Slot const& slot = slots_[w];
+    for (std::size_t k = 0; k < 2; ++k) {
+      low[k] = first == nullptr ? slot.low[k] : std::min(low[k], slot.low[k]);
+      high[k] = first == nullptr ? slot.high[k] : std::max(high[k], slot.high[k]);
+    }
+    first = &slot;
+  }
+  for (std::size_t k = 0; k < 2; ++k) uv[k] = std::min(std::max(low[k], uv[k]), high[k]);
+}
+
 // Keeps the UV of a group at a seam close to those that it has at the ends of the edge: beyond the outline of its chart
 // the texture shows something else.
 void WedgeAttributes::keep_on_outline(WedgeMerge const& result, std::size_t group, float* uv) const {
@@ -325,6 +398,20 @@ void WedgeAttributes::keep_on_outline(WedgeMerge const& result, std::size_t grou
   uv[1] = ends[0][1] + share * along[1] + aside * along[0];
 }
 
+// The mean of the values that a group has at the ends of the edge.
+void WedgeAttributes::choose_mean(WedgeMerge const& result, std::size_t kind, std::size_t group,
+                                  AttributeRow& values) const {
+  float members = 0;
+  for (std::size_t w = 0; w < slots_.size(); ++w) {
+    if (shared_[kind][result.group_of[w]] != group) continue;
+    ++members;
+    // Step by step, as the sum may be no number.
+    for (std::size_t k = kBegins[kind]; k < kEnds[kind]; ++k) {
+      values.values[k] += slots_[w].values->values[k] / members - values.values[k] / members;
+    }
+  }
+}
+
 // The values of one kind for all groups. `counts`: whether faces foretell any.
 void WedgeAttributes::choose_values(std::size_t kind, bool counts, WedgeMerge& result) {
   std::vector<std::uint32_t> const& with = shared_[kind];
@@ -335,29 +422,16 @@ void WedgeAttributes::choose_values(std::size_t kind, bool counts, WedgeMerge& r
       continue;
     }
     ForetoldRow foretold;
-    AttributeRow low, high, mean;
-    float members = 0;
     for (std::size_t w = 0; w < slots_.size(); ++w) {
-      if (with[result.group_of[w]] != g) continue;
-      Slot const& slot = slots_[w];
-      add(slot.foretold, foretold);
-      if (members == 0) low = slot.low, high = slot.high;
-      widen(slot.low, slot.high, low, high);
-      ++members;
-      // Step by step, as the sum may be no number.
-      for (std::size_t k = kBegins[kind]; k < kEnds[kind]; ++k) {
-        mean.values[k] += slot.values->values[k] / members - mean.values[k] / members;
-      }
+      if (with[result.group_of[w]] == g) add(slots_[w].foretold, foretold);
     }
     float const weight = foretold.weight(static_cast<std::uint32_t>(kBegins[kind]));
     if (!counts || !(weight > 0)) {
-      copy_kind(mean, kind, values);
+      choose_mean(result, kind, g, values);
       continue;
     }
-    for (std::size_t k = kBegins[kind]; k < kEnds[kind]; ++k) {
-      // Kept between the values around it: beyond them it would be no value of the mesh.
-      values.values[k] = std::min(std::max(low.values[k], foretold.values[k] / weight), high.values[k]);
-    }
+    for (std::size_t k = kBegins[kind]; k < kEnds[kind]; ++k) values.values[k] = foretold.values[k] / weight;
+    if (kind == 0) keep_inside(result, g, values.values);
     if (kind == 0 && result.groups.size() > 1) {
       keep_on_outline(result, g, values.values);
     }
@@ -414,8 +488,7 @@ float WedgeAttributes::cost(std::size_t kind, float scale, WedgeMerge const& res
   return sum;
 }
 
-void WedgeAttributes::merge(Records const& records, EdgeAttributes const& edge, bool check_uv_area,
-                            WedgeMerge& result) {
+void WedgeAttributes::merge(Records const& records, EdgeAttributes const& edge, WedgeMerge& result) {
   AttributeLayout const& layout = records.layout;
   result.cost = 0;
   result.turns_uv_over = false;
@@ -423,6 +496,7 @@ void WedgeAttributes::merge(Records const& records, EdgeAttributes const& edge, 
   link(edge, result);
   find_shared(records, result);
   std::uint32_t const kinds = kinds_[edge.mesh];
+  if ((kinds & kUvs) != 0) find_uv_bounds(edge);
   if (layout.has_uvs) choose_values(0, (kinds & kUvs) != 0, result);
   if (layout.has_normals) choose_values(1, (kinds & kNormals) != 0, result);
   if (edge.kept >= 0) keep_values(edge, records, result);
@@ -437,15 +511,15 @@ void WedgeAttributes::merge(Records const& records, EdgeAttributes const& edge, 
       copy_kind(*slots_[first].values, 1, result.groups[g].values);
     }
   }
-  mark_alive(edge, check_uv_area && layout.has_uvs, result);
+  mark_alive(edge, result);
 }
 
 // Groups that faces which stay use; and whether one of these faces turns over in UV space.
-void WedgeAttributes::mark_alive(EdgeAttributes const& edge, bool check_uv_area, WedgeMerge& result) const {
+void WedgeAttributes::mark_alive(EdgeAttributes const& edge, WedgeMerge& result) const {
   for (std::size_t i = 0; i < edge.surviving; ++i) {
     WedgeMerge::Group& group = result.groups[result.group_of[slot_of_face_[i]]];
     group.alive = true;
-    if (check_uv_area) result.turns_uv_over |= turns_over(edge.corners[i], group.values.values);
+    if (edge.check_uv_area) result.turns_uv_over |= turns_over(edge.corners[i], group.values.values);
   }
 }
 

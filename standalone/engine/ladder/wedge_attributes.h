@@ -34,6 +34,13 @@ struct WedgeMerge {
   std::uint32_t group_of_wedge(std::uint32_t wedge) const;
 };
 
+// An end of an edge that has one wedge: its attributes, and what its faces foretell for the place of the merged vertex,
+// summed; zeros where nothing counts. Of an end with several both are looked up, and this is empty.
+struct EdgeEnd {
+  AttributeRow const* values = nullptr;
+  ForetoldRow foretold;
+};
+
 // An edge that is about to collapse, as its faces see it: those of a and those of b that stay, then those that go, of
 // which a is the corner.
 struct EdgeAttributes {
@@ -41,8 +48,10 @@ struct EdgeAttributes {
   std::uint32_t of_a;
   std::uint32_t surviving;
   std::uint32_t b;
+  EdgeEnd ends[2];               // a, b
+  float place[3];                // of the merged vertex
   AttributeFace const* corners;  // per face
-  ForetoldRow const* foretold;   // per face, for the place; zeros where nothing counts
+  bool check_uv_area;            // it is to be told whether a face turns over in UV space
   std::uint32_t mesh;
   int kept;  // the end whose place is the new one: 0 for a, 1 for b, else -1
 };
@@ -60,6 +69,14 @@ class WedgeAttributes {
   void set_wedge(std::uint32_t face, std::uint32_t corner, std::uint32_t node) {
     corner_wedges_[3 * face + corner] = node;
   }
+  // The wedges of vertices with several: a place of their own, by their nodes. Any addition may move them.
+  bool is_seam_wedge(std::uint32_t wedge) const { return wedge < seam_places_.size() && seam_places_[wedge] != 0; }
+  SeamWedge& seam_wedge(std::uint32_t wedge) { return seam_wedges_[seam_places_[wedge]]; }
+  SeamWedge const& seam_wedge(std::uint32_t wedge) const { return seam_wedges_[seam_places_[wedge]]; }
+  SeamWedge& add_seam_wedge(std::uint32_t wedge);
+  void drop_seam_wedge(std::uint32_t wedge);
+  // Takes over what a group of faces says of some kinds, of which the wedge answers for a share.
+  static void set_gradients(MeanGradients const& means, std::uint32_t kinds, float share, MeanGradients& gradients);
   std::uint32_t set_of(std::uint32_t face) const { return face_sets_.empty() ? 0 : face_sets_[face]; }
   bool has_sets() const { return !face_sets_.empty(); }
   // Whether two wedges carry different UVs.
@@ -70,12 +87,13 @@ class WedgeAttributes {
   static void append(AttributeRow const& row, Records& records);
 
   // What becomes of the wedges of an edge.
-  void merge(Records const& records, EdgeAttributes const& edge, bool check_uv_area, WedgeMerge& result);
+  void merge(Records const& records, EdgeAttributes const& edge, WedgeMerge& result);
   // Whether moving the wedges of a vertex with one wedge to `uv` turns one of `faces`, of which it is the corner, over
   // in UV space.
   static bool turns_uv_over(std::span<AttributeFace const> faces, float const* uv);
   // Whether two rows have the same values of some kinds.
   static bool agree(AttributeRow const& a, AttributeRow const& b, std::uint32_t kinds);
+  static void add(ForetoldRow const& other, ForetoldRow& row);
   // What the faces of a fan foretell, summed.
   static void sum(ForetoldRow const* foretold, AttributeFace const* faces, std::uint32_t of_a, std::uint32_t surviving,
                   std::uint32_t count, FanForecast& forecast);
@@ -86,28 +104,35 @@ class WedgeAttributes {
   // An old wedge.
   struct Slot {
     AttributeRow const* values;
-    ForetoldRow foretold;    // by the faces that use it
-    AttributeRow low, high;  // of its values and those at the other corners of its faces
+    ForetoldRow foretold;   // by the faces that use it
+    float low[2], high[2];  // of its UV and those at the other corners of its faces
     // Per kind of attribute: the first slot at the same end that has the same value, and the part of the metric that it
     // stands for with all of those.
     std::array<std::uint32_t, 2> same;
   };
 
-  std::uint32_t add_slot(std::uint32_t begin, std::uint32_t wedge, AttributeRow const& values, WedgeMerge& result);
+  std::uint32_t add_slot(std::uint32_t begin, std::uint32_t wedge, EdgeAttributes const& edge, EdgeEnd const& end,
+                         WedgeMerge& result);
   void gather(EdgeAttributes const& edge, WedgeMerge& result);
   void link(EdgeAttributes const& edge, WedgeMerge& result);
   void find_shared(Records const& records, WedgeMerge const& merge);
+  void choose_mean(WedgeMerge const& result, std::size_t kind, std::size_t group, AttributeRow& values) const;
   void choose_values(std::size_t kind, bool counts, WedgeMerge& result);
   void keep_values(EdgeAttributes const& edge, Records const& records, WedgeMerge& result);
   float cost(std::size_t kind, float scale, WedgeMerge const& result);
   void keep_on_outline(WedgeMerge const& result, std::size_t group, float* uv) const;
+  void keep_inside(WedgeMerge const& result, std::size_t group, float* uv) const;
+  void find_uv_bounds(EdgeAttributes const& edge);
   void copy_shared(std::size_t begin, std::size_t end, WedgeMerge& result);
-  void mark_alive(EdgeAttributes const& edge, bool check_uv_area, WedgeMerge& result) const;
+  void mark_alive(EdgeAttributes const& edge, WedgeMerge& result) const;
 
   std::vector<std::uint32_t> corner_wedges_;  // per face x 3: current node
   std::vector<std::uint32_t> face_sets_;      // per face; empty where every mesh has one set
   std::vector<AttributeScale> scales_;        // per mesh
   std::vector<std::uint32_t> kinds_;          // per mesh
+  std::vector<std::uint32_t> seam_places_;    // per node: place in seam_wedges_, or 0
+  std::vector<SeamWedge> seam_wedges_ = std::vector<SeamWedge>(1);
+  std::vector<std::uint32_t> free_places_;  // in seam_wedges_
   // Scratch of merge, kept to save allocations.
   std::vector<Slot> slots_;                  // per place in WedgeMerge::wedges
   std::vector<std::uint32_t> slot_of_face_;  // per face of the edge: place in slots_ at its own corner

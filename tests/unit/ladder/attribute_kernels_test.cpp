@@ -68,8 +68,10 @@ TEST_P(AnyAttributeKernels, NeitherWidthNorTheWayOfNamingCornersShows) {
       for (std::uint32_t const kinds : {std::uint32_t{kUvs}, std::uint32_t{kNormals}, kUvs | kNormals}) {
         float quadrics[4][6];
         for (float(&quadric)[6] : quadrics) std::fill_n(quadric, 6, 0.5F);
-        narrow.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[0]);
-        other.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[1]);
+        MeanGradients means[2];
+        narrow.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[0], &means[0]);
+        other.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[1], &means[1]);
+        ASSERT_TRUE(same_bits(&means[0], &means[1], 1)) << "seed " << seed;
         narrow.add_star_variation[kinds](rows[2], faces.fan.faces, count, kScale, quadrics[2]);
         other.add_star_variation[kinds](rows[2], faces.fan.faces, count, kScale, quadrics[3]);
         for (int i = 1; i < 4; ++i) ASSERT_TRUE(same_bits(quadrics[0], quadrics[i], 6)) << "seed " << seed;
@@ -124,6 +126,29 @@ TEST(AttributeKernelsTest, WhatRunsOnEvenlyDoesNotVary) {
   hexagon.set(0, [](float x, float y) { return 3 * x - 7 * y + 100; });
   hexagon.set(1, [](float x, float y) { return x + y; });
   for (float const q : hexagon.variation(kUvs)) EXPECT_NEAR(q, 0, 1e-8);
+}
+
+TEST(AttributeKernelsTest, TellsMeanGradientsInTheAttributesOwnUnits) {
+  // Half of the faces rise at 4 along y, all of them at 3 along x.
+  Hexagon hexagon;
+  hexagon.set(1, [](float x, float y) { return 3 * x + std::max(0.0F, 4 * (y - 1)); });
+  hexagon.set(4, [](float x, float) { return 1 - x; });
+  std::vector<AttributeFace> faces;
+  for (std::size_t i = 0; i < 6; ++i)
+    faces.push_back({{&hexagon.rows[6], &hexagon.rows[i], &hexagon.rows[(i + 1) % 6]}});
+  float quadric[6] = {};
+  MeanGradients means;
+  means.along[1][0] = 5;
+  attribute_kernels().add_variation[kUvs](hexagon.rows[6], faces.data(), 6, kScale, quadric, &means);
+  EXPECT_EQ(means.along[1][0], 0) << "u is the same everywhere";
+  EXPECT_NEAR(means.along[0][1], 3, 1e-5);
+  EXPECT_NEAR(means.along[1][1], 2, 1e-5);
+  EXPECT_NEAR(means.weights[1], 6 * kUvFaceWeight, 1e-5);
+  EXPECT_EQ(means.weights[4], 0) << "not asked for";
+  attribute_kernels().add_variation[kNormals](hexagon.rows[6], faces.data(), 6, kScale, quadric, &means);
+  EXPECT_NEAR(means.along[0][4], -1, 1e-5);
+  EXPECT_NEAR(means.weights[4], 6 * kNormalFaceWeight, 1e-5);
+  EXPECT_NEAR(means.along[0][1], 3, 1e-5) << "what was known of UVs stays";
 }
 
 TEST(AttributeKernelsTest, AFoldVariesAcrossItself) {
