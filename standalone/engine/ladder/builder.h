@@ -236,7 +236,8 @@ class LadderBuilder {
   bool free_slivers_ = false;  // `check` lets slivers become worse
   Fan fan_{};
   std::vector<StarEntry> fan_faces_;
-  std::vector<FaceRow> fan_changes_, fan_terms_;
+  std::vector<FaceRow> fan_changes_;
+  FaceRow merged_sums_;
   std::vector<std::uint32_t> fan_going_;  // places in the first end's star of the faces that go
   std::vector<Side> refresh_sides_;
   std::vector<Feature> features_;              // of the star at hand

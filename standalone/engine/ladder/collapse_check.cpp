@@ -38,9 +38,9 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   fan_.place[0] = place.x;
   fan_.place[1] = place.y;
   fan_.place[2] = place.z;
-  std::uint32_t verdict = kernels_.test_fan(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data());
+  std::uint32_t verdict = kernels_.test_fan(stars_.vertices(), fan_, fan_changes_.data(), merged_sums_);
   if (verdict == kFanTurns && free_slivers_) {
-    verdict = kernels_.test_sliver_fan(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data());
+    verdict = kernels_.test_sliver_fan(stars_.vertices(), fan_, fan_changes_.data(), merged_sums_);
   }
   if (verdict == kFanTurns) return Obstacle::kFoldover;
   std::uint32_t const mesh = mesh_of(a);
@@ -74,7 +74,7 @@ bool LadderBuilder::hub_turns(std::uint32_t a, std::uint32_t b, Vec3 place) {
   constexpr std::uint32_t kBlock = 64;
   StarEntry faces[kBlock + kMaxLanes];
   FaceRow changes[kBlock + kMaxLanes];
-  FaceRow terms[kBlock + kMaxLanes];
+  FaceRow merged;
   auto const test = free_slivers_ ? kernels_.test_sliver_fan : kernels_.test_fan;
   bool const a_first = stars_.vertex(a).star_count <= stars_.vertex(b).star_count;
   for (int round = 0; round < 2; ++round) {
@@ -92,7 +92,7 @@ bool LadderBuilder::hub_turns(std::uint32_t a, std::uint32_t b, Vec3 place) {
       if (count == 0) continue;
       std::fill_n(faces + count, kMaxLanes, faces[count - 1]);
       Fan const fan{faces, count, count, count, end, other, {place.x, place.y, place.z}, rounding_};
-      if (test(stars_.vertices(), fan, changes, terms) == kFanTurns) return true;
+      if (test(stars_.vertices(), fan, changes, merged) == kFanTurns) return true;
     }
   }
   return false;
@@ -107,7 +107,6 @@ bool LadderBuilder::gather(std::uint32_t a, std::uint32_t b) {
   if (fan_faces_.size() < room) {
     fan_faces_.resize(room);
     fan_changes_.resize(room);
-    fan_terms_.resize(room);
     fan_going_.resize(room);
   }
   // Faces on the edge are written and then written over; those of a are pushed on again at the end.

@@ -80,12 +80,10 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     records_.face_death[face.face()] = step_;
     --live_faces_;
   }
-  float kept_sums[12];
   // No feature edge of a vertex on the ring ends in a regular one.
   bool const keeps_features = regular && records_.attributed;
-  RingState const ring_state =
-      star_kernels_.change_ring(stars_.vertices(), fan_, fan_changes_.data(), fan_terms_.data(), kSetAside,
-                                records_.attributed ? 0U : std::uint32_t{kIrregular}, kept_sums);
+  RingState const ring_state = star_kernels_.change_ring(stars_.vertices(), fan_, fan_changes_.data(), kSetAside,
+                                                         records_.attributed ? 0U : std::uint32_t{kIrregular});
   bool ring_irregular = !keeps_features && (ring_state.flags & kIrregular) != 0;
   if (ring_irregular && with_attributes) {
     ring_irregular = std::ranges::any_of(survivors(), [this](StarEntry const& face) {
@@ -125,11 +123,11 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
     vertex.flags = static_cast<std::uint8_t>(vertex.flags & ~kOneWedge);
   }
   if (regular) {
-    std::memcpy(static_cast<void*>(&vertex), kept_sums, sizeof(kept_sums));
+    std::memcpy(static_cast<void*>(&vertex), merged_sums_.values, sizeof(merged_sums_.values));
     vertex.set_position(place);
     if (with_attributes && single_wedges) add_merged_attributes(kept);
   } else {
-    refresh(kept, true, kept_sums);
+    refresh(kept, true, merged_sums_.values);
     if (with_attributes) move_feature_lines(kept, kNone, 1);
   }
   if (ring_irregular) {

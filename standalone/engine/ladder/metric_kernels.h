@@ -81,12 +81,11 @@ struct MetricKernels {
   // Keys and places of `count` edges, from[i] to to[i].
   void (*evaluate_edges)(Vertex const* vertices, std::uint32_t const* from, std::uint32_t const* to,
                          std::uint32_t count, EdgeArrays const& out);
-  // Tests a fan and fills, for each of its faces, what the collapse adds to the sums of its far corners (`change`) and
-  // the face's terms after it (`after`; 0 for faces that go). Stops early, with the arrays half filled, when a face
-  // turns.
-  std::uint32_t (*test_fan)(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow* after);
+  // Tests a fan and fills, for each of its faces, what the collapse adds to the sums of its far corners (`change`), and
+  // the sums of the merged vertex (`merged`). Stops early, with the array half filled, when a face turns.
+  std::uint32_t (*test_fan)(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow& merged);
   // The same, where slivers may become worse slivers.
-  std::uint32_t (*test_sliver_fan)(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow* after);
+  std::uint32_t (*test_sliver_fan)(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow& merged);
   FanDistances (*fan_distances)(Vertex const* vertices, Fan const& fan);
 };
 

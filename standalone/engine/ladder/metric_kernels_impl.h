@@ -380,8 +380,27 @@ std::uint32_t face_terms(Vertex const* vertices, std::uint32_t const* triangles,
 // What becomes of faces that are thin already.
 enum class Slivers { kStayAsThey, kMayWorsen };
 
+// A sum over faces that does not show in how many lanes it was made: face i goes to lane i % 8.
+template <int width>
+struct EightLanes {
+  FloatLanes<width> lanes[8 / width] = {};
+
+  inline __attribute__((always_inline)) void add(FloatLanes<width> values, std::uint32_t first) {
+    lanes[first / width % (8 / width)] += values;
+  }
+  // Lanes 0 to 3 with 4 to 7.
+  inline __attribute__((always_inline)) Lanes halves() const {
+    if constexpr (width == 8) {
+      return __builtin_shufflevector(lanes[0], lanes[0], 0, 1, 2, 3) +
+             __builtin_shufflevector(lanes[0], lanes[0], 4, 5, 6, 7);
+    } else {
+      return lanes[0] + lanes[1];
+    }
+  }
+};
+
 template <int width, Slivers slivers>
-std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow* after) {
+std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow& merged) {
   using F = FloatLanes<width>;
   using M = MaskLanes<width>;
   F const zero = all<width>(0);
@@ -390,6 +409,7 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
   Vertex const& b = vertices[fan.b];
   M numbers;
   for (int k = 0; k < width; ++k) numbers[k] = k;
+  EightLanes<width> sums[9];
   std::uint32_t verdict = kFanSound;
   for (std::uint32_t first = 0; first < fan.count; first += width) {
     Vertex const* next_ends[width];
@@ -447,16 +467,21 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
     F const ax = wa * now.x, ay = wa * now.y, az = wa * now.z;
     F const a0 = ax * now.x, a1 = ax * now.y, a2 = ax * now.z, a3 = ay * now.y, a4 = ay * now.z, a5 = az * now.z;
     F const n0 = select(is, now.x, zero), n1 = select(is, now.y, zero), n2 = select(is, now.z, zero);
-    float* const after_row = after[first].values;
-    store_columns<width>(zero, zero, zero, a0, after_row, 12);
-    store_columns<width>(a1, a2, a3, a4, after_row + 4, 12);
-    store_columns<width>(a5, n0, n1, n2, after_row + 8, 12);
+    F const terms[9] = {a0, a1, a2, a3, a4, a5, n0, n1, n2};
+    for (std::size_t k = 0; k < 9; ++k) sums[k].add(terms[k], first);
     float* const change_row = change[first].values;
     store_columns<width>(zero, zero, zero, a0 - bx * before.x, change_row, 12);
     store_columns<width>(a1 - bx * before.y, a2 - bx * before.z, a3 - by * before.y, a4 - by * before.z, change_row + 4,
                          12);
     store_columns<width>(a5 - bz * before.z, n0 - select(was, before.x, zero), n1 - select(was, before.y, zero),
                          n2 - select(was, before.z, zero), change_row + 8, 12);
+  }
+  Lanes c[12] = {};
+  for (std::size_t k = 0; k < 9; ++k) c[3 + k] = sums[k].halves();
+  for (std::size_t part = 0; part < 12; part += 4) {
+    transpose(c[part], c[part + 1], c[part + 2], c[part + 3]);
+    Lanes const total = (c[part] + c[part + 1]) + (c[part + 2] + c[part + 3]);
+    __builtin_memcpy(merged.values + part, &total, sizeof(total));
   }
   return verdict;
 }

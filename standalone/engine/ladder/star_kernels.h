@@ -28,11 +28,10 @@ struct StarKernels {
   // Puts `to` for `from` in the stars of all neighbours in a closed fan, none of them a hub.
   void (*rename_in_ring)(Vertex const* vertices, StarEntry* entries, StarEntry const* star, std::uint32_t count,
                          std::uint32_t from, std::uint32_t to);
-  // Adds the changes of a fan's faces to the sums of their far corners, where those are kept up to date that way, and
-  // the terms after the change to `merged` (12 floats). Vertices of the ring lose kFresh. `skipped`: flags of vertices
-  // whose sums are left alone.
-  RingState (*change_ring)(Vertex* vertices, Fan const& fan, FaceRow const* changes, FaceRow const* terms,
-                           BucketQueue::Bucket set_aside, std::uint32_t skipped, float* merged);
+  // Adds the changes of a fan's faces to the sums of their far corners, where those are kept up to date that way.
+  // Vertices of the ring lose kFresh. `skipped`: flags of vertices whose sums are left alone.
+  RingState (*change_ring)(Vertex* vertices, Fan const& fan, FaceRow const* changes, BucketQueue::Bucket set_aside,
+                           std::uint32_t skipped);
 };
 
 // The fastest that this machine runs.

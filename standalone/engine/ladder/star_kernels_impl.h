@@ -117,15 +117,12 @@ struct RowLanes {
 };
 
 template <int width>
-RingState change_ring(Vertex* vertices, Fan const& fan, FaceRow const* changes, FaceRow const* terms,
-                      BucketQueue::Bucket set_aside, std::uint32_t skipped, float* merged) {
+RingState change_ring(Vertex* vertices, Fan const& fan, FaceRow const* changes, BucketQueue::Bucket set_aside,
+                      std::uint32_t skipped) {
   RingState state;
-  RowLanes<width> sums = {};
   for (std::uint32_t i = 0; i < fan.count; ++i) {
     StarEntry const& face = fan.faces[i];
     RowLanes<width> change, row;
-    row.load(terms[i].values);
-    sums.add(row);
     change.load(changes[i].values);
     for (std::uint32_t const v : {face.next, face.previous}) {
       Vertex& vertex = vertices[v];
@@ -141,7 +138,6 @@ RingState change_ring(Vertex* vertices, Fan const& fan, FaceRow const* changes, 
       row.store(&vertex.x);
     }
   }
-  sums.store(merged);
   return state;
 }
 
