@@ -14,6 +14,10 @@ constexpr std::uint32_t kLeafSize = 4;
 // From this depth on ranges are halved by count, so that no input makes the tree deeper than kMaxDepth.
 constexpr std::uint32_t kDepthOfHalving = 40;
 constexpr std::uint32_t kMaxDepth = kDepthOfHalving + 33;
+// A triangle is an oblique sliver when half the surface of its box is more than this many times its area.
+constexpr double kOblique = 64;
+// Oriented boxes are made when one triangle of so many is one.
+constexpr std::uint32_t kFewSlivers = 8;
 
 struct Box {
   std::array<float, 3> low{std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity(),
@@ -211,7 +215,50 @@ TriangleBvh::TriangleBvh(std::span<float const> positions, std::span<std::uint32
       corners_.insert(corners_.end(), p, p + 3);
     }
   }
+  if (has_many_oblique_slivers()) orient_nodes();
   for (float const c : corners_) largest_coordinate_ = std::max(largest_coordinate_, std::fabs(static_cast<double>(c)));
+}
+
+bool TriangleBvh::has_many_oblique_slivers() const {
+  std::size_t count = 0;
+  for (std::uint32_t slot = 0; slot < size(); ++slot) {
+    Box box;
+    for (std::uint32_t k = 0; k < 3; ++k) box.add(&corners_[9 * std::size_t{slot} + 3 * k]);
+    Vec const n = cross(corner(slot, 1) - corner(slot, 0), corner(slot, 2) - corner(slot, 0));
+    double const limit = box.half_area() * (2 / kOblique);
+    count += dot(n, n) < limit * limit ? 1U : 0U;
+  }
+  return count * kFewSlivers >= size();
+}
+
+// Gives a box along its triangles to each node where that is much smaller.
+void TriangleBvh::orient_nodes() {
+  constexpr double kSmaller = 0.25;
+  oriented_of_.assign(nodes_.size(), kNoSlot);
+  // Slots of a node: from its first leaf's on, to where the next subtree begins.
+  struct Task {
+    std::uint32_t node, end;
+  };
+  std::vector<Task> tasks{{0, size()}};
+  auto const first_slot = [this](std::uint32_t node) {
+    while (nodes_[node].count == 0) node = nodes_[node].first;
+    return nodes_[node].first;
+  };
+  while (!tasks.empty()) {
+    Task const task = tasks.back();
+    tasks.pop_back();
+    Node const& node = nodes_[task.node];
+    std::size_t const begin = first_slot(task.node);
+    OrientedBox const box(std::span<float const>(corners_).subspan(9 * begin, 9 * (task.end - begin)));
+    if (box.half_area() < kSmaller * Box{node.low, node.high}.half_area()) {
+      oriented_of_[task.node] = static_cast<std::uint32_t>(oriented_.size());
+      oriented_.push_back(box);
+    }
+    if (node.count == 0) {
+      tasks.push_back({node.first, first_slot(node.first + 1)});
+      tasks.push_back({node.first + 1, task.end});
+    }
+  }
 }
 
 double TriangleBvh::diagonal() const {
@@ -248,6 +295,11 @@ bool TriangleBvh::collect(Vec low, Vec high, std::size_t most, std::vector<std::
 }
 
 TriangleBvh::Nearest TriangleBvh::nearest(Vec p, double cutoff, double enough, std::uint32_t hint) const {
+  return oriented_.empty() ? search<false>(p, cutoff, enough, hint) : search<true>(p, cutoff, enough, hint);
+}
+
+template <bool oriented>
+TriangleBvh::Nearest TriangleBvh::search(Vec p, double cutoff, double enough, std::uint32_t hint) const {
   Nearest result;
   if (nodes_.empty() || !(cutoff >= 0)) return result;
   double best = cutoff * cutoff;
@@ -259,11 +311,17 @@ TriangleBvh::Nearest TriangleBvh::nearest(Vec p, double cutoff, double enough, s
       result.slot = hint;
     }
   }
-  auto const box_distance = [&](Node const& node) {
+  auto const box_distance = [&](std::uint32_t index) {
+    Node const& node = nodes_[index];
     double const x = std::max({static_cast<double>(node.low[0]) - p.x, p.x - static_cast<double>(node.high[0]), 0.0});
     double const y = std::max({static_cast<double>(node.low[1]) - p.y, p.y - static_cast<double>(node.high[1]), 0.0});
     double const z = std::max({static_cast<double>(node.low[2]) - p.z, p.z - static_cast<double>(node.high[2]), 0.0});
-    return x * x + y * y + z * z;
+    double squared = x * x + y * y + z * z;
+    if constexpr (oriented) {
+      std::uint32_t const box = oriented_of_[index];
+      if (box != kNoSlot) squared = std::max(squared, oriented_[box].squared_distance(p));
+    }
+    return squared;
   };
 
   struct Entry {
@@ -273,7 +331,7 @@ TriangleBvh::Nearest TriangleBvh::nearest(Vec p, double cutoff, double enough, s
   std::array<Entry, kMaxDepth + 2> stack;
   std::size_t depth = 0;
   if (!(result.slot != kNoSlot && best <= enough_squared)) {
-    double const root = box_distance(nodes_[0]);
+    double const root = box_distance(0);
     if (root <= best) stack[depth++] = {0, root};
   }
   while (depth > 0) {
@@ -284,8 +342,8 @@ TriangleBvh::Nearest TriangleBvh::nearest(Vec p, double cutoff, double enough, s
     while (node->count == 0) {
       std::uint32_t near = node->first;
       std::uint32_t far = near + 1;
-      double near_squared = box_distance(nodes_[near]);
-      double far_squared = box_distance(nodes_[far]);
+      double near_squared = box_distance(near);
+      double far_squared = box_distance(far);
       if (far_squared < near_squared) {
         std::swap(near, far);
         std::swap(near_squared, far_squared);

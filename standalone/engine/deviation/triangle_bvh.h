@@ -5,6 +5,7 @@
 // hierarchies"; the cost itself: Goldsmith and Salmon 1987). Nodes lie in one array, 32 bytes each, brothers side by
 // side in one cache line; triangles are stored in leaf order. A triangle is named by its slot, its place in that
 // order; `face_of` gives the face that it came from. Memory: about 40 bytes of triangle and 20 of nodes for each.
+// Where many triangles are oblique slivers, nodes have an oriented box as well: 100 bytes for each triangle more.
 // Coordinates and distances in model units.
 #pragma once
 
@@ -14,6 +15,7 @@
 #include <span>
 #include <vector>
 
+#include "standalone/engine/deviation/oriented_box.h"
 #include "standalone/engine/deviation/vec.h"
 
 namespace mirel::engine {
@@ -65,9 +67,17 @@ class TriangleBvh {
   };
   struct Builder;
 
+  bool has_many_oblique_slivers() const;
+  void orient_nodes();
+  template <bool oriented>
+  Nearest search(Vec p, double cutoff, double enough, std::uint32_t hint) const;
+
   std::vector<Node> nodes_;  // 0: the root; 1: unused, so that brothers share a cache line
   std::vector<float> corners_;
   std::vector<std::uint32_t> faces_;
+  // Empty where no node has one; else for each node its place among the boxes, or kNoSlot.
+  std::vector<std::uint32_t> oriented_of_;
+  std::vector<OrientedBox> oriented_;
   double largest_coordinate_ = 0;
 };
 

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 #include "tests/unit/deviation/collapsing_mesh.h"
 
@@ -193,6 +194,84 @@ TEST(TriangleBvh, FindsTheNearestOfAllTriangles) {
     EXPECT_EQ(tree.nearest(v, 0.9 * exact).slot, TriangleBvh::kNoSlot);
     EXPECT_LE(tree.nearest(v, 10, 1.5 * exact).distance, 1.5 * exact);
   }
+}
+
+// All triangles around one vertex: every box that is parallel to the axes holds all that lies near there.
+Mesh fan(std::uint32_t faces, double waves) {
+  Mesh mesh;
+  mesh.add_point(0, 0, 1);
+  for (std::uint32_t i = 0; i < faces; ++i) {
+    double const angle = 2 * std::numbers::pi * i / faces;
+    mesh.add_point(std::cos(angle), std::sin(angle), waves * std::cos(9 * angle));
+  }
+  for (std::uint32_t i = 0; i < faces; ++i) mesh.add_face(0, 1 + i, 1 + (i + 1) % faces);
+  return mesh;
+}
+
+TEST(TriangleBvh, FindsTheNearestOfSlivers) {
+  Mesh mesh = fan(700, 0.1);
+  // Slivers anywhere, some without any area.
+  std::uint32_t state = 5;
+  auto const unit = [&state] {
+    state = state * 1664525U + 1013904223U;
+    return static_cast<double>(state >> 8) / (1U << 24);
+  };
+  for (int i = 0; i < 300; ++i) {
+    auto const first = static_cast<std::uint32_t>(mesh.positions.size() / 3);
+    double const p[] = {unit(), unit(), unit()};
+    double const d[] = {unit(), unit(), unit()};
+    double const width = i % 10 == 0 ? 0 : 1e-4;
+    mesh.add_point(p[0], p[1], p[2]);
+    mesh.add_point(p[0] + d[0], p[1] + d[1], p[2] + d[2]);
+    mesh.add_point(p[0] + d[0] / 2, p[1] + d[1] / 2 + width, p[2] + d[2] / 2);
+    mesh.add_face(first, first + 1, first + 2);
+  }
+  TriangleBvh const tree(mesh.positions, mesh.faces);
+  for (int i = 0; i < 2000; ++i) {
+    Vec const v{3 * unit() - 1.5, 3 * unit() - 1.5, 2 * unit() - 0.5};
+    double exact = std::numeric_limits<double>::infinity();
+    for (std::uint32_t slot = 0; slot < tree.size(); ++slot) {
+      exact = std::min(exact, std::sqrt(tree.squared_distance(slot, v)));
+    }
+    ASSERT_DOUBLE_EQ(tree.nearest(v).distance, exact);
+    ASSERT_EQ(tree.nearest(v, 0.9 * exact).slot, TriangleBvh::kNoSlot);
+  }
+}
+
+TEST(OrientedBox, LiesAlongItsTrianglesAndIsNoFartherThanThey) {
+  std::vector<float> const corners = {0, 0, 0, 3, 4, 0, 3, 4, 0.5F, 0, 0, 0, 3, 4, 0.5F, 3, 4, 1};
+  OrientedBox const box(corners);
+  // 5 long, 1 high and flat, but for the turn of the longest edges.
+  EXPECT_LT(box.half_area(), 8);
+  EXPECT_LT(box.squared_distance({1.5, 2, 0.25}), 1e-12);
+  Vec const beside{1.5 - 0.8, 2 + 0.6, 0.25};
+  EXPECT_GT(box.squared_distance(beside), 0.5);
+  for (std::size_t i = 0; i < corners.size(); i += 9) {
+    double const exact =
+        squared_distance_to_triangle(beside, load(&corners[i]), load(&corners[i + 3]), load(&corners[i + 6]));
+    EXPECT_LE(box.squared_distance(beside), exact);
+  }
+}
+
+TEST(OrientedBox, TakesTrianglesWithoutDirection) {
+  std::vector<float> const point = {1, 2, 3, 1, 2, 3, 1, 2, 3};
+  EXPECT_NEAR(OrientedBox(point).squared_distance({1, 2, 5}), 4, 1e-9);
+  std::vector<float> const line = {0, 0, 0, 1, 0, 0, 2, 0, 0};
+  EXPECT_NEAR(OrientedBox(line).squared_distance({1, 3, 4}), 25, 1e-9);
+}
+
+// Without boxes along the slivers this takes minutes.
+TEST(Hausdorff, OfLargeFansIsFound) {
+  Mesh const fine = fan(200000, 0.1);
+  Mesh const coarse = fan(2000, 0.1);
+  DistanceOptions options;
+  options.relative_accuracy = 0.05;
+  options.absolute_accuracy = 3e-7;
+  HausdorffBounds const bounds = between(fine, coarse, options);
+  // Chords of the rim against the rim: a waviness of 9 turns and a height of 0.1 besides the round.
+  double const step = 2 * std::numbers::pi / 2000;
+  EXPECT_GT(bounds.upper(), 0.2 * step * step / 8);
+  EXPECT_LT(bounds.upper(), 9 * step * step / 8);
 }
 
 TEST(TriangleBvh, TellsInsideFromEdgesAtEitherEndOfTheNumberRange) {
