@@ -96,7 +96,7 @@ class LadderBuilder {
   void move_feature_lines(std::uint32_t v, std::uint32_t except, float sign);
   bool has_lost_wedge(std::uint32_t v, std::uint32_t wedge) const;
   bool is_to_be_refreshed(std::uint32_t v) const;
-  void start_attributes(std::span<std::uint32_t const> triangles);
+  void start_attributes();
   SeamState seam_state(std::uint32_t v) const;
   bool has_closed_fans(std::uint32_t v) const;
   void add_attributes(std::uint32_t v, bool anew);

@@ -11,16 +11,21 @@
 namespace mirel::engine {
 
 // Marks the vertices with one wedge.
-void LadderBuilder::start_attributes(std::span<std::uint32_t const> triangles) {
-  for (Origin& origin : origins_) origin.node = kNone;
-  for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) stars_.vertex(v).flags |= kOneWedge;
-  for (std::uint32_t i = 0; i < triangles.size(); ++i) {
-    std::uint32_t& node = origins_[triangles[i]].node;
-    std::uint32_t const wedge = attributes_.wedge(i / 3, i % 3);
-    if (node == kNone) node = wedge;
-    if (node != wedge) {
-      Vertex& vertex = stars_.vertex(triangles[i]);
-      vertex.flags = static_cast<std::uint8_t>(vertex.flags & ~kOneWedge);
+void LadderBuilder::start_attributes() {
+  for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
+    WedgeMesh const& mesh = *records_.meshes[m];
+    bool const single = mesh.vertex_count() == mesh.position_count;
+    // One of each position's wedges, and how many there are.
+    std::vector<std::uint32_t> wedges(single ? 0 : mesh.position_count);
+    std::vector<std::uint8_t> several(single ? 0 : mesh.position_count, 2);
+    for (std::uint32_t w = mesh.vertex_count(); !single && w-- > 0;) {
+      wedges[mesh.position_of[w]] = w;
+      several[mesh.position_of[w]] >>= 1;
+    }
+    for (std::uint32_t v = vertex_base_[m]; v < vertex_base_[m + 1]; ++v) {
+      std::uint32_t const position = origins_[v].lowest;
+      if (!single) origins_[v].node = records_.wedge_base[m] + wedges[position];
+      if (single || several[position] != 0) stars_.vertex(v).flags |= kOneWedge;
     }
   }
   if (records_.layout.stride != 0) attribute_values_.resize(stars_.vertex_count());

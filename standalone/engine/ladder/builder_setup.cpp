@@ -136,7 +136,7 @@ void LadderBuilder::sum_stars(std::span<std::uint32_t const> triangles) {
     }
   }
   add_face_terms(triangles);
-  if (records_.attributed) start_attributes(triangles);
+  if (records_.attributed) start_attributes();
   for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
     if (is_regular(v)) {
       add_attributes(v, true);

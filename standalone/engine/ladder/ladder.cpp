@@ -40,6 +40,12 @@ class Numbers {
   std::uint32_t epoch_ = 0;
 };
 
+// Gives back what room a list has left, where that is worth a copy of the list.
+template <typename Value>
+void give_back(std::vector<Value>& list) {
+  if (list.size() < list.capacity() / 8 * 7) list.shrink_to_fit();
+}
+
 // Below this number of faces any step is read from the last level.
 constexpr std::uint32_t kSmallestLevel = 256;
 
@@ -194,13 +200,13 @@ std::unique_ptr<Ladder> Ladder::build(std::span<WedgeMesh const* const> meshes, 
     data->records = builder.build();
   }
   Records& records = data->records;
-  records.parent.shrink_to_fit();
-  records.attributes.shrink_to_fit();
-  records.created.shrink_to_fit();
-  records.created_position_id.shrink_to_fit();
-  records.face_count_at.shrink_to_fit();
-  records.node_count_at.shrink_to_fit();
-  records.deviation_at.shrink_to_fit();
+  give_back(records.parent);
+  give_back(records.attributes);
+  give_back(records.created);
+  give_back(records.created_position_id);
+  give_back(records.face_count_at);
+  give_back(records.node_count_at);
+  give_back(records.deviation_at);
   Level full;
   full.node_count = records.leaf_count();
   full.mesh_begin = records.face_base;

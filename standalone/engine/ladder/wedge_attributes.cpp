@@ -24,10 +24,29 @@ constexpr float kLargestUv = 1e15F;
 constexpr std::size_t kBegins[2] = {0, 2};
 constexpr std::size_t kEnds[2] = {2, kMaxAttributes};
 
-double squared_distance(float const* a, float const* b, int n) {
-  double sum = 0;
-  for (int i = 0; i < n; ++i) sum += (double{a[i]} - double{b[i]}) * (double{a[i]} - double{b[i]});
-  return sum;
+using Pair = double __attribute__((vector_size(16)));
+
+// The squared lengths of the sides of all triangles of points of so many coordinates, summed.
+template <std::size_t dimensions>
+double sum_squared_sides(std::span<std::uint32_t const> faces, float const* points) {
+  auto const load = [points](std::uint32_t point) {
+    float const* const from = points + dimensions * point;
+    if constexpr (dimensions == 2) return Lanes{from[0], from[1], 0, 0};
+    return Lanes{from[0], from[1], dimensions == 2 ? 0 : from[2], 0};
+  };
+  Pair sum = {};
+  for (std::size_t corner = 0; corner < faces.size(); corner += 3) {
+    Lanes const a = load(faces[corner]), b = load(faces[corner + 1]), c = load(faces[corner + 2]);
+    for (Lanes const side : {b - a, c - b, a - c}) {
+      Pair const low = {double{side[0]}, double{side[1]}};
+      sum += low * low;
+      if constexpr (dimensions == 3) {
+        Pair const high = {double{side[2]}, 0};
+        sum += high * high;
+      }
+    }
+  }
+  return sum[0] + sum[1];
 }
 
 double uv_area(float const* a, float const* b, float const* c) {
@@ -108,6 +127,7 @@ void WedgeAttributes::build(Records& records, double scale) {
   layout.stride = (layout.has_uvs ? 2U : 0U) + (layout.has_normals ? 3U : 0U);
 
   corner_wedges_.resize(std::size_t{records.face_count()} * 3);
+  records.attributes.reserve(std::size_t{records.leaf_count()} * layout.stride * 2);
   records.attributes.assign(std::size_t{records.leaf_count()} * layout.stride, 0.0F);
   bool several_sets = false;
   for (WedgeMesh const* mesh : records.meshes) several_sets |= mesh->set_begin.size() > 2;
@@ -128,23 +148,17 @@ void WedgeAttributes::build(Records& records, double scale) {
     }
     for (std::size_t w = 0; w < mesh.vertex_count(); ++w) {
       float* const values = records.attributes.data() + (first_wedge + w) * layout.stride;
-      if (!mesh.uvs.empty()) std::copy_n(mesh.uvs.data() + 2 * w, 2, values + layout.uv_offset);
-      if (!mesh.normals.empty()) std::copy_n(mesh.normals.data() + 3 * w, 3, values + layout.normal_offset);
+      if (!mesh.uvs.empty()) std::memcpy(values + layout.uv_offset, mesh.uvs.data() + 2 * w, 2 * sizeof(float));
+      if (!mesh.normals.empty()) {
+        std::memcpy(values + layout.normal_offset, mesh.normals.data() + 3 * w, 3 * sizeof(float));
+      }
     }
 
     // Lengths in space per length in UV space: the root of the ratio of squared edge lengths, summed over all faces.
     float uv_weight = 0;
     if (!mesh.uvs.empty()) {
-      double space = 0;
-      double texture = 0;
-      for (std::size_t corner = 0; corner < mesh.faces.size(); corner += 3) {
-        for (std::size_t k = 0; k < 3; ++k) {
-          std::size_t const from = mesh.faces[corner + k];
-          std::size_t const to = mesh.faces[corner + (k + 1) % 3];
-          space += squared_distance(mesh.vertices.data() + 3 * from, mesh.vertices.data() + 3 * to, 3);
-          texture += squared_distance(mesh.uvs.data() + 2 * from, mesh.uvs.data() + 2 * to, 2);
-        }
-      }
+      double const space = sum_squared_sides<3>(mesh.faces, mesh.vertices.data());
+      double const texture = sum_squared_sides<2>(mesh.faces, mesh.uvs.data());
       bool const sane = std::all_of(mesh.uvs.begin(), mesh.uvs.end(), [](float x) { return std::abs(x) < kLargestUv; });
       if (texture > 0 && sane) uv_weight = static_cast<float>(double{kUvWeight} * space * scale * scale / texture);
       if (!std::isfinite(uv_weight)) uv_weight = 0;
@@ -174,6 +188,12 @@ AttributeRow WedgeAttributes::values(Records const& records, std::uint32_t wedge
 
 void WedgeAttributes::append(AttributeRow const& row, Records& records) {
   float const* const from = row.values + (records.layout.has_uvs ? 0 : 2);
+  std::size_t const size = records.attributes.size();
+  if (records.layout.stride == kMaxAttributes && size + kMaxAttributes <= records.attributes.capacity()) {
+    records.attributes.resize(size + kMaxAttributes);
+    std::memcpy(records.attributes.data() + size, from, sizeof(row.values));
+    return;
+  }
   records.attributes.insert(records.attributes.end(), from, from + records.layout.stride);
 }
 
