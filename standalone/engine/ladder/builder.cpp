@@ -117,7 +117,7 @@ void LadderBuilder::file(std::uint32_t v, std::uint32_t partner, BucketQueue::Bu
 
 // Whether all that is wanted of a vertex is worked out by the kernel for cheapest edges.
 bool LadderBuilder::is_plain(std::uint32_t v) const {
-  return (stars_.vertex(v).flags & kIrregular) == 0 && !stars_.is_hub(v);
+  return has_closed_fans(v) && !stars_.is_hub(v);
 }
 
 // Files a vertex by its cheapest edge, with others together: their evaluations do not wait for each other.
