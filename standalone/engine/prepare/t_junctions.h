@@ -16,6 +16,7 @@ namespace mirel::engine {
 // Cleans the mesh afterwards. Returns how many vertices were put into edges, over all edges.
 //
 // Linear in the faces, plus k log k for k boundary edges.
+// What was joined is joined afterwards: corners that are new use an equal wedge where there is one.
 std::uint32_t eliminate_t_junctions(WedgeMesh& mesh, float tolerance, AttributeTolerance const& attributes);
 
 }  // namespace mirel::engine

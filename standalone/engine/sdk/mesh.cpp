@@ -158,7 +158,6 @@ std::uint32_t Mesh::eliminate_t_junctions(float tolerance) {
   std::uint32_t const removed =
       change_wedges([&](WedgeMesh& wedges) { return mirel::engine::eliminate_t_junctions(wedges, reach, attributes); });
   t_junctions_gone_ = reach;
-  joined_ = joined_ && removed == 0;
   return removed;
 }
 

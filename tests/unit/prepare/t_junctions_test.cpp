@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <utility>
 
 #include "standalone/engine/prepare/edges.h"
 #include "standalone/engine/prepare/point_tree.h"
@@ -44,6 +45,35 @@ TEST(TJunctions, AVertexOnAnEdgeSplitsTheFace) {
   EXPECT_EQ(mesh.vertex_count(), 6U);
   EXPECT_EQ(boundary_edges(mesh), 6U);
   EXPECT_EQ(eliminate_t_junctions(mesh, 0.1F, kExact), 0U);
+}
+
+// Triangles over the points of a small grid, with normals and UVs of few values: many edges pass many corners, and new
+// corners of several faces agree.
+TEST(TJunctions, WhatIsJoinedStaysJoined) {
+  std::uint32_t with_new_wedges = 0;
+  for (std::uint32_t seed = 1; seed <= 2000; ++seed) {
+    std::mt19937 random(seed);
+    auto const below = [&random](std::uint32_t end) { return static_cast<float>(random() % end); };
+    BuildMesh build;
+    build.set_count = 1;
+    auto const side = static_cast<std::uint32_t>(3 + random() % 4);
+    auto const faces = static_cast<std::uint32_t>(4 + random() % 20);
+    for (std::uint32_t v = 0; v < 3 * faces; ++v) {
+      build.positions.insert(build.positions.end(), {below(side), below(side), 0});
+      float const slope = 1e-4F * below(3);
+      if (seed % 2 == 0) build.vertex_normals.insert(build.vertex_normals.end(), {slope, 1 - below(2), 1});
+      if (seed % 3 == 0) build.vertex_uvs.insert(build.vertex_uvs.end(), {below(2), 1e-7F * below(3)});
+      build.faces.push_back(v);
+      if (v % 3 == 0) build.face_set_of.push_back(0);
+    }
+    float const degrees = seed % 5 == 0 ? 10 * below(5) : 0;
+    WedgeMesh mesh = prepared_and_joined(std::move(build), {0, degrees, 0});
+    std::uint32_t const wedges = mesh.vertex_count();
+    eliminate_t_junctions(mesh, 0.01F, AttributeTolerance(degrees, 0));
+    with_new_wedges += mesh.vertex_count() > wedges ? 1U : 0U;
+    ASSERT_FALSE(join_wedge_mesh(mesh, {})) << "seed " << seed;
+  }
+  EXPECT_GT(with_new_wedges, 500U);
 }
 
 TEST(TJunctions, TheToleranceBoundsTheDistance) {
