@@ -40,6 +40,13 @@ struct AttributeKernels {
                            AttributeScale const& scale, float* quadric, MeanGradients* means);
   void (*add_star_variation[4])(AttributeRow const& corner, OneWedgeFaces const& faces, std::uint32_t count,
                                 AttributeScale const& scale, float* quadric);
+  // The gradients of some faces. `rows` has room for full lanes.
+  void (*face_gradients[4])(AttributeFace const* faces, std::uint32_t count, AttributeScale const& scale,
+                            FaceGradients* rows);
+  // Adds the variation over the `count` faces at `places` among such rows, behind which there is one more. Missing
+  // kinds have no weight.
+  void (*add_row_variation)(FaceGradients const* rows, std::uint32_t const* places, std::uint32_t count,
+                            float* quadric);
   // What each face foretells for `place`. `rows` has room for full lanes.
   void (*foretell[4])(float const* place, AttributeFace const* faces, std::uint32_t count, ForetoldRow* rows);
   // The same for a fan, summed. `rows`: scratch, with room for full lanes.

@@ -207,6 +207,115 @@ void add_star_variation(AttributeRow const& corner, OneWedgeFaces const& faces, 
   add_variation_of<width, kinds>(corner, OneWedgeCorners<width>{faces}, count, scale, quadric);
 }
 
+template <int width, unsigned kinds>
+void face_gradients(AttributeFace const* faces, std::uint32_t count, AttributeScale const& scale, FaceGradients* rows) {
+  using F = FloatLanes<width>;
+  NamedCorners<width> const corners = {faces, count};
+  for (std::uint32_t first = 0; first < count; first += width) {
+    CornerLanes<width> corner, next, previous;
+    corners.load(first, 0, corner);
+    corners.load(first, 1, next);
+    corners.load(first, 2, previous);
+    GradientLanes<width> const face(minus<width>(next.point(), corner.point()),
+                                    minus<width>(previous.point(), corner.point()), MaskLanes<width>{} == 0);
+    F columns[4 * kMaxAttributes];
+    for (F& column : columns) column = all<width>(0);
+    for (std::size_t k = kFirstAttribute<kinds>; k < kLastAttribute<kinds>; ++k) {
+      F const unit = all<width>(k < 2 ? scale.uv : scale.normal);
+      F const f1 = (next.values[k] - corner.values[k]) * unit, f2 = (previous.values[k] - corner.values[k]) * unit;
+      columns[k] = face.u1.x * f1 + face.u2.x * f2;
+      columns[kMaxAttributes + k] = face.u1.y * f1 + face.u2.y * f2;
+      columns[2 * kMaxAttributes + k] = face.u1.z * f1 + face.u2.z * f2;
+      columns[3 * kMaxAttributes + k] = k < 2 ? face.uv_weight : face.normal_weight;
+    }
+    for (std::size_t k = 0; k < 4 * kMaxAttributes; k += 4) {
+      store_columns<width>(columns[k], columns[k + 1], columns[k + 2], columns[k + 3], rows[first].values + k,
+                           4 * kMaxAttributes);
+    }
+  }
+}
+
+// A value for each attribute, with others behind them that stand for nothing.
+template <int width>
+struct AttributeLanes {
+  FloatLanes<width> parts[8 / width];
+
+  AttributeLanes() = default;
+  inline __attribute__((always_inline)) explicit AttributeLanes(float const* from) {
+    __builtin_memcpy(parts, from, sizeof(parts));
+  }
+  template <typename Operation>
+  inline __attribute__((always_inline)) AttributeLanes with(AttributeLanes const& other, Operation operation) const {
+    AttributeLanes result;
+    for (std::size_t k = 0; k < 8 / width; ++k) result.parts[k] = operation(parts[k], other.parts[k]);
+    return result;
+  }
+  inline __attribute__((always_inline)) AttributeLanes operator+(AttributeLanes const& other) const {
+    return with(other, [](auto a, auto b) { return a + b; });
+  }
+  inline __attribute__((always_inline)) AttributeLanes operator-(AttributeLanes const& other) const {
+    return with(other, [](auto a, auto b) { return a - b; });
+  }
+  inline __attribute__((always_inline)) AttributeLanes operator*(AttributeLanes const& other) const {
+    return with(other, [](auto a, auto b) { return a * b; });
+  }
+  inline __attribute__((always_inline)) Lanes low() const {
+    Lanes lanes;
+    __builtin_memcpy(&lanes, parts, sizeof(lanes));
+    return lanes;
+  }
+  inline __attribute__((always_inline)) float last() const { return parts[width == 8 ? 0 : 1][width == 8 ? 4 : 0]; }
+};
+
+// The sums over all attributes of each of four.
+template <int width>
+inline __attribute__((always_inline)) Lanes sum_attributes(AttributeLanes<width> x, AttributeLanes<width> y,
+                                                           AttributeLanes<width> z, AttributeLanes<width> w) {
+  static_assert(kMaxAttributes == 5);
+  Lanes r0 = x.low(), r1 = y.low(), r2 = z.low(), r3 = w.low();
+  transpose(r0, r1, r2, r3);
+  return ((r0 + r1) + (r2 + r3)) + Lanes{x.last(), y.last(), z.last(), w.last()};
+}
+
+template <int width>
+void add_row_variation(FaceGradients const* rows, std::uint32_t const* places, std::uint32_t count, float* quadric) {
+  using A = AttributeLanes<width>;
+  if (count == 0) return;
+  constexpr std::size_t kAxis = kMaxAttributes;
+  // Less the gradients of the first face, so that nothing is lost where they are all but the same.
+  float const* const first = rows[places[0]].values;
+  A const first_x(first), first_y(first + kAxis), first_z(first + 2 * kAxis);
+  A xx = {}, xy = {}, xz = {}, yy = {}, yz = {}, zz = {}, sum_x = {}, sum_y = {}, sum_z = {};
+  A weights(first + 3 * kAxis);
+  for (std::uint32_t i = 1; i < count; ++i) {
+    float const* const row = rows[places[i]].values;
+    A const x = A(row) - first_x, y = A(row + kAxis) - first_y, z = A(row + 2 * kAxis) - first_z;
+    A const weight(row + 3 * kAxis);
+    A const wx = weight * x, wy = weight * y, wz = weight * z;
+    xx = xx + wx * x, xy = xy + wx * y, xz = xz + wx * z;
+    yy = yy + wy * y, yz = yz + wy * z, zz = zz + wz * z;
+    sum_x = sum_x + wx, sum_y = sum_y + wy, sum_z = sum_z + wz;
+    weights = weights + weight;
+  }
+  A inverse;
+  for (std::size_t k = 0; k < 8 / width; ++k) {
+    FloatLanes<width> const zero = all<width>(0), one = all<width>(1);
+    auto const counts = weights.parts[k] > zero;
+    inverse.parts[k] = select(counts, one / select(counts, weights.parts[k], one), zero);
+  }
+  A const mean_x = sum_x * inverse, mean_y = sum_y * inverse, mean_z = sum_z * inverse;
+  A const last = zz - sum_z * mean_z;
+  Lanes const low =
+      sum_attributes<width>(xx - sum_x * mean_x, xy - sum_x * mean_y, xz - sum_x * mean_z, yy - sum_y * mean_y);
+  Lanes const high = sum_attributes<width>(yz - sum_y * mean_z, last, last, last);
+  Lanes first_four;
+  __builtin_memcpy(&first_four, quadric, sizeof(first_four));
+  first_four += low;
+  __builtin_memcpy(quadric, &first_four, sizeof(first_four));
+  quadric[4] += high[0];
+  quadric[5] += high[1];
+}
+
 // What some faces foretell for `goal`, to rows from `rows` on.
 template <int width, unsigned kinds>
 inline __attribute__((always_inline)) void foretell_lanes(VectorLanes<width> const& goal,
@@ -315,6 +424,8 @@ constexpr AttributeKernels all_attribute_kernels() {
   return {
       {nullptr, add_variation<width, kUvs>, add_variation<width, kNormals>, add_variation<width, kBoth>},
       {nullptr, add_star_variation<width, kUvs>, add_star_variation<width, kNormals>, add_star_variation<width, kBoth>},
+      {nullptr, face_gradients<width, kUvs>, face_gradients<width, kNormals>, face_gradients<width, kBoth>},
+      add_row_variation<width>,
       {nullptr, foretell<width, kUvs>, foretell<width, kNormals>, foretell<width, kBoth>},
       {nullptr, foretell_fan<width, kUvs>, foretell_fan<width, kNormals>, foretell_fan<width, kBoth>}};
 }

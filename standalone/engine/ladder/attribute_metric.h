@@ -41,6 +41,12 @@ struct alignas(32) MeanGradients {
   float weights[8] = {};   // per attribute
 };
 
+// How the attributes run along a face, times what they are compared with lengths by: gradients, first all x, then y,
+// then z; and the weight behind each.
+struct FaceGradients {
+  float values[4 * kMaxAttributes];
+};
+
 // A wedge of a vertex with several.
 struct SeamWedge {
   AttributeRow row;

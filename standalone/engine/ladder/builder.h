@@ -97,8 +97,13 @@ class LadderBuilder {
   bool has_lost_wedge(std::uint32_t v, std::uint32_t wedge) const;
   bool is_to_be_refreshed(std::uint32_t v) const;
   void start_attributes();
+  void sum_attributed_stars();
   SeamState seam_state(std::uint32_t v) const;
-  bool has_closed_fans(std::uint32_t v) const;
+  bool has_closed_seam_fans(std::uint32_t v) const;
+  // Whether all faces around v lie in closed fans of one orientation, as far as that is known.
+  bool has_closed_fans(std::uint32_t v) const {
+    return (stars_.vertex(v).flags & kIrregular) == 0 || has_closed_seam_fans(v);
+  }
   void add_attributes(std::uint32_t v, bool anew);
   void sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, float* variation);
   void start_seam_wedges(std::uint32_t v);

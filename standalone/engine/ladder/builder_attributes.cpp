@@ -46,6 +46,60 @@ void LadderBuilder::start_seam_wedges(std::uint32_t v) {
   }
 }
 
+// Adds features and attributes to the first sums. The gradients of a face are worked out once for the corners that are
+// in one stretch of vertices, which stays near the processor.
+void LadderBuilder::sum_attributed_stars() {
+  constexpr std::uint32_t kStretch = 512;
+  // Places of faces count on from stretch to stretch, so that those of earlier ones are told by being lower.
+  std::vector<std::uint32_t> places(attribute_values_.empty() ? 0 : records_.face_count(), 0);
+  std::vector<AttributeFace> faces;
+  std::vector<FaceGradients> rows;
+  std::vector<std::uint32_t> regular, star_places;
+  std::uint32_t begin_place = 1;
+  for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
+    auto const mesh = static_cast<std::uint32_t>(m);
+    std::uint32_t const kinds = attribute_values_.empty() ? 0 : attributes_.kinds(mesh);
+    for (std::uint32_t begin = vertex_base_[m]; begin < vertex_base_[m + 1]; begin += kStretch) {
+      regular.clear();
+      std::size_t entry_count = 0;
+      for (std::uint32_t v = begin; v < std::min(begin + kStretch, vertex_base_[m + 1]); ++v) {
+        if (!is_regular(v)) {
+          refresh(v, true);
+        } else if (kinds != 0) {
+          regular.push_back(v);
+          entry_count += stars_.vertex(v).star_count;
+        }
+      }
+      if (entry_count == 0) continue;
+      if (star_places.size() < entry_count) {
+        star_places.resize(entry_count);
+        faces.resize(entry_count);
+      }
+      std::uint32_t count = 0;
+      std::uint32_t* star_place = star_places.data();
+      for (std::uint32_t const v : regular) {
+        for (StarEntry const& entry : std::as_const(stars_).star(v)) {
+          std::uint32_t& place = places[entry.face()];
+          if (place < begin_place) {
+            faces[count] = attribute_face(v, entry);
+            place = begin_place + count++;
+          }
+          *star_place++ = place - begin_place;
+        }
+      }
+      if (rows.size() < count + kMaxLanes) rows.resize(count + kMaxLanes);
+      attribute_kernels_.face_gradients[kinds](faces.data(), count, attributes_.scale(mesh), rows.data());
+      star_place = star_places.data();
+      for (std::uint32_t const v : regular) {
+        Vertex& vertex = stars_.vertex(v);
+        attribute_kernels_.add_row_variation(rows.data(), star_place, vertex.star_count, vertex.quadric);
+        star_place += vertex.star_count;
+      }
+      begin_place += count;
+    }
+  }
+}
+
 AttributeRow LadderBuilder::attribute_row(std::uint32_t v, std::uint32_t wedge) const {
   AttributeRow row = WedgeAttributes::values(records_, wedge);
   Vertex const& vertex = stars_.vertex(v);
@@ -94,11 +148,9 @@ LadderBuilder::SeamState LadderBuilder::seam_state(std::uint32_t v) const {
   return state;
 }
 
-// Whether all faces around v lie in closed fans of one orientation, as far as that is known.
-bool LadderBuilder::has_closed_fans(std::uint32_t v) const {
-  std::uint8_t const flags = stars_.vertex(v).flags;
-  if ((flags & kIrregular) == 0) return true;
-  return !attribute_values_.empty() && (flags & kOneWedge) == 0 && seam_state(v).closed_fans != 0;
+// Whether all faces around v, which is irregular, lie in closed fans of one orientation, as far as that is known.
+bool LadderBuilder::has_closed_seam_fans(std::uint32_t v) const {
+  return !attribute_values_.empty() && (stars_.vertex(v).flags & kOneWedge) == 0 && seam_state(v).closed_fans != 0;
 }
 
 // Adds what attributes say to the quadric of v. `anew`: whether that is worked out again where it is known, which it is

@@ -137,12 +137,12 @@ void LadderBuilder::sum_stars(std::span<std::uint32_t const> triangles) {
   }
   add_face_terms(triangles);
   if (records_.attributed) start_attributes();
+  if (records_.attributed) {
+    sum_attributed_stars();
+    return;
+  }
   for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
-    if (is_regular(v)) {
-      add_attributes(v, true);
-    } else {
-      refresh(v, true);
-    }
+    if (!is_regular(v)) refresh(v, true);
   }
 }
 

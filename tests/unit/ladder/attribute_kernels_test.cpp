@@ -76,6 +76,17 @@ TEST_P(AnyAttributeKernels, NeitherWidthNorTheWayOfNamingCornersShows) {
         other.add_star_variation[kinds](rows[2], faces.fan.faces, count, kScale, quadrics[3]);
         for (int i = 1; i < 4; ++i) ASSERT_TRUE(same_bits(quadrics[0], quadrics[i], 6)) << "seed " << seed;
 
+        std::vector<FaceGradients> gradients[2];
+        for (std::vector<FaceGradients>& some : gradients) some.resize(kMostFaces + kMaxLanes);
+        narrow.face_gradients[kinds](faces.named.data(), count, kScale, gradients[0].data());
+        other.face_gradients[kinds](faces.named.data(), count, kScale, gradients[1].data());
+        ASSERT_TRUE(same_bits(gradients[0].data(), gradients[1].data(), count)) << "seed " << seed;
+        std::vector<std::uint32_t> places;
+        for (std::uint32_t i = 0; i < count; ++i) places.push_back((i * 5 + seed) % count);
+        narrow.add_row_variation(gradients[0].data(), places.data(), count, quadrics[0]);
+        other.add_row_variation(gradients[0].data(), places.data(), count, quadrics[1]);
+        ASSERT_TRUE(same_bits(quadrics[0], quadrics[1], 6)) << "seed " << seed;
+
         std::vector<ForetoldRow> foretold[4];
         for (std::vector<ForetoldRow>& some : foretold) some.resize(kMostFaces + kMaxLanes);
         FanForecast forecasts[2];
@@ -149,6 +160,30 @@ TEST(AttributeKernelsTest, TellsMeanGradientsInTheAttributesOwnUnits) {
   EXPECT_NEAR(means.along[0][4], -1, 1e-5);
   EXPECT_NEAR(means.weights[4], 6 * kNormalFaceWeight, 1e-5);
   EXPECT_NEAR(means.along[0][1], 3, 1e-5) << "what was known of UVs stays";
+}
+
+TEST(AttributeKernelsTest, FacesByThemselvesVaryAsTheirStarDoes) {
+  std::mt19937 random(5);
+  Hexagon hexagon;
+  for (AttributeRow& row : hexagon.rows) {
+    for (float& value : row.values) value = static_cast<float>(random() % 1024) / 512;
+    row.position[2] = static_cast<float>(random() % 1024) / 2048;
+  }
+  // Each face from another corner: it says the same, wherever it is seen from.
+  std::vector<AttributeFace> faces;
+  for (std::size_t i = 0; i < 6; ++i) {
+    AttributeRow const* const corners[3] = {&hexagon.rows[6], &hexagon.rows[i], &hexagon.rows[(i + 1) % 6]};
+    faces.push_back({{corners[i % 3], corners[(i + 1) % 3], corners[(i + 2) % 3]}});
+  }
+  std::vector<std::uint32_t> const places = {3, 1, 5, 0, 2, 4};
+  for (std::uint32_t const kinds : {std::uint32_t{kUvs}, std::uint32_t{kNormals}, kUvs | kNormals}) {
+    std::vector<FaceGradients> rows(6 + kMaxLanes);
+    attribute_kernels().face_gradients[kinds](faces.data(), 6, kScale, rows.data());
+    std::vector<float> quadric(6, 0.0F);
+    attribute_kernels().add_row_variation(rows.data(), places.data(), 6, quadric.data());
+    std::vector<float> const expected = hexagon.variation(kinds);
+    for (std::size_t i = 0; i < 6; ++i) EXPECT_NEAR(quadric[i], expected[i], 1e-5F) << "kinds " << kinds;
+  }
 }
 
 TEST(AttributeKernelsTest, AFoldVariesAcrossItself) {
