@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <numeric>
+#include <random>
 
 #include "tests/unit/deviation/collapsing_mesh.h"
 
@@ -112,6 +114,102 @@ TEST(PatchOverlay, DeclinesWhatFloatsCannotTell) {
   EXPECT_FALSE(q.overlay.start(q.slots, q.fresh, 0));
   EXPECT_FALSE(q.overlay.start({}, q.fresh, 1));
   EXPECT_FALSE(q.overlay.start(q.slots, {}, 1));
+}
+
+// A triangle anywhere in space and a new one, larger or smaller, at a distance above it, which floats do not tell
+// exactly.
+struct Above {
+  Mesh mesh;
+  std::vector<CoverTriangle> fresh;
+  double distance = 0;       // of the original's corner that is farthest
+  double distance_back = 0;  // of the new face's
+
+  Above(std::uint32_t seed, double size) {
+    std::mt19937 random(seed);
+    auto const unit = [&random] { return static_cast<double>(random() % 65536) / 65536; };
+    auto const direction = [&] { return Vec{unit() - 0.5, unit() - 0.5, unit() - 0.5}; };
+    Vec const first = direction();
+    Vec const up = cross(first, direction());
+    Vec const along = (1 / length(first)) * first;
+    Vec const normal = (1 / length(up)) * up;
+    Vec const across = cross(normal, along);
+    Vec const middle = 10 * direction();
+    double const height = 0.01 + 0.01 * unit();
+    Vec above[3];
+    for (std::size_t k = 0; k < 3; ++k) {
+      double const angle = 2.0 * static_cast<double>(k) + 0.5 * unit();
+      Vec const spoke = std::cos(angle) * along + std::sin(angle) * across;
+      Vec const p = middle + spoke;
+      mesh.add_point(p.x, p.y, p.z);
+      above[k] = middle + size * spoke + height * normal;
+    }
+    mesh.add_face(0, 1, 2);
+    fresh.push_back({TriangleFrame(above[0], above[1], above[2]), 0, 1});
+    for (std::uint32_t k = 0; k < 3; ++k) {
+      Vec const p = load(&mesh.positions[std::size_t{3} * k]);
+      Vec const corners[] = {load(mesh.positions.data()), load(&mesh.positions[3]), load(&mesh.positions[6])};
+      distance_back = std::max(distance_back,
+                               std::sqrt(squared_distance_to_triangle(above[k], corners[0], corners[1], corners[2])));
+      distance = std::max(distance, std::sqrt(squared_distance_to_triangle(p, above[0], above[1], above[2])));
+    }
+  }
+};
+
+// Radii by less than a rounding of floats beside the distance.
+TEST(PatchOverlay, TakesOffWhatFloatsHide) {
+  std::uint32_t asked = 0;
+  for (std::uint32_t seed = 1; seed <= 2000; ++seed) {
+    Above const above(seed, 3);
+    TriangleBvh const original(above.mesh.positions, above.mesh.faces);
+    PatchOverlay overlay(original, above.mesh.faces);
+    std::vector<std::uint32_t> const slots{0};
+    std::size_t i = 0;
+    std::size_t k = 0;
+    if (overlay.start(slots, above.fresh, above.distance * (1 - 1e-8))) {
+      ++asked;
+      ASSERT_EQ(overlay.cover(0).count, 0U) << "seed " << seed << ": beyond the radius";
+      ASSERT_TRUE(overlay.needs_others());
+      Vec low;
+      Vec high;
+      overlay.bounds_of_far(low, high);
+      bool outside = false;
+      for (std::uint32_t corner = 0; corner < 3; ++corner) {
+        Vec const p = load(&above.mesh.positions[std::size_t{3} * corner]);
+        bool const is_far = std::sqrt(above.fresh[0].frame.squared_distance(p)) > above.distance * (1 - 1e-8);
+        bool const in_box =
+            low.x <= p.x && p.x <= high.x && low.y <= p.y && p.y <= high.y && low.z <= p.z && p.z <= high.z;
+        outside |= is_far && !in_box;
+      }
+      ASSERT_FALSE(outside) << "seed " << seed << ": a far corner is beside the box of far corners";
+    }
+    if (overlay.start(slots, above.fresh, above.distance * (1 + 1e-8))) {
+      ASSERT_FALSE(overlay.find_beyond(i, k)) << "seed " << seed << ": within the radius";
+    }
+    if (overlay.start(slots, above.fresh, above.distance * 1.1)) {
+      PatchOverlay::Cover const cover = overlay.cover(0);
+      ASSERT_EQ(cover.count, 1U);
+      ASSERT_GE(cover.distance, above.distance) << "seed " << seed;
+    }
+    if (overlay.start(slots, above.fresh, above.distance * 0.9)) {
+      ASSERT_TRUE(overlay.find_beyond(i, k)) << "seed " << seed;
+    }
+  }
+  EXPECT_GT(asked, 1000U);
+}
+
+TEST(PatchOverlay, BoundsOfFacesHoldWhatFloatsHide) {
+  std::uint32_t settled = 0;
+  for (std::uint32_t seed = 1; seed <= 2000; ++seed) {
+    Above const above(seed, 0.3);
+    TriangleBvh const original(above.mesh.positions, above.mesh.faces);
+    PatchOverlay overlay(original, above.mesh.faces);
+    std::vector<std::uint32_t> const slots{0};
+    ASSERT_TRUE(overlay.start(slots, above.fresh, 2));
+    double const bound = overlay.distance_of_face(0);
+    settled += std::isfinite(bound) ? 1U : 0U;
+    ASSERT_GE(bound, above.distance_back) << "seed " << seed;
+  }
+  EXPECT_GT(settled, 1000U);
 }
 
 TEST(PatchOverlay, FacesWithoutAreaSettleNothing) {
