@@ -26,6 +26,13 @@ struct OneWedgeFan {
   float place[3];
 };
 
+// The same of faces that name their corners, each from the end that it is around.
+struct NamedFan {
+  AttributeFace const* faces;
+  std::uint32_t of_a, surviving, count;
+  float place[3];
+};
+
 // What the faces of a fan say of the merged vertex.
 struct FanForecast {
   ForetoldRow of_a, of_b;  // sums over the faces around each end
@@ -51,6 +58,7 @@ struct AttributeKernels {
   void (*foretell[4])(float const* place, AttributeFace const* faces, std::uint32_t count, ForetoldRow* rows);
   // The same for a fan, summed. `rows`: scratch, with room for full lanes.
   void (*foretell_fan[4])(OneWedgeFan const& fan, ForetoldRow* rows, FanForecast& forecast);
+  void (*foretell_named_fan[4])(NamedFan const& fan, ForetoldRow* rows, FanForecast& forecast);
 };
 
 // The fastest that this machine runs.

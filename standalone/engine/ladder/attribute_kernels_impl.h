@@ -372,9 +372,36 @@ struct RowParts {
   }
 };
 
+// Sums what the faces of a fan foretell, and bounds the values around it: those at one of its ends, and those that
+// `visit_corners` shows a visitor, by the number of a face.
+template <int width, typename Fan, typename Corners>
+inline __attribute__((always_inline)) void sum_fan(Fan const& fan, ForetoldRow const* rows, AttributeRow const& end,
+                                                   FanForecast& forecast, Corners const& visit_corners) {
+  using F = FloatLanes<width>;
+  RowParts<width> of_a(ForetoldRow{}), of_b(ForetoldRow{});
+  for (std::uint32_t i = 0; i < fan.of_a; ++i) of_a.add(rows[i]);
+  for (std::uint32_t i = fan.of_a; i < fan.surviving; ++i) of_b.add(rows[i]);
+  // Faces on the edge belong to both ends.
+  for (std::uint32_t i = fan.surviving; i < fan.count; ++i) of_a.add(rows[i]), of_b.add(rows[i]);
+  RowParts<width> low(end), high(end);
+  for (std::uint32_t i = 0; i < fan.count; ++i) {
+    visit_corners(i, [&](AttributeRow const& row) {
+      RowParts<width> const values(row);
+      for (int k = 0; k < 8 / width; ++k) {
+        F const value = values.parts[k];
+        low.parts[k] = smaller(low.parts[k], value);
+        high.parts[k] = larger(high.parts[k], value);
+      }
+    });
+  }
+  of_a.store(forecast.of_a);
+  of_b.store(forecast.of_b);
+  low.store(forecast.low);
+  high.store(forecast.high);
+}
+
 template <int width, unsigned kinds>
 void foretell_fan(OneWedgeFan const& fan, ForetoldRow* rows, FanForecast& forecast) {
-  using F = FloatLanes<width>;
   using M = MaskLanes<width>;
   VectorLanes<width> const goal = {all<width>(fan.place[0]), all<width>(fan.place[1]), all<width>(fan.place[2])};
   AttributeRow const& at_a = fan.faces.rows[fan.a];
@@ -396,26 +423,19 @@ void foretell_fan(OneWedgeFan const& fan, ForetoldRow* rows, FanForecast& foreca
     corners.load(first, 2, previous);
     foretell_lanes<width, kinds>(goal, corner, next, previous, rows + first);
   }
-  RowParts<width> of_a(ForetoldRow{}), of_b(ForetoldRow{});
-  for (std::uint32_t i = 0; i < fan.of_a; ++i) of_a.add(rows[i]);
-  for (std::uint32_t i = fan.of_a; i < fan.surviving; ++i) of_b.add(rows[i]);
-  // Faces on the edge belong to both ends.
-  for (std::uint32_t i = fan.surviving; i < fan.count; ++i) of_a.add(rows[i]), of_b.add(rows[i]);
-  RowParts<width> low(at_a), high(at_a);
-  for (std::uint32_t i = 0; i < fan.count; ++i) {
-    for (std::uint32_t const v : {fan.faces.entries[i].next, fan.faces.entries[i].previous}) {
-      RowParts<width> const values(fan.faces.rows[v]);
-      for (int k = 0; k < 8 / width; ++k) {
-        F const value = values.parts[k];
-        low.parts[k] = smaller(low.parts[k], value);
-        high.parts[k] = larger(high.parts[k], value);
-      }
-    }
-  }
-  of_a.store(forecast.of_a);
-  of_b.store(forecast.of_b);
-  low.store(forecast.low);
-  high.store(forecast.high);
+  sum_fan<width>(fan, rows, at_a, forecast, [&](std::uint32_t i, auto const& visit) {
+    visit(fan.faces.rows[fan.faces.entries[i].next]);
+    visit(fan.faces.rows[fan.faces.entries[i].previous]);
+  });
+}
+
+template <int width, unsigned kinds>
+void foretell_named_fan(NamedFan const& fan, ForetoldRow* rows, FanForecast& forecast) {
+  foretell<width, kinds>(fan.place, fan.faces, fan.count, rows);
+  sum_fan<width>(fan, rows, *fan.faces[fan.count - 1].corners[0], forecast, [&](std::uint32_t i, auto const& visit) {
+    visit(*fan.faces[i].corners[1]);
+    visit(*fan.faces[i].corners[2]);
+  });
 }
 
 template <int width>
@@ -427,7 +447,9 @@ constexpr AttributeKernels all_attribute_kernels() {
       {nullptr, face_gradients<width, kUvs>, face_gradients<width, kNormals>, face_gradients<width, kBoth>},
       add_row_variation<width>,
       {nullptr, foretell<width, kUvs>, foretell<width, kNormals>, foretell<width, kBoth>},
-      {nullptr, foretell_fan<width, kUvs>, foretell_fan<width, kNormals>, foretell_fan<width, kBoth>}};
+      {nullptr, foretell_fan<width, kUvs>, foretell_fan<width, kNormals>, foretell_fan<width, kBoth>},
+      {nullptr, foretell_named_fan<width, kUvs>, foretell_named_fan<width, kNormals>,
+       foretell_named_fan<width, kBoth>}};
 }
 
 }  // namespace

@@ -60,6 +60,12 @@ class LadderBuilder {
     std::uint32_t closed_fans = 0;
     std::uint32_t unused = 0;
   };
+  // A wedge of a star: its attributes, and the place of the first that has the same value.
+  struct SeamOwn {
+    AttributeRow const* row;
+    std::uint32_t wedge;
+    std::uint32_t group;
+  };
   // An edge of a star that is to stay where it is, or whose two faces are turned against each other.
   struct Feature {
     std::uint32_t neighbour;
@@ -252,12 +258,12 @@ class LadderBuilder {
   std::vector<ForetoldRow> foretold_;           // per face of the fan
   std::vector<StarEntry> star_faces_;           // those of a star, and kMaxLanes copies of the last
   std::vector<AttributeFace> face_group_;
-  std::vector<std::uint32_t> group_wedges_;
-  std::vector<std::uint8_t> grouped_;  // per face of a star
-  float attribute_cost_ = 0;           // what attributes add to the key of the edge at hand
-  bool single_wedges_ = false;         // each end of the edge at hand has one wedge, and they become one
-  bool all_one_wedge_ = false;         // and all vertices around them have
-  AttributeRow merged_values_;         // its attributes
+  std::vector<SeamOwn> star_wedges_;        // of a star
+  std::vector<std::uint32_t> own_of_face_;  // per face of a star: place among them
+  float attribute_cost_ = 0;                // what attributes add to the key of the edge at hand
+  bool single_wedges_ = false;              // each end of the edge at hand has one wedge, and they become one
+  bool all_one_wedge_ = false;              // and all vertices around them have
+  AttributeRow merged_values_;              // its attributes
   WedgeMerge merge_;
   Point place_point_{};  // the new place as it will be written
   std::vector<std::uint32_t> removed_faces_, neighbour_faces_;

@@ -196,32 +196,47 @@ void LadderBuilder::sum_wedge_variations(std::uint32_t v, std::span<StarEntry co
   list_attribute_faces(v, star);
   std::size_t const count = star.size();
   AttributeFace const* const faces = attribute_faces_.data();
+  // The wedges, by the attributes that faces name, each with the first that has the same value.
+  std::vector<SeamOwn>& owns = star_wedges_;
+  owns.clear();
+  own_of_face_.resize(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    AttributeRow const* const row = faces[i].corners[0];
+    std::uint32_t own = 0;
+    while (own < owns.size() && owns[own].row != row) ++own;
+    if (own == owns.size()) owns.push_back({row, attributes_.wedge(star[i].face(), star[i].corner()), own});
+    own_of_face_[i] = own;
+  }
   for (std::uint32_t const kind : {kUvs, kNormals}) {
     if ((kinds & kind) == 0) continue;
-    grouped_.assign(count, 0);
-    for (std::size_t first = 0; first < count; ++first) {
-      if (grouped_[first] != 0) continue;
-      AttributeRow const& corner = *faces[first].corners[0];
-      face_group_.clear();
-      group_wedges_.clear();
-      AttributeRow const* last = nullptr;
-      for (std::size_t i = first; i < count; ++i) {
-        AttributeRow const* const own = faces[i].corners[0];
-        if (grouped_[i] != 0 || (own != &corner && !WedgeAttributes::agree(corner, *own, kind))) continue;
-        grouped_[i] = 1;
-        face_group_.push_back(faces[i]);
-        if (own == last) continue;
-        last = own;
-        std::uint32_t const wedge = attributes_.wedge(star[i].face(), star[i].corner());
-        if (std::ranges::find(group_wedges_, wedge) == group_wedges_.end()) group_wedges_.push_back(wedge);
+    std::uint32_t groups = 0;
+    for (std::uint32_t own = 0; own < owns.size(); ++own) {
+      std::uint32_t group = 0;
+      while (group < own && !WedgeAttributes::agree(*owns[group].row, *owns[own].row, kind)) ++group;
+      owns[own].group = group;
+      groups += group == own ? 1U : 0U;
+    }
+    for (std::uint32_t group = 0; group < owns.size(); ++group) {
+      if (owns[group].group != group) continue;
+      AttributeFace const* group_faces = faces;
+      std::size_t group_size = count;
+      if (groups > 1) {
+        face_group_.clear();
+        for (std::size_t i = 0; i < count; ++i) {
+          if (owns[own_of_face_[i]].group == group) face_group_.push_back(faces[i]);
+        }
+        group_faces = face_group_.data();
+        group_size = face_group_.size();
       }
       MeanGradients means;
-      attribute_kernels_.add_variation[kind](corner, face_group_.data(), static_cast<std::uint32_t>(face_group_.size()),
+      attribute_kernels_.add_variation[kind](*owns[group].row, group_faces, static_cast<std::uint32_t>(group_size),
                                              attributes_.scale(mesh), variation, &means);
       // Each wedge answers for its share.
-      float const share = 1.0F / static_cast<float>(group_wedges_.size());
-      for (std::uint32_t const wedge : group_wedges_) {
-        WedgeAttributes::set_gradients(means, kind, share, attributes_.seam_wedge(wedge).gradients);
+      auto const members = std::ranges::count(owns, group, &SeamOwn::group);
+      for (SeamOwn const& own : owns) {
+        if (own.group != group) continue;
+        WedgeAttributes::set_gradients(means, kind, 1.0F / static_cast<float>(members),
+                                       attributes_.seam_wedge(own.wedge).gradients);
       }
     }
   }
@@ -261,12 +276,11 @@ bool LadderBuilder::merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint3
   }
   if (single_wedges_) {
     if (kinds == 0) {
-      std::fill_n(foretold_.begin(), fan_.count, ForetoldRow{});
+      forecast.of_a = forecast.of_b = {};
     } else if (!all_one_wedge_) {
-      float const goal[3] = {place.x, place.y, place.z};
-      attribute_kernels_.foretell[kinds](goal, faces, fan_.count, foretold_.data());
+      NamedFan const fan = {faces, fan_.of_a, fan_.surviving, fan_.count, {place.x, place.y, place.z}};
+      attribute_kernels_.foretell_named_fan[kinds](fan, foretold_.data(), forecast);
     }
-    if (!all_one_wedge_) WedgeAttributes::sum(foretold_.data(), faces, fan_.of_a, fan_.surviving, fan_.count, forecast);
     merge_single_wedges(mesh, forecast, kept);
     return !check_uvs || !WedgeAttributes::turns_uv_over(std::span(faces, fan_.surviving), merged_values_.values);
   }

@@ -101,10 +101,6 @@ ForetoldRow foretell(SeamWedge const& wedge, float const* place) {
   foretold.unused = 0;
   return foretold;
 }
-void widen(AttributeRow const& low, AttributeRow const& high, AttributeRow& to_low, AttributeRow& to_high) {
-  combine(to_low, low, [](Lanes a, Lanes b) { return b < a ? b : a; });
-  combine(to_high, high, [](Lanes a, Lanes b) { return b > a ? b : a; });
-}
 
 }  // namespace
 
@@ -213,17 +209,6 @@ bool WedgeAttributes::turns_uv_over(std::span<AttributeFace const> faces, float 
 
 bool WedgeAttributes::agree(AttributeRow const& a, AttributeRow const& b, std::uint32_t kinds) {
   return ((kinds & kUvs) == 0 || same(a, b, 0)) && ((kinds & kNormals) == 0 || same(a, b, 1));
-}
-
-void WedgeAttributes::sum(ForetoldRow const* foretold, AttributeFace const* faces, std::uint32_t of_a,
-                          std::uint32_t surviving, std::uint32_t count, FanForecast& forecast) {
-  forecast.of_a = forecast.of_b = {};
-  forecast.low = forecast.high = *faces[0].corners[0];
-  for (std::uint32_t i = 0; i < count; ++i) {
-    if (i < of_a || i >= surviving) add(foretold[i], forecast.of_a);
-    if (i >= of_a) add(foretold[i], forecast.of_b);
-    for (AttributeRow const* const values : faces[i].corners) widen(*values, *values, forecast.low, forecast.high);
-  }
 }
 
 SeamWedge& WedgeAttributes::add_seam_wedge(std::uint32_t wedge) {

@@ -94,9 +94,6 @@ class WedgeAttributes {
   // Whether two rows have the same values of some kinds.
   static bool agree(AttributeRow const& a, AttributeRow const& b, std::uint32_t kinds);
   static void add(ForetoldRow const& other, ForetoldRow& row);
-  // What the faces of a fan foretell, summed.
-  static void sum(ForetoldRow const* foretold, AttributeFace const* faces, std::uint32_t of_a, std::uint32_t surviving,
-                  std::uint32_t count, FanForecast& forecast);
   // Makes the normal of a row a unit one; false where it has no direction.
   static bool normalise(AttributeRow& row);
 

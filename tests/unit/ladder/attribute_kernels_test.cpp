@@ -89,7 +89,7 @@ TEST_P(AnyAttributeKernels, NeitherWidthNorTheWayOfNamingCornersShows) {
 
         std::vector<ForetoldRow> foretold[4];
         for (std::vector<ForetoldRow>& some : foretold) some.resize(kMostFaces + kMaxLanes);
-        FanForecast forecasts[2];
+        FanForecast forecasts[4];
         narrow.foretell[kinds](faces.fan.place, faces.named.data(), count, foretold[0].data());
         other.foretell[kinds](faces.fan.place, faces.named.data(), count, foretold[1].data());
         narrow.foretell_fan[kinds](faces.fan, foretold[2].data(), forecasts[0]);
@@ -98,6 +98,18 @@ TEST_P(AnyAttributeKernels, NeitherWidthNorTheWayOfNamingCornersShows) {
           ASSERT_TRUE(same_bits(foretold[0].data(), foretold[i].data(), count)) << "seed " << seed << ", way " << i;
         }
         ASSERT_TRUE(same_bits(&forecasts[0], &forecasts[1], 1)) << "seed " << seed;
+        OneWedgeFan const& fan = faces.fan;
+        NamedFan const named = {
+            faces.named.data(), fan.of_a, fan.surviving, count, {fan.place[0], fan.place[1], fan.place[2]}};
+        narrow.foretell_named_fan[kinds](named, foretold[2].data(), forecasts[2]);
+        other.foretell_named_fan[kinds](named, foretold[3].data(), forecasts[3]);
+        ASSERT_TRUE(same_bits(&forecasts[2], &forecasts[3], 1)) << "seed " << seed;
+        ASSERT_TRUE(same_bits(&forecasts[2].of_a, &forecasts[0].of_a, 1)) << "seed " << seed;
+        ASSERT_TRUE(same_bits(&forecasts[2].of_b, &forecasts[0].of_b, 1)) << "seed " << seed;
+        // Of random faces the last need not be one of the first end.
+        if (fan.surviving < count) {
+          ASSERT_TRUE(same_bits(&forecasts[2].low, &forecasts[0].low, 1)) << "seed " << seed;
+        }
       }
     }
   }
