@@ -11,6 +11,19 @@
 
 namespace mirel::engine {
 
+namespace {
+
+// Set aside, stars of so many faces are asked only now and then whether one of their edges has become legal: each has
+// to be tried against all the faces.
+constexpr std::uint32_t kLargeStar = 64;
+
+// What takes the time of a whole star is done some eight times until half of its faces are gone.
+std::uint32_t pause_of(std::uint32_t faces) {
+  return std::max(std::bit_floor(faces) / 8, 1U);
+}
+
+}  // namespace
+
 std::uint32_t LadderBuilder::new_node(std::uint32_t lowest) {
   std::uint32_t const node = records_.node_count();
   records_.parent.push_back(kNone);
@@ -133,9 +146,8 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   if (ring_irregular) {
     for (std::uint32_t const v : ring_) {
       Vertex const& neighbour = stars_.vertex(v);
-      // The sums of hubs are changed like those of others, and made anew only now and then: some eight times until half
-      // of the faces are gone.
-      std::uint32_t const pause = std::max(Stars::kHub, std::bit_floor(neighbour.star_count) / 8);
+      // The sums of hubs are changed like those of others, and made anew only now and then.
+      std::uint32_t const pause = std::max(Stars::kHub, pause_of(neighbour.star_count));
       bool const due = !stars_.is_hub(v) || neighbour.star_count % pause < 2;
       if (is_to_be_refreshed(v) && due) refresh(v, false);
     }
@@ -159,7 +171,9 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   ring.swap(ring_);
   file_later(kept);
   for (std::uint32_t const v : ring) {
-    if (stars_.vertex(v).bucket == kSetAside) wake(v);
+    std::uint32_t const faces = stars_.vertex(v).star_count;
+    bool const due = faces < kLargeStar || faces % pause_of(faces) < 2;
+    if (stars_.vertex(v).bucket == kSetAside && due) wake(v);
   }
   ring_.swap(ring);
 }

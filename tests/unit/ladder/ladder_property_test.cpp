@@ -98,6 +98,29 @@ WedgeMesh attributed_grid(std::uint32_t cells, std::uint32_t seed) {
 
 enum class Hub { kBipyramid, kDrum, kHalfDisc };
 
+// Faces around one vertex whose far corners lie in and out by turns (`folds` 0), or anywhere: most are folded over
+// others.
+WedgeMesh folded_fan(std::uint32_t faces, std::uint32_t folds, bool closed) {
+  Random random{folds};
+  std::vector<float> positions = {0, 0, 0};
+  std::vector<std::uint32_t> triangles;
+  for (std::uint32_t i = 0; i < faces; ++i) {
+    double const angle = 6.283185307179586 * i / faces;
+    double const radius = i % 2 == 0 ? 1 : 0.1;
+    auto const x = static_cast<float>(radius * std::cos(angle));
+    auto const y = static_cast<float>(radius * std::sin(angle));
+    if (folds == 0) {
+      positions.insert(positions.end(), {x, y, 0});
+    } else {
+      positions.insert(positions.end(), {2 * random.unit() - 1, 2 * random.unit() - 1, 0});
+    }
+    triangles.insert(triangles.end(), {0, 1 + i, 1 + (i + 1) % faces});
+    if (closed) triangles.insert(triangles.end(), {faces + 1, 1 + (i + 1) % faces, 1 + i});
+  }
+  if (closed) positions.insert(positions.end(), {0, 0, 1e-3F});
+  return test::from_triangles(positions, triangles);
+}
+
 // Vertices with `spokes` faces each.
 WedgeMesh hub_mesh(Hub kind, std::uint32_t spokes) {
   std::vector<float> positions = {0, 0, 1, 0, 0, -1};
@@ -302,6 +325,21 @@ TEST(LadderPropertyTest, DenseSoupsKeepTheirBoundaries) {
     }
   }
   EXPECT_GT(closed, 100U);
+}
+
+// Each collapse there changes all the faces of a large star, whose other edges are refused again and again.
+TEST(LadderPropertyTest, FoldedFansKeepTheLaws) {
+  for (std::uint32_t const faces : {60U, 64U, 130U, 300U}) {
+    for (std::uint32_t folds = 0; folds < 3; ++folds) {
+      for (bool const closed : {false, true}) {
+        SCOPED_TRACE(std::to_string(faces) + " faces, folds " + std::to_string(folds));
+        WedgeMesh const mesh = folded_fan(faces, folds, closed);
+        expect_laws(mesh, faces, 10);
+        auto const ladder = build(mesh);
+        EXPECT_LE(ladder->face_count(ladder->step_count()), folds == 0 ? 4U : faces);
+      }
+    }
+  }
 }
 
 TEST(LadderPropertyTest, HubsKeepTheLawsAndGo) {
