@@ -244,7 +244,8 @@ class LadderBuilder {
   std::uint32_t pending_count_ = 0;
   Neighbours own_neighbours_, other_neighbours_;  // of the first and the second end, once they are asked for
   bool neighbours_known_ = false;
-  bool free_slivers_ = false;  // `check` lets slivers become worse
+  std::uint32_t own_listed_ = kNone;  // whose neighbours the first list holds, until a step is made
+  bool free_slivers_ = false;         // `check` lets slivers become worse
   Fan fan_{};
   std::vector<StarEntry> fan_faces_;
   std::vector<FaceRow> fan_changes_;

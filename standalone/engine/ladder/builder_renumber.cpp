@@ -24,6 +24,7 @@ void move_down(std::vector<Value>& values, std::span<std::uint32_t const> live) 
 }  // namespace
 
 void LadderBuilder::renumber_vertices() {
+  own_listed_ = kNone;
   std::uint32_t const slots = stars_.vertex_count();
   // Which are alive cannot be foreseen: no branches.
   std::vector<std::uint32_t> numbers(slots);

@@ -153,7 +153,9 @@ bool LadderBuilder::has_sliver(std::uint32_t v) const {
 void LadderBuilder::list_both_neighbours() {
   if (neighbours_known_) return;
   neighbours_known_ = true;
-  list_neighbours(stars_, fan_.a, own_neighbours_);
+  // The edges of a vertex are mostly tried one after the other.
+  if (own_listed_ != fan_.a) list_neighbours(stars_, fan_.a, own_neighbours_);
+  own_listed_ = fan_.a;
   list_neighbours(stars_, fan_.b, other_neighbours_);
 }
 

@@ -179,6 +179,7 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
 }
 
 void LadderBuilder::finish_step() {
+  own_listed_ = kNone;
   records_.face_count_at.push_back(live_faces_);
   records_.node_count_at.push_back(records_.node_count());
   if (options_.tolerance > 0) {

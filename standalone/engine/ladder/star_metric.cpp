@@ -104,9 +104,18 @@ void list_neighbours(Stars const& stars, std::uint32_t v, Neighbours& neighbours
     // Short lists keep the order of the star.
     std::uint32_t kept = 0;
     for (std::uint32_t i = 0; i < count; ++i) {
-      bool seen = false;
-      for (std::uint32_t k = 0; k < kept; ++k) seen |= ids[k] == ids[i];
-      if (!seen) ids[kept++] = ids[i];
+      // Four at a time; those behind the last do not count.
+      LaneMask found = {};
+      LaneMask place = {0, 1, 2, 3};
+      for (std::uint32_t k = 0; k < kept; k += 4) {
+        LaneMask four;
+        std::memcpy(&four, ids + k, sizeof(four));
+        found |= (four == static_cast<std::int32_t>(ids[i])) & (place < static_cast<std::int32_t>(kept));
+        place += 4;
+      }
+      bool const seen = (found[0] | found[1] | found[2] | found[3]) != 0;
+      ids[kept] = seen ? ids[kept] : ids[i];
+      kept += seen ? 0U : 1U;
     }
     neighbours.count = kept;
   } else {
