@@ -20,6 +20,8 @@ constexpr float kDeviationHistory = 0.3F;
 constexpr float kFlatStar = 0.9F;
 // Sum of the traces of two regular stars of mean faces: 17.
 constexpr float kSmallStars = 8;
+// Times the mean face size and kTurns: what faces that turn cost. More costs mean error.
+constexpr float kTurnWeight = 0.3F;
 
 // Deviations below this come from rounding as well as from the collapse.
 constexpr float kNoise = 4e-6F;
@@ -55,7 +57,7 @@ float LadderBuilder::noise_key() const {
 // The key of the collapse that `check` has just allowed, which so far is that of the two quadrics: with what attributes
 // add to it, and at least what its deviation asks for.
 float LadderBuilder::final_key(float key, std::uint32_t a, std::uint32_t b) const {
-  key += attribute_cost_;
+  key += attribute_cost_ + kTurnWeight * face_size_ * merged_sums_.values[kTurns];
   Vertex const& va = stars_.vertex(a);
   Vertex const& vb = stars_.vertex(b);
   float const trace_a = trace(va);

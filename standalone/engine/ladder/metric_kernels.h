@@ -42,6 +42,9 @@ struct CheapestEdge {
 struct FaceRow {
   float values[12];
 };
+// In the sums of a merged vertex: over its faces, the length of the cross product times 1 less the cosine of the face's
+// turn.
+inline constexpr std::size_t kTurns = 0;
 
 // A fan: the faces of two stars, seen from the ends a and b of an edge.
 struct Fan {
@@ -82,7 +85,8 @@ struct MetricKernels {
   void (*evaluate_edges)(Vertex const* vertices, std::uint32_t const* from, std::uint32_t const* to,
                          std::uint32_t count, EdgeArrays const& out);
   // Tests a fan and fills, for each of its faces, what the collapse adds to the sums of its far corners (`change`), and
-  // the sums of the merged vertex (`merged`). Stops early, with the array half filled, when a face turns.
+  // the sums of the merged vertex with its kTurns (`merged`). Stops early, with the array half filled, when a face
+  // turns.
   std::uint32_t (*test_fan)(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow& merged);
   // The same, where slivers may become worse slivers.
   std::uint32_t (*test_sliver_fan)(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow& merged);

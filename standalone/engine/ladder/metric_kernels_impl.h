@@ -17,9 +17,11 @@ inline constexpr float kMidpointPrior = 1e-5F;
 // A place further from an end than this many edge lengths is taken for a failed solve.
 inline constexpr float kReachSquared = 16;
 // How much of the older end's error a merged vertex carries on: it keeps the same region from being worn down.
-inline constexpr float kHistory = 0.5F;
+inline constexpr float kHistory = 0.3F;
 // A face may turn by this cosine at most in one collapse.
 inline constexpr float kMinTurnCosine = 0.2F;
+// 1 less the cosine of a turn that may be rounding alone.
+inline constexpr float kTurnNoise = 1e-6F;
 
 // Ends of edges, one in each lane.
 template <int width>
@@ -332,13 +334,21 @@ inline __attribute__((always_inline)) VectorLanes<width> load_points(Vertex cons
   load_columns<width>(rows, 0, c);
   return {c[0], c[1], c[2]};
 }
-// |n|^-1.5, or 0 where n is none; n2 is |n|^2.
+
+// What planes weigh, for cross products n.
 template <int width>
-inline __attribute__((always_inline)) FloatLanes<width> plane_weight(FloatLanes<width> n2, MaskLanes<width> counts) {
-  FloatLanes<width> const one = all<width>(1), zero = all<width>(0);
-  FloatLanes<width> const length = square_root(select(counts, n2, one));
-  return select(counts, one / (length * square_root(length)), zero);
-}
+struct PlaneLanes {
+  FloatLanes<width> length, root;  // of n, and of that; 1 where n is none
+  FloatLanes<width> weight;        // |n|^-1.5; 0 where n is none
+
+  // n2 is |n|^2.
+  inline __attribute__((always_inline)) PlaneLanes(FloatLanes<width> n2, MaskLanes<width> counts) {
+    FloatLanes<width> const one = all<width>(1), zero = all<width>(0);
+    length = square_root(select(counts, n2, one));
+    root = square_root(length);
+    weight = select(counts, one / (length * root), zero);
+  }
+};
 
 // Below this quality a face has no area to speak of.
 inline constexpr float kFlatQuality = 1e-6F;
@@ -366,7 +376,7 @@ std::uint32_t face_terms(Vertex const* vertices, std::uint32_t const* triangles,
     M const flat = ~(n2 > limit * limit);
     for (int k = 0; k < width; ++k) flat_faces |= flat[k] != 0 ? 1U << (first + static_cast<std::uint32_t>(k)) : 0U;
     M const counts = n2 > all<width>(1e-36F);
-    F const weight = plane_weight<width>(n2, counts);
+    F const weight = PlaneLanes<width>(n2, counts).weight;
     F const x = weight * n.x, y = weight * n.y, z = weight * n.z;
     float* const row = terms[first].values;
     store_columns<width>(zero, zero, zero, x * n.x, row, 12);
@@ -409,7 +419,7 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
   Vertex const& b = vertices[fan.b];
   M numbers;
   for (int k = 0; k < width; ++k) numbers[k] = k;
-  EightLanes<width> sums[9];
+  EightLanes<width> sums[9], turns;
   std::uint32_t verdict = kFanSound;
   for (std::uint32_t first = 0; first < fan.count; first += width) {
     Vertex const* next_ends[width];
@@ -461,8 +471,11 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
 
     M const was = before2 > all<width>(1e-36F);
     M const is = (after2 > all<width>(1e-36F)) & ~goes;
-    F const wb = plane_weight<width>(before2, was);
-    F const wa = plane_weight<width>(after2, is);
+    PlaneLanes<width> const plane_before(before2, was), plane_now(after2, is);
+    F const wb = plane_before.weight, wa = plane_now.weight;
+    // |now| (1 - cosine), less what rounding alone may come to.
+    F const turn = all<width>(1 - kTurnNoise) * plane_now.length - cosine * (wb * plane_before.root);
+    turns.add(select(is & was, larger(turn, zero), zero), first);
     F const bx = wb * before.x, by = wb * before.y, bz = wb * before.z;
     F const ax = wa * now.x, ay = wa * now.y, az = wa * now.z;
     F const a0 = ax * now.x, a1 = ax * now.y, a2 = ax * now.z, a3 = ay * now.y, a4 = ay * now.z, a5 = az * now.z;
@@ -477,6 +490,7 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
                          n2 - select(was, before.z, zero), change_row + 8, 12);
   }
   Lanes c[12] = {};
+  c[kTurns] = turns.halves();
   for (std::size_t k = 0; k < 9; ++k) c[3 + k] = sums[k].halves();
   for (std::size_t part = 0; part < 12; part += 4) {
     transpose(c[part], c[part + 1], c[part + 2], c[part + 3]);

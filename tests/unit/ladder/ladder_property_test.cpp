@@ -550,11 +550,11 @@ std::uint64_t fingerprint(WedgeMesh const& mesh) {
 
 // Pinned, so that a compiler or a processor that gives other bits is seen. They change with the metric and the order.
 TEST(LadderPropertyTest, TheBitsAreThoseOfEveryMachine) {
-  EXPECT_EQ(fingerprint(rough_grid(40, 3300, 0, 1)), 18384964149277347174U);
-  EXPECT_EQ(fingerprint(rough_grid(40, 1300, 15, 2)), 8996572763655822752U);
-  EXPECT_EQ(fingerprint(rough_grid(280, 1300, 0, 3)), 9177266868631971759U);
+  EXPECT_EQ(fingerprint(rough_grid(40, 3300, 0, 1)), 7816250704798328833U);
+  EXPECT_EQ(fingerprint(rough_grid(40, 1300, 15, 2)), 11354054153421654345U);
+  EXPECT_EQ(fingerprint(rough_grid(280, 1300, 0, 3)), 7292486203834768851U);
   EXPECT_EQ(fingerprint(test::soup(60, 300, 4)), 11505606042302706893U);
-  EXPECT_EQ(fingerprint(attributed_grid(40, 7)), 9780095967947745485U);
+  EXPECT_EQ(fingerprint(attributed_grid(40, 7)), 12892010208824789250U);
 }
 
 }  // namespace

@@ -225,22 +225,52 @@ TEST(MetricKernelsTest, OnlyFreeSliversBecomeWorse) {
   }
 }
 
-// A pyramid over a square whose top goes down to the middle of the base, with the other end beside a corner.
-TEST(MetricKernelsTest, FanDistancesAreThoseOfThePyramid) {
-  float const points[6][3] = {{0, 0, 1}, {2, 0, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}, {0, -1, 0}};
-  std::vector<Vertex> vertices(6);
-  for (std::size_t i = 0; i < 6; ++i) vertices[i].set_position({points[i][0], points[i][1], points[i][2]});
-  std::vector<StarEntry> faces(4 + kMaxLanes);
-  for (std::uint32_t i = 0; i < faces.size(); ++i) {
-    std::uint32_t const k = std::min(i, 3U);
-    faces[i] = {2 + k, 2 + (k + 1) % 4, k << 2};
+// A pyramid over a square, the vertices 2 to 5; its top is the first end of an edge, the other is beside a corner.
+struct Pyramid {
+  std::vector<Vertex> vertices = std::vector<Vertex>(6);
+  std::vector<StarEntry> faces = std::vector<StarEntry>(4 + kMaxLanes);
+
+  Pyramid() {
+    float const points[6][3] = {{0, 0, 1}, {2, 0, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}, {0, -1, 0}};
+    for (std::size_t i = 0; i < 6; ++i) vertices[i].set_position({points[i][0], points[i][1], points[i][2]});
+    for (std::uint32_t i = 0; i < faces.size(); ++i) {
+      std::uint32_t const k = std::min(i, 3U);
+      faces[i] = {2 + k, 2 + (k + 1) % 4, k << 2};
+    }
   }
-  Fan const fan{faces.data(), 4, 4, 4, 0, 1, {0, 0, 0}, 0};
+  // The top goes to this height, `surviving` of its faces stay.
+  Fan fan(float height, std::uint32_t surviving) const {
+    return {faces.data(), surviving, surviving, 4, 0, 1, {0, 0, height}, 0};
+  }
+};
+
+TEST(MetricKernelsTest, FanDistancesAreThoseOfThePyramid) {
+  Pyramid const pyramid;
   for (MetricKernels const* kernels : runnable_metric_kernels()) {
-    FanDistances const squared = kernels->fan_distances(vertices.data(), fan);
+    FanDistances const squared = kernels->fan_distances(pyramid.vertices.data(), pyramid.fan(0, 4));
     EXPECT_FLOAT_EQ(squared.a, 1);
     EXPECT_FLOAT_EQ(squared.b, 1);
     EXPECT_FLOAT_EQ(squared.place, 1.0F / 3);
+  }
+}
+
+TEST(MetricKernelsTest, TurnsAreThoseOfTheFacesThatStay) {
+  Pyramid const pyramid;
+  std::vector<FaceRow> changes(pyramid.faces.size());
+  for (MetricKernels const* kernels : runnable_metric_kernels()) {
+    auto const turns = [&](float height, std::uint32_t surviving) {
+      FaceRow merged;
+      EXPECT_EQ(kernels->test_fan(pyramid.vertices.data(), pyramid.fan(height, surviving), changes.data(), merged),
+                kFanSound);
+      return merged.values[kTurns];
+    };
+    // Flat faces with cross products of length 1, which looked up at an angle of this cosine.
+    float const turn = 1 - 1 / std::sqrt(3.0F);
+    EXPECT_NEAR(turns(0, 4), 4 * turn, 1e-5F);
+    EXPECT_NEAR(turns(0, 3), 3 * turn, 1e-5F);
+    EXPECT_EQ(turns(1, 4), 0);
+    EXPECT_EQ(turns(1 + 1e-4F, 4), 0) << "too little to tell from rounding";
+    EXPECT_GT(turns(1.1F, 4), 0);
   }
 }
 
