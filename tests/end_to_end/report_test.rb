@@ -88,8 +88,8 @@ class ReportTest < ProgramTest
     assert_equal 0, result.status
     text = result.out + result.err
     refute_match(/[\e\r]/, text)
-    assert_includes text, "3200"
-    assert_includes text, "1600"
+    # On its border one face goes at a time, elsewhere two.
+    assert_match(/\b3200 -> (1600|1599) faces\b/, text)
   end
 
   def test_info
