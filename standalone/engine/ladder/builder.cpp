@@ -290,7 +290,9 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
     free_slivers_ = free_bucket <= current_bucket && !urgent;
     Obstacle const obstacle = check(v, other, place);
     free_slivers_ = false;
-    if (obstacle == Obstacle::kFoldover && free_bucket > current_bucket && free_bucket < patience_end) {
+    // Edges to hubs are dear to ask, and others around are what slivers hold up.
+    if (obstacle == Obstacle::kFoldover && free_bucket > current_bucket && free_bucket < patience_end &&
+        !stars_.is_hub(other)) {
       patient = other;
       patience_end = free_bucket;
     }
