@@ -56,7 +56,8 @@ class ReportTest < ProgramTest
     torus = write("torus.obj", torus(30, 20))
     { "target met" => [@input, "--ratio", 0.1], "tolerance" => [@input, "--faces", 2, "--tolerance", 0.05],
       "locked boundary" => [@input, "--faces", 2, "--lock-boundaries"],
-      "fold-over" => [write("cone.obj", rough_cone(30_000)), "--faces", 2],
+      # Spikes of all lengths: no way leads from a few faces that look up and down to fewer.
+      "fold-over" => [write("spiky.obj", spiky_ball(20)), "--faces", 2, "--prevent-xy-foldovers"],
       # Without its hole it would be no torus.
       "topology" => [torus, "--faces", 2] }.each do |reason, (input, *options)|
       report = reduce(input, path("out.obj"), *options, "--no-deviation")
@@ -111,13 +112,23 @@ class ReportTest < ProgramTest
   private
 
   # Its narrow faces lean against each other by more than a collapse may turn one.
-  def rough_cone(sides)
-    random = Random.new(3)
-    rim = Array.new(sides) do |k|
-      angle = 2 * Math::PI * k / sides
-      format("v %.6f %.6f %.6f\n", Math.cos(angle), Math.sin(angle), 0.02 * (random.rand - 0.5))
+  # A ball whose points are between a 100,000th and 100,000 times its radius away.
+  def spiky_ball(count)
+    random = Random.new(7)
+    angles = [[0, 0], [Math::PI, 0]] +
+             (1...count).to_a.product((0...count).to_a).map { |i, j| [Math::PI * i / count, 2 * Math::PI * j / count] }
+    points = angles.map do |t, p|
+      length = 100_000**((random.rand * 2) - 1)
+      [Math.sin(t) * Math.cos(p), Math.sin(t) * Math.sin(p), Math.cos(t)].map { |x| format("%.6f", x * length) }
     end
-    "v 0 0 1\n#{rim.join}#{Array.new(sides) { |k| "f 1 #{k + 2} #{((k + 1) % sides) + 2}\n" }.join}"
+    at = ->(i, j) { 3 + ((i - 1) * count) + (j % count) }
+    faces = Array.new(count) do |j|
+      [[1, at[1, j], at[1, j + 1]], [2, at[count - 1, j + 1], at[count - 1, j]]] +
+        (1...count - 1).flat_map do |i|
+          [[at[i, j], at[i + 1, j], at[i + 1, j + 1]], [at[i, j], at[i + 1, j + 1], at[i, j + 1]]]
+        end
+    end
+    points.map { |xyz| "v #{xyz.join(' ')}\n" }.join + faces.flatten(1).map { |abc| "f #{abc.join(' ')}\n" }.join
   end
 
   def torus(sides, rings)
