@@ -1,7 +1,7 @@
 // The arithmetic of UVs and normals, on many faces at a time.
 //
-// Compiled twice where the machine may have wider vectors, like the metric's kernels: the width shows in no result. A
-// face too thin to say how its attributes run along it has no weight.
+// Compiled again for wider vectors, like the metric's kernels: the width shows in no result. A face too thin to say how
+// its attributes run along it has no weight.
 #pragma once
 
 #include <cstdint>

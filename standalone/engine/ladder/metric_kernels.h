@@ -1,7 +1,8 @@
 // The arithmetic of the ladder's inner loop, on many edges or faces at a time.
 //
-// Compiled twice where the machine may have wider vectors; the choice is made once, at run time, and shows in the time
-// taken alone: every lane does the same IEEE operations in the same order, and sums over lanes are left to the caller.
+// Compiled again for each kind of wider vectors that the machine may have; the choice is made once, at run time, and
+// shows in the time taken alone: every lane does the same IEEE operations in the same order, and sums over faces go
+// through eight lanes whatever the width.
 #pragma once
 
 #include <cstdint>

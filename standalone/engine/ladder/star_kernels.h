@@ -1,6 +1,6 @@
 // What a collapse does to stars and their sums, many entries at a time.
 //
-// Compiled twice where the machine may have wider vectors, like the metric's kernels: the width shows in no result.
+// Compiled again for wider vectors, like the metric's kernels: the width shows in no result.
 // Whole rows of stars are read, and written back.
 #pragma once
 

@@ -146,6 +146,52 @@ TEST(MetricKernelsTest, CheapestEdgeIsTheFirstOfTheLeastKeys) {
   EXPECT_GT(without, 100U);
 }
 
+// The key of one edge by the shorter way.
+float lone_key(MetricKernels const& kernels, std::vector<Vertex>& vertices, std::uint32_t from, std::uint32_t to) {
+  std::vector<StarEntry> const star(Stars::kRow, StarEntry{to, to, 0});
+  vertices[from].star_count = 1;
+  CheapestEdge edge;
+  kernels.cheapest_edges(vertices.data(), star.data(), &from, 1, &edge);
+  return edge.key;
+}
+
+TEST_P(AnyMetricKernels, TheShorterWayLeadsToTheSameKeys) {
+  std::uint32_t locked = 0, free = 0;
+  for (std::uint32_t seed = 1; seed <= 50; ++seed) {
+    std::vector<Vertex> vertices = some_vertices(seed);
+    // Corners, at which the place is well determined.
+    for (Vertex& vertex : vertices) {
+      std::fill_n(vertex.quadric, 6, 0.0F);
+      vertex.quadric[0] = vertex.quadric[3] = vertex.quadric[5] = 1 + std::abs(vertex.x);
+    }
+    std::mt19937 random(seed);
+    SomeEdges const edges = some_edges(20, random);
+    Edges exact;
+    GetParam()->evaluate_edges(vertices.data(), edges.from, edges.to, 20, exact.arrays());
+    for (std::uint32_t i = 0; i < 20; ++i) {
+      float const key = lone_key(*GetParam(), vertices, edges.from[i], edges.to[i]);
+      float const expected = exact.arrays().keys[i];
+      int const ends = (vertices[edges.from[i]].flags != 0 ? 1 : 0) + (vertices[edges.to[i]].flags != 0 ? 1 : 0);
+      if (ends == 2) {
+        ASSERT_TRUE(std::isinf(key) && std::isinf(expected)) << "seed " << seed;
+        continue;
+      }
+      ++(ends == 1 ? locked : free);
+      ASSERT_NEAR(key, expected, 1e-3F * expected) << "seed " << seed << ", edge " << i;
+    }
+  }
+  EXPECT_GT(locked, 100U);
+  EXPECT_GT(free, 100U);
+}
+
+// Sums so small that no place can be worked out from them in floats.
+TEST_P(AnyMetricKernels, WhatCannotBeSolvedIsMeasuredInTheMiddle) {
+  std::vector<Vertex> vertices(2);
+  vertices[1].set_position({2, 0, 0});
+  for (Vertex& vertex : vertices) vertex.quadric[0] = vertex.quadric[3] = vertex.quadric[5] = 1e-13F;
+  EXPECT_NEAR(lone_key(*GetParam(), vertices, 0, 1), 2e-13F, 2e-15F);
+}
+
 TEST_P(AnyMetricKernels, TheirKindDoesNotShowInFans) {
   MetricKernels const& narrow = narrow_metric_kernels();
   MetricKernels const& kernels = *GetParam();
@@ -271,6 +317,20 @@ TEST(MetricKernelsTest, TurnsAreThoseOfTheFacesThatStay) {
     EXPECT_EQ(turns(1, 4), 0);
     EXPECT_EQ(turns(1 + 1e-4F, 4), 0) << "too little to tell from rounding";
     EXPECT_GT(turns(1.1F, 4), 0);
+  }
+}
+
+TEST(MetricKernelsTest, WhatHadNoAreaDoesNotTurn) {
+  Pyramid pyramid;
+  // The top on one of the edges of its base, then above the middle.
+  pyramid.vertices[0].set_position({0.5F, 0.5F, 0});
+  std::vector<FaceRow> changes(pyramid.faces.size());
+  Fan const fan{pyramid.faces.data(), 1, 1, 1, 0, 1, {0, 0, 0}, 0};
+  for (MetricKernels const* kernels : runnable_metric_kernels()) {
+    FaceRow merged;
+    EXPECT_EQ(kernels->test_fan(pyramid.vertices.data(), fan, changes.data(), merged), kFanSound);
+    EXPECT_EQ(merged.values[11], 1) << "twice its area, upwards";
+    EXPECT_EQ(merged.values[kTurns], 0);
   }
 }
 
