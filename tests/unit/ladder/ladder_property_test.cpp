@@ -554,6 +554,10 @@ TEST(LadderPropertyTest, TheBitsAreThoseOfEveryMachine) {
   EXPECT_EQ(fingerprint(rough_grid(40, 1300, 15, 2)), 11354054153421654345U);
   EXPECT_EQ(fingerprint(rough_grid(280, 1300, 0, 3)), 7292486203834768851U);
   EXPECT_EQ(fingerprint(test::soup(60, 300, 4)), 11505606042302706893U);
+  // Slivers that wait until they are free to become worse: a power of two squeezes without rounding.
+  WedgeMesh slivers = rough_grid(24, 660, 0, 5);
+  for (std::size_t v = 0; v < slivers.vertices.size(); v += 3) slivers.vertices[v] /= 1024;
+  EXPECT_EQ(fingerprint(slivers), 10595991403332122884U);
   EXPECT_EQ(fingerprint(attributed_grid(40, 7)), 12892010208824789250U);
 }
 
