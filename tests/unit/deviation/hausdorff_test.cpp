@@ -253,6 +253,25 @@ TEST(OrientedBox, LiesAlongItsTrianglesAndIsNoFartherThanThey) {
   }
 }
 
+TEST(OrientedBox, HoldsAllCorners) {
+  std::uint32_t state = 9;
+  auto const unit = [&state] {
+    state = state * 1664525U + 1013904223U;
+    return static_cast<double>(state >> 8) / (1U << 24);
+  };
+  for (int round = 0; round < 500; ++round) {
+    std::vector<float> corners;
+    for (int i = 0; i < 9 * (1 + round % 5); ++i)
+      corners.push_back(static_cast<float>(unit() * (i % 3 == 2 ? 0.1 : 1)));
+    OrientedBox const box(corners);
+    for (std::size_t i = 0; i < corners.size(); i += 3) {
+      // A little beside a corner, in any direction: no farther than it.
+      Vec const aside{1e-3 * (unit() - 0.5), 1e-3 * (unit() - 0.5), 1e-3 * (unit() - 0.5)};
+      ASSERT_LE(box.squared_distance(load(&corners[i]) + aside), dot(aside, aside)) << "round " << round;
+    }
+  }
+}
+
 TEST(OrientedBox, TakesTrianglesWithoutDirection) {
   std::vector<float> const point = {1, 2, 3, 1, 2, 3, 1, 2, 3};
   EXPECT_NEAR(OrientedBox(point).squared_distance({1, 2, 5}), 4, 1e-9);
