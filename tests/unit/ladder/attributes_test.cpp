@@ -164,8 +164,8 @@ TEST(AttributesTest, ASplitSeamIsNeverTornAndItsSidesAgree) {
       bool const right = c[0].u > 5;
       for (Corner const& corner : c) {
         ASSERT_EQ(corner.u > 5, right) << "a face shows both charts at step " << step;
-        ASSERT_NEAR(corner.u, right ? 10 + 2 * corner.x : corner.x, right ? 0.06F : 0.03F) << "step " << step;
-        ASSERT_NEAR(corner.v, right ? 2 * corner.y : corner.y, right ? 0.06F : 0.03F) << "step " << step;
+        ASSERT_NEAR(corner.u, right ? 10 + 2 * corner.x : corner.x, right ? 0.04F : 0.02F) << "step " << step;
+        ASSERT_NEAR(corner.v, right ? 2 * corner.y : corner.y, right ? 0.04F : 0.02F) << "step " << step;
       }
     }
     // The sides of a seam mean the same place.
@@ -178,9 +178,9 @@ TEST(AttributesTest, ASplitSeamIsNeverTornAndItsSidesAgree) {
       ++on_seam;
       std::uint32_t const left = now.uvs[2 * *wedges.begin()] < 5 ? *wedges.begin() : *wedges.rbegin();
       std::uint32_t const right = left == *wedges.begin() ? *wedges.rbegin() : *wedges.begin();
-      ASSERT_NEAR(now.uvs[2 * left], (now.uvs[2 * right] - 10) / 2, 0.03F) << "step " << step;
-      ASSERT_NEAR(now.uvs[2 * left + 1], now.uvs[2 * right + 1] / 2, 0.03F) << "step " << step;
-      ASSERT_NEAR(now.vertices[3 * left], 0.5F, 0.03F) << "step " << step;
+      ASSERT_NEAR(now.uvs[2 * left], (now.uvs[2 * right] - 10) / 2, 0.02F) << "step " << step;
+      ASSERT_NEAR(now.uvs[2 * left + 1], now.uvs[2 * right + 1] / 2, 0.02F) << "step " << step;
+      ASSERT_NEAR(now.vertices[3 * left], 0.5F, 0.02F) << "step " << step;
     }
     EXPECT_GE(on_seam, 2) << "step " << step;
   }
