@@ -130,6 +130,27 @@ inline __attribute__((always_inline)) FloatLanes<width> key_at(EndLanes<width> c
   return larger(key, all<width>(kKeyFloor));
 }
 
+// The keys of edges `d` that collapse to `p`, from their first ends, or to the middle where that is no solution; a
+// locked end keeps its place. `e`: the places from their second ends.
+template <int width>
+inline __attribute__((always_inline)) FloatLanes<width> settle(EndLanes<width> const& a, EndLanes<width> const& b,
+                                                               VectorLanes<width> const& d, MaskLanes<width> solvable,
+                                                               VectorLanes<width>& p, VectorLanes<width>& e) {
+  using F = FloatLanes<width>;
+  F const zero = all<width>(0), half = all<width>(0.5F);
+  F const reach = all<width>(kReachSquared) * dot<width>(d, d);
+  MaskLanes<width> const sound = solvable & (dot<width>(p, p) <= reach);
+  p = {select(sound, p.x, half * d.x), select(sound, p.y, half * d.y), select(sound, p.z, half * d.z)};
+  bool const any_locked = lane_bits(a.locked | b.locked) != 0;
+  if (any_locked) {
+    p = {select(b.locked, d.x, select(a.locked, zero, p.x)), select(b.locked, d.y, select(a.locked, zero, p.y)),
+         select(b.locked, d.z, select(a.locked, zero, p.z))};
+  }
+  e = minus<width>(p, d);
+  F const key = key_at<width>(a, b, p.x, p.y, p.z, e.x, e.y, e.z);
+  return any_locked ? select(a.locked & b.locked, all<width>(__builtin_inff()), key) : key;
+}
+
 // The keys. `out`: where keys and places go, if these are wanted.
 template <int width, Wanted wanted>
 inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<width> const& a,
@@ -179,30 +200,17 @@ inline __attribute__((always_inline)) FloatLanes<width> evaluate_lanes(EndLanes<
   py -= y1 * shift;
   pz -= y2 * shift;
 
-  F const reach = all<width>(kReachSquared) * (dx * dx + dy * dy + dz * dz);
-  M const sound = solver.solvable & (px * px + py * py + pz * pz <= reach);
-  px = select(sound, px, half * dx);
-  py = select(sound, py, half * dy);
-  pz = select(sound, pz, half * dz);
-  bool const any_locked = lane_bits(a.locked | b.locked) != 0;
-  if (any_locked) {
-    px = select(b.locked, dx, select(a.locked, zero, px));
-    py = select(b.locked, dy, select(a.locked, zero, py));
-    pz = select(b.locked, dz, select(a.locked, zero, pz));
-  }
-
-  F const ex = px - dx, ey = py - dy, ez = pz - dz;
-  F key = key_at<width>(a, b, px, py, pz, ex, ey, ez);
-  if (any_locked) key = select(a.locked & b.locked, all<width>(__builtin_inff()), key);
+  VectorLanes<width> p = {px, py, pz}, e;
+  F const key = settle<width>(a, b, {dx, dy, dz}, solver.solvable, p, e);
 
   if constexpr (wanted == Wanted::kPlaces) {
     __builtin_memcpy(out->keys + first, &key, sizeof(key));
-    __builtin_memcpy(out->x + first, &px, sizeof(px));
-    __builtin_memcpy(out->y + first, &py, sizeof(py));
-    __builtin_memcpy(out->z + first, &pz, sizeof(pz));
-    __builtin_memcpy(out->ex + first, &ex, sizeof(ex));
-    __builtin_memcpy(out->ey + first, &ey, sizeof(ey));
-    __builtin_memcpy(out->ez + first, &ez, sizeof(ez));
+    __builtin_memcpy(out->x + first, &p.x, sizeof(p.x));
+    __builtin_memcpy(out->y + first, &p.y, sizeof(p.y));
+    __builtin_memcpy(out->z + first, &p.z, sizeof(p.z));
+    __builtin_memcpy(out->ex + first, &e.x, sizeof(e.x));
+    __builtin_memcpy(out->ey + first, &e.y, sizeof(e.y));
+    __builtin_memcpy(out->ez + first, &e.z, sizeof(e.z));
   }
   return key;
 }
@@ -242,20 +250,8 @@ inline __attribute__((always_inline)) FloatLanes<width> keys_of(EndLanes<width> 
   F px = (c0 * r0 + c1 * r1 + c2 * r2) * inverse - y0 * shift;
   F py = (c1 * r0 + c3 * r1 + c4 * r2) * inverse - y1 * shift;
   F pz = (c2 * r0 + c4 * r1 + c5 * r2) * inverse - y2 * shift;
-  F const reach = all<width>(kReachSquared) * (dx * dx + dy * dy + dz * dz);
-  M const sound = solvable & (px * px + py * py + pz * pz <= reach);
-  px = select(sound, px, half * dx);
-  py = select(sound, py, half * dy);
-  pz = select(sound, pz, half * dz);
-  bool const any_locked = lane_bits(a.locked | b.locked) != 0;
-  if (any_locked) {
-    px = select(b.locked, dx, select(a.locked, zero, px));
-    py = select(b.locked, dy, select(a.locked, zero, py));
-    pz = select(b.locked, dz, select(a.locked, zero, pz));
-  }
-  F const ex = px - dx, ey = py - dy, ez = pz - dz;
-  F const key = key_at<width>(a, b, px, py, pz, ex, ey, ez);
-  return any_locked ? select(a.locked & b.locked, all<width>(__builtin_inff()), key) : key;
+  VectorLanes<width> p = {px, py, pz}, e;
+  return settle<width>(a, b, {dx, dy, dz}, solvable, p, e);
 }
 
 template <int width>
