@@ -75,6 +75,12 @@ struct NamedCorners {
       rows[k] = faces[first + k < count ? first + k : count - 1].corners[corner];
     lanes.load(rows);
   }
+  inline __attribute__((always_inline)) void load(std::uint32_t first, CornerLanes<width>& corner,
+                                                  CornerLanes<width>& next, CornerLanes<width>& previous) const {
+    load(first, 0, corner);
+    load(first, 1, next);
+    load(first, 2, previous);
+  }
 };
 
 template <int width>
@@ -213,9 +219,7 @@ void face_gradients(AttributeFace const* faces, std::uint32_t count, AttributeSc
   NamedCorners<width> const corners = {faces, count};
   for (std::uint32_t first = 0; first < count; first += width) {
     CornerLanes<width> corner, next, previous;
-    corners.load(first, 0, corner);
-    corners.load(first, 1, next);
-    corners.load(first, 2, previous);
+    corners.load(first, corner, next, previous);
     GradientLanes<width> const face(minus<width>(next.point(), corner.point()),
                                     minus<width>(previous.point(), corner.point()), MaskLanes<width>{} == 0);
     F columns[4 * kMaxAttributes];
@@ -346,9 +350,7 @@ void foretell(float const* place, AttributeFace const* faces, std::uint32_t coun
   NamedCorners<width> const corners = {faces, count};
   for (std::uint32_t first = 0; first < count; first += width) {
     CornerLanes<width> corner, next, previous;
-    corners.load(first, 0, corner);
-    corners.load(first, 1, next);
-    corners.load(first, 2, previous);
+    corners.load(first, corner, next, previous);
     foretell_lanes<width, kinds>(goal, corner, next, previous, rows + first);
   }
 }
