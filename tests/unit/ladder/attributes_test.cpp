@@ -345,7 +345,7 @@ TEST(AttributesTest, WithoutThemTheSurfaceIsNoFurtherAway) {
   TriangleBvh const original = surface_of(bare);
   double sum_with = 0;
   double sum_without = 0;
-  for (std::uint32_t const part : {2U, 5U, 10U, 20U, 50U}) {
+  for (std::uint32_t const part : {2U, 10U, 50U}) {
     std::uint32_t const faces = bare.face_count() / part;
     sum_with +=
         std::log(hausdorff_distance(original, surface_of(read(*with, with->step_for_face_count(faces)))).upper());
