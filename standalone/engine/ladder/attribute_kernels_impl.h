@@ -3,6 +3,7 @@
 #pragma once
 
 #include "standalone/engine/ladder/attribute_kernels.h"
+#include "standalone/engine/ladder/eight_lanes.h"
 #include "standalone/engine/ladder/vector_lanes.h"
 
 namespace mirel::engine::kernels {
@@ -10,8 +11,6 @@ namespace {
 
 // Twice the area over the longest edge squared, below which a face is too thin for a gradient: it would be noise.
 inline constexpr float kThin = 0.02F;
-// Lanes that are summed in one order whatever the width.
-inline constexpr std::uint32_t kSumLanes = 8;
 
 // Some faces, one in each lane, from the corner that may move.
 template <int width>
@@ -97,28 +96,6 @@ struct OneWedgeCorners {
     lanes.load(rows);
   }
 };
-
-// Eight lanes in one part or, where lanes are few, in two.
-template <int width>
-struct EightLanes {
-  FloatLanes<width> parts[kSumLanes / width];
-};
-// The sums of all eight for each of four.
-template <int width>
-inline __attribute__((always_inline)) Lanes sum_each(EightLanes<width> x, EightLanes<width> y, EightLanes<width> z,
-                                                     EightLanes<width> w) {
-  EightLanes<width> sums;
-  for (std::size_t part = 0; part < kSumLanes / width; ++part) {
-    transpose(x.parts[part], y.parts[part], z.parts[part], w.parts[part]);
-    sums.parts[part] = (x.parts[part] + y.parts[part]) + (z.parts[part] + w.parts[part]);
-  }
-  if constexpr (width == 8) {
-    return __builtin_shufflevector(sums.parts[0], sums.parts[0], 0, 1, 2, 3) +
-           __builtin_shufflevector(sums.parts[0], sums.parts[0], 4, 5, 6, 7);
-  } else {
-    return sums.parts[0] + sums.parts[1];
-  }
-}
 
 template <int width, unsigned kinds, typename Corners>
 inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& corner, Corners const& corners,

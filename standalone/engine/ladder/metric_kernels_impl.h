@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstddef>
 
+#include "standalone/engine/ladder/eight_lanes.h"
 #include "standalone/engine/ladder/lanes.h"
 #include "standalone/engine/ladder/metric_kernels.h"
 #include "standalone/engine/ladder/vector_lanes.h"
@@ -386,25 +387,6 @@ std::uint32_t face_terms(Vertex const* vertices, std::uint32_t const* triangles,
 // What becomes of faces that are thin already.
 enum class Slivers { kStayAsThey, kMayWorsen };
 
-// A sum over faces that does not show in how many lanes it was made: face i goes to lane i % 8.
-template <int width>
-struct EightLanes {
-  FloatLanes<width> lanes[8 / width] = {};
-
-  inline __attribute__((always_inline)) void add(FloatLanes<width> values, std::uint32_t first) {
-    lanes[first / width % (8 / width)] += values;
-  }
-  // Lanes 0 to 3 with 4 to 7.
-  inline __attribute__((always_inline)) Lanes halves() const {
-    if constexpr (width == 8) {
-      return __builtin_shufflevector(lanes[0], lanes[0], 0, 1, 2, 3) +
-             __builtin_shufflevector(lanes[0], lanes[0], 4, 5, 6, 7);
-    } else {
-      return lanes[0] + lanes[1];
-    }
-  }
-};
-
 template <int width, Slivers slivers>
 std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, FaceRow& merged) {
   using F = FloatLanes<width>;
@@ -415,7 +397,7 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
   Vertex const& b = vertices[fan.b];
   M numbers;
   for (int k = 0; k < width; ++k) numbers[k] = k;
-  EightLanes<width> sums[9], turns;
+  EightLanes<width> sums[9] = {}, turns = {};
   std::uint32_t verdict = kFanSound;
   for (std::uint32_t first = 0; first < fan.count; first += width) {
     Vertex const* next_ends[width];
@@ -485,14 +467,12 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
     store_columns<width>(a5 - bz * before.z, n0 - select(was, before.x, zero), n1 - select(was, before.y, zero),
                          n2 - select(was, before.z, zero), change_row + 8, 12);
   }
-  Lanes c[12] = {};
-  c[kTurns] = turns.halves();
-  for (std::size_t k = 0; k < 9; ++k) c[3 + k] = sums[k].halves();
-  for (std::size_t part = 0; part < 12; part += 4) {
-    transpose(c[part], c[part + 1], c[part + 2], c[part + 3]);
-    Lanes const total = (c[part] + c[part + 1]) + (c[part + 2] + c[part + 3]);
-    __builtin_memcpy(merged.values + part, &total, sizeof(total));
-  }
+  static_assert(kTurns == 0);
+  EightLanes<width> const none = {};
+  Lanes const totals[3] = {sum_each<width>(turns, none, none, sums[0]),
+                           sum_each<width>(sums[1], sums[2], sums[3], sums[4]),
+                           sum_each<width>(sums[5], sums[6], sums[7], sums[8])};
+  __builtin_memcpy(merged.values, totals, sizeof(totals));
   return verdict;
 }
 
