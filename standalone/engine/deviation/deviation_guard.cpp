@@ -113,6 +113,7 @@ struct DeviationGuard::Data {
   std::vector<Corners> corners;
   std::vector<double> distance;  // bound on the distance of any of its points from the original
   std::vector<char> alive;
+  std::vector<std::uint32_t> slot_of;
   std::vector<Critical> critical;
   std::vector<std::uint8_t> moved;  // a bit for each corner that is no longer where the original has it
   AnswerLists answers;
@@ -214,6 +215,7 @@ DeviationGuard::Data::Data(std::span<float const> positions, std::span<std::uint
       corners(faces.size() / 3),
       distance(faces.size() / 3, 0),
       alive(faces.size() / 3, 0),
+      slot_of(faces.size() / 3, TriangleBvh::kNoSlot),
       critical(faces.size() / 3, Critical{{}, TriangleBvh::kNoSlot}),
       moved(faces.size() / 3, 0),
       answers(static_cast<std::uint32_t>(faces.size() / 3), original.size()),
@@ -222,6 +224,7 @@ DeviationGuard::Data::Data(std::span<float const> positions, std::span<std::uint
   for (std::uint32_t slot = 0; slot < original.size(); ++slot) {
     std::uint32_t const face = original.face_of(slot);
     alive[face] = 1;
+    slot_of[face] = slot;
     for (std::size_t k = 0; k < 3; ++k) {
       std::size_t const p = faces[3 * std::size_t{face} + k];
       corners[face][k] = {positions[3 * p], positions[3 * p + 1], positions[3 * p + 2]};
@@ -297,41 +300,81 @@ void DeviationGuard::Data::gather_obligations() {
 }
 
 // Lists all originals that may have a point whose own point is within the free face. It is no farther than the gap
-// there; beyond an edge of the face that is no more than the gap along the edge, unless gaps change steeply.
+// there; beyond an edge of the face that is no more than the gap along the edge, unless gaps change steeply. Around a
+// large star this is what keeps the lists short: where the gap of the common corner is small, so is the reach beside
+// it.
 void DeviationGuard::Data::list_originals(std::uint32_t face) {
   std::array<float, 3> const gaps = free.gaps(face);
-  auto const widened = [](float gap) { return static_cast<double>(gap) * (1 + 1e-9); };
-  double const reach = widened(std::max({gaps[0], gaps[1], gaps[2]})) + 2 * rounding;
+  under.clear();
+  if (gaps == std::array<float, 3>{}) {  // nobody has changed it
+    under.push_back(slot_of[face]);
+    return;
+  }
+  auto const widened = [](double gap) { return gap * (1 + 1e-9); };
+  double const reach = widened(static_cast<double>(std::max({gaps[0], gaps[1], gaps[2]}))) + 2 * rounding;
   std::array<Vec, 3> const corner = loaded(corners[face]);
+  std::array<Vec, 3> along_edge;
+  std::array<double, 3> lengths{};
   Vec low = corner[0];
   Vec high = corner[0];
-  for (Vec const& p : corner) {
+  for (std::size_t k = 0; k < 3; ++k) {
+    Vec const& p = corner[k];
     low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
     high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+    along_edge[k] = corner[(k + 1) % 3] - p;
+    lengths[k] = length(along_edge[k]);
   }
-  Vec const margin{reach, reach, reach};
-  low = low - margin;
-  high = high + margin;
-  Vec const across = cross(corner[1] - corner[0], corner[2] - corner[0]);
+  // The normal from the shorter edges: for a narrow face that is much more exact.
+  auto const longest = static_cast<std::size_t>(std::max_element(lengths.begin(), lengths.end()) - lengths.begin());
+  std::size_t const first = (longest + 1) % 3;
+  std::size_t const second = (longest + 2) % 3;
+  Vec const across = cross(along_edge[first], along_edge[second]);
   double const area = length(across);
-  bool const has_plane = area > 1e-7 * dot(high - low, high - low);
+  bool const has_plane = area > 1e-7 * lengths[longest] * lengths[longest];
   Vec const normal = has_plane ? (1 / area) * across : Vec{};
   // What rounding may turn the normal by: more for slivers.
-  double const turn = has_plane ? 1e-15 * dot(high - low, high - low) / area : 0;
-  std::array<Vec, 3> inwards;
-  std::array<double, 3> beyond_edge{};
+  double const turn = has_plane ? 1e-15 * lengths[first] * lengths[second] / area : 0;
+  struct Side {
+    Vec inwards;
+    double beyond;  // the gap along the edge
+    // The same at one place along the edge, with what nearby places add.
+    bool tapers;
+    Vec taper;
+    double at_corner;
+  };
+  std::array<Side, 3> sides;
   for (std::size_t k = 0; k < 3 && has_plane; ++k) {
     std::size_t const next = (k + 1) % 3;
     std::size_t const opposite = (k + 2) % 3;
-    Vec const side = cross(normal, corner[next] - corner[k]);
-    inwards[k] = (1 / length(side)) * side;
-    float const along = std::max(gaps[k], gaps[next]);
-    bool const steep =
-        static_cast<double>(gaps[opposite] - along) > 0.5 * dot(corner[opposite] - corner[k], inwards[k]);
-    // Points on the edge itself belong to the face beyond as well.
-    beyond_edge[k] = steep ? reach : widened(along) - 0.25 * rounding;
+    Side& side = sides[k];
+    Vec const inwards = cross(normal, along_edge[k]);
+    side.inwards = (1 / length(inwards)) * inwards;
+    double const at = static_cast<double>(gaps[k]);
+    double const change = static_cast<double>(gaps[next]) - at;
+    double const foot = dot(along_edge[opposite], along_edge[k]) / -(lengths[k] * lengths[k]);
+    double const width = dot(corner[opposite] - corner[k], side.inwards);
+    double const along = std::max(at, at + change);
+    double const other = static_cast<double>(gaps[opposite]);
+    side.beyond = other - along > 0.5 * width ? reach : widened(along) - 0.25 * rounding;
+    // The way to the own point is no longer than the gap there, which is that along the edge and what it rises by
+    // inwards: no more than 4 times that beside the point itself.
+    double const slope = std::abs(change) / lengths[k];
+    side.tapers = slope < 0.25 && other - (at + foot * change) < 0.5 * width;
+    side.taper = (widened(1 + 4 * slope) * change / (lengths[k] * lengths[k])) * along_edge[k];
+    side.at_corner = widened(1 + 4 * slope) * at;
   }
-  under.clear();
+  // The same above and below: the gap over the face is no more than one that rises from the corner of the least on.
+  auto const apex = static_cast<std::size_t>(std::min_element(gaps.begin(), gaps.end()) - gaps.begin());
+  double const least = static_cast<double>(gaps[apex]);
+  double const rise = (reach - least) * lengths[(apex + 1) % 3];  // times the height of the apex over twice the area
+  bool const rises = has_plane && rise < 0.25 * area;
+  double const steepness = rises ? rise / area : 0;
+  Vec const uphill = rises ? (-steepness / (1 - steepness)) * sides[(apex + 1) % 3].inwards : Vec{};
+  double const at_apex = least / (1 - steepness);
+  Vec const margin{reach, reach, reach};
+  low = low - margin;
+  high = high + margin;
+  double const size = length(high - low);
   original.collect(low, high, original.size(), under);
   std::erase_if(under, [&](std::uint32_t slot) {
     if (free.part(original.face_of(slot)) != free.part(face)) return true;
@@ -344,14 +387,34 @@ void DeviationGuard::Data::list_originals(std::uint32_t face) {
         is_beyond({c[0].z, c[1].z, c[2].z}, low.z, high.z)) {
       return true;
     }
+    // What only meets the face where there is no gap belongs to others.
+    auto const leads_away = [&](std::array<double, 3> const& values, double doubt) {
+      auto const [least_of, most_of] = std::minmax({values[0], values[1], values[2]});
+      return most_of < (least_of < -rounding ? 0.25 * rounding : 0) - doubt;
+    };
     if (!has_plane) return false;
     double const far = std::max({length(c[0] - corner[0]), length(c[1] - corner[0]), length(c[2] - corner[0])});
-    double const doubt = turn * (far + length(high - low));
+    double const doubt = turn * (far + size);
+    double const none = std::numeric_limits<double>::infinity();
     for (std::size_t k = 0; k < 3; ++k) {
-      std::array<double, 3> const sides = each([&](Vec p) { return dot(p - corner[k], inwards[k]); });
-      if (is_beyond(sides, -beyond_edge[k] - doubt, std::numeric_limits<double>::infinity())) return true;
+      Side const& side = sides[k];
+      std::array<double, 3> inside = each([&](Vec p) { return dot(p - corner[k], side.inwards); });
+      if (is_beyond(inside, -side.beyond - doubt, none)) return true;
+      if (!side.tapers) continue;
+      for (std::size_t i = 0; i < 3; ++i) inside[i] += side.at_corner + dot(c[i] - corner[k], side.taper);
+      if (leads_away(inside, doubt)) return true;
     }
-    return is_beyond(each([&](Vec p) { return dot(p - corner[0], normal); }), -reach - doubt, reach + doubt);
+    std::array<double, 3> const height = each([&](Vec p) { return dot(p - corner[0], normal); });
+    if (is_beyond(height, -reach - doubt, reach + doubt)) return true;
+    if (!rises) return false;
+    std::array<double, 3> above;
+    std::array<double, 3> below;
+    for (std::size_t i = 0; i < 3; ++i) {
+      double const gap = widened(at_apex + dot(c[i] - corner[apex], uphill));
+      above[i] = gap - height[i];
+      below[i] = gap + height[i];
+    }
+    return leads_away(above, doubt) || leads_away(below, doubt);
   });
 }
 
@@ -360,7 +423,7 @@ void DeviationGuard::Data::fix(std::uint32_t face) {
   if (free.is_fixed(face)) return;
   list_originals(face);
   free.fix(face);
-  for (std::uint32_t const slot : under) answers.add(slot, face);
+  for (std::uint32_t const slot : under) answers.add_new(slot, face);
 }
 
 bool DeviationGuard::Data::is_near(Vec p, Corners const& face, double r) {
@@ -835,6 +898,10 @@ void DeviationGuard::commit() {
 
 double DeviationGuard::bound() const {
   return data_->changed_once ? std::min(data_->tolerance, data_->bound + 2 * data_->rounding) : 0;
+}
+
+std::size_t DeviationGuard::answer_count() const {
+  return data_->answers.count();
 }
 
 }  // namespace mirel::engine

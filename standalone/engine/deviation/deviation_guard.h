@@ -9,6 +9,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -53,6 +54,8 @@ class DeviationGuard {
   // A bound on the deviation of the current surface in either direction: never above the tolerance, 0 before the
   // first change, and never falling.
   double bound() const;
+  // How many originals all faces answer for together: what questions cost grows with that.
+  std::size_t answer_count() const;
 
  private:
   struct Data;

@@ -9,6 +9,9 @@ namespace mirel::engine {
 
 namespace {
 
+// Faces of a star beside a collapse that may cover for what it changes.
+constexpr std::uint32_t kMostAround = 64;
+
 int sign(double value) {
   return value > 0 ? 1 : value < 0 ? -1 : 0;
 }
@@ -261,6 +264,9 @@ bool LadderBuilder::turns_over_in_xy(std::uint32_t a, std::uint32_t b) const {
 }
 
 bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
+  // On an open border no step is ever known, and what is left of the border would be in the way of all others.
+  bool const only_step = only_steps_ && dying().size() > 1;
+  if (only_step && survivors().size() > StarStep::kMostFaces) return false;
   std::uint32_t const mesh = mesh_of(a);
   std::uint32_t const base = records_.face_base[mesh];
   removed_faces_.clear();
@@ -279,12 +285,12 @@ bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
     list_both_neighbours();
     return true;
   }
-  // On an open border that is never known, and what is left of the border would be in the way of all others.
-  if (only_steps_ && removed_faces_.size() > 1) return false;
-  // The faces around the two stars.
+  if (only_step) return false;
+  // The faces around the two stars. Of a large star beside them those that share an edge with these: they are in the
+  // stars of its other corners too, and to look at all would cost the square of their number.
   auto const add_ring = [&](Neighbours const& ring) {
     for (std::uint32_t const v : ring.span()) {
-      if (v == a || v == b) continue;
+      if (v == a || v == b || stars_.vertex(v).star_count > kMostAround) continue;
       for (StarEntry const& entry : std::as_const(stars_).star(v)) {
         bool const inside = entry.next == a || entry.next == b || entry.previous == a || entry.previous == b;
         if (!inside) neighbour_faces_.push_back(entry.face() - base);

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <numeric>
 
 #include "tests/unit/deviation/collapsing_mesh.h"
@@ -367,6 +368,57 @@ TEST(DeviationGuard, KnowsNoStepOfAChangeThatIsNoCollapse) {
                                          {2, {mesh.point(2), mesh.point(3), mesh.point(0)}}};
   EXPECT_FALSE(guard.permits_step(removed, changed));
   EXPECT_FALSE(guard.permits_step({}, {}));
+}
+
+// All faces around one vertex, which is as high as the rim is wide; with a second such vertex below on request.
+Mesh cone(std::uint32_t count, bool closed) {
+  Mesh mesh;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    double const angle = 2 * std::numbers::pi * i / count;
+    mesh.add_point(std::cos(angle), std::sin(angle), 0);
+  }
+  mesh.add_point(0, 0, 1);
+  mesh.add_point(0, 0, -1);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    mesh.add_face(i, (i + 1) % count, count);
+    if (closed) mesh.add_face((i + 1) % count, i, count + 1);
+  }
+  return mesh;
+}
+
+// Every second vertex of the rim into the one before it, as long as that changes anything.
+std::size_t collapse_rim(CollapsingMesh& reduced, DeviationGuard& guard, std::uint32_t count) {
+  std::size_t done = 0;
+  for (std::uint32_t stride = 1; stride < count / 2; stride *= 2) {
+    for (std::uint32_t i = 0; i + stride < count; i += 2 * stride) {
+      Outcome const outcome = reduced.collapse(guard, i, i + stride, reduced.mesh().point(i), false);
+      done += outcome == Outcome::kDone ? 1U : 0U;
+    }
+  }
+  return done;
+}
+
+// Faces of a large star meet in its middle, and near it lie within any tolerance of each other: lists in which each of
+// them answered for all originals there would make the work that of a square, or a cube, of their number.
+TEST(DeviationGuard, KeepsListsShortAroundALargeStar) {
+  for (bool const closed : {false, true}) {
+    constexpr std::uint32_t kCount = 2048;
+    Mesh const mesh = cone(kCount, closed);
+    for (bool const steps_first : {false, true}) {
+      DeviationGuard guard(mesh.positions, mesh.faces, 0.01F);
+      CollapsingMesh reduced(mesh);
+      if (steps_first) {
+        reduced.set_question(CollapsingMesh::Ask::kStep);
+        collapse_rim(reduced, guard, kCount);
+        EXPECT_EQ(reduced.live_count() < mesh.face_count(), closed) << "none is known on an open border";
+        EXPECT_EQ(guard.answer_count(), 0U);
+      }
+      reduced.set_question(CollapsingMesh::Ask::kOriginal);
+      EXPECT_GT(collapse_rim(reduced, guard, kCount), 0U);
+      EXPECT_LT(reduced.live_count(), mesh.face_count() / 32);
+      EXPECT_LE(guard.answer_count(), 3 * std::size_t{mesh.face_count()}) << closed << steps_first;
+    }
+  }
 }
 
 TEST(DeviationGuard, EmptyMeshIsHarmless) {
