@@ -22,6 +22,7 @@
 #include "standalone/engine/ladder/star_metric.h"
 #include "standalone/engine/ladder/stars.h"
 #include "standalone/engine/ladder/wedge_attributes.h"
+#include "standalone/engine/ladder/wedge_merge.h"
 
 namespace mirel::engine {
 
@@ -113,6 +114,17 @@ class LadderBuilder {
   void add_attributes(std::uint32_t v, bool anew);
   void sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, float* variation);
   void start_seam_wedges(std::uint32_t v);
+  bool have_one_wedge(std::span<StarEntry const> faces) const;
+  AttributeRow attribute_row(std::uint32_t v, std::uint32_t wedge) const;
+  void start_corners(std::size_t faces);
+  // The attributes of v in a face of which it is the corner `corner` places after that of `entry`.
+  AttributeRow const* corner_values(std::uint32_t v, StarEntry const& entry, std::uint32_t corner) const {
+    if ((stars_.vertex(v).flags & kOneWedge) != 0) return &attribute_values_[v];
+    std::uint32_t const place = entry.corner() + corner;
+    return &attributes_.seam_wedge(attributes_.wedge(entry.face(), place < 3 ? place : place - 3)).row;
+  }
+  void list_attribute_faces(std::uint32_t v, std::span<StarEntry const> star);
+  AttributeFace attribute_face(std::uint32_t v, StarEntry const& entry) const;
   Vec3 triangle_normal(std::uint32_t v, StarEntry const& entry) const;
 
   // The queue.
@@ -151,13 +163,9 @@ class LadderBuilder {
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
   bool within_tolerance(std::uint32_t a, std::uint32_t b);
   void commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key);
-  // With UVs and normals; see builder_attributes.cpp.
-  bool have_one_wedge(std::span<StarEntry const> faces) const;
-  AttributeRow attribute_row(std::uint32_t v, std::uint32_t wedge) const;
-  void start_corners(std::size_t faces);
-  AttributeRow const* corner_values(std::uint32_t v, StarEntry const& entry, std::uint32_t corner) const;
-  void list_attribute_faces(std::uint32_t v, std::span<StarEntry const> star);
-  AttributeFace attribute_face(std::uint32_t v, StarEntry const& entry) const;
+  // With UVs and normals; see collapse_attributes.cpp.
+  AttributeRow const* own_values(std::uint32_t v) const;
+  void list_fan_corners();
   bool merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint32_t b, Vec3 place);
   void merge_single_wedges(std::uint32_t mesh, FanForecast const& forecast, int kept);
   EdgeEnd edge_end(std::uint32_t v, Vec3 place);

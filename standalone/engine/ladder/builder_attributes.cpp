@@ -1,7 +1,4 @@
-// What a collapse does to UVs and normals.
-//
-// Most vertices have one wedge: its attributes stand in `attribute_values_`. Edges with several at an end go through
-// WedgeAttributes.
+// UVs and normals of one star, and of all stars at the start.
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -115,14 +112,6 @@ void LadderBuilder::start_corners(std::size_t faces) {
   }
 }
 
-// The attributes of v in a face of which it is the corner `corner` places after that of `entry`.
-inline AttributeRow const* LadderBuilder::corner_values(std::uint32_t v, StarEntry const& entry,
-                                                        std::uint32_t corner) const {
-  if ((stars_.vertex(v).flags & kOneWedge) != 0) return &attribute_values_[v];
-  std::uint32_t const place = entry.corner() + corner;
-  return &attributes_.seam_wedge(attributes_.wedge(entry.face(), place < 3 ? place : place - 3)).row;
-}
-
 void LadderBuilder::list_attribute_faces(std::uint32_t v, std::span<StarEntry const> star) {
   start_corners(star.size());
   for (std::size_t i = 0; i < star.size(); ++i) attribute_faces_[i] = attribute_face(v, star[i]);
@@ -212,7 +201,7 @@ void LadderBuilder::sum_wedge_variations(std::uint32_t v, std::span<StarEntry co
     std::uint32_t groups = 0;
     for (std::uint32_t own = 0; own < owns.size(); ++own) {
       std::uint32_t group = 0;
-      while (group < own && !WedgeAttributes::agree(*owns[group].row, *owns[own].row, kind)) ++group;
+      while (group < own && (kinds_alike(*owns[group].row, *owns[own].row) & kind) == 0) ++group;
       owns[own].group = group;
       groups += group == own ? 1U : 0U;
     }
@@ -239,174 +228,6 @@ void LadderBuilder::sum_wedge_variations(std::uint32_t v, std::span<StarEntry co
                                        attributes_.seam_wedge(own.wedge).gradients);
       }
     }
-  }
-}
-
-// What the wedges of the edge at hand become, and `attribute_cost_`. False where a face turns over in UV space.
-bool LadderBuilder::merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint32_t b, Vec3 place) {
-  attribute_cost_ = 0;
-  single_wedges_ = (stars_.vertex(a).flags & stars_.vertex(b).flags & kOneWedge) != 0;
-  bool const has_values = !attribute_values_.empty();
-  if (single_wedges_ && !has_values) return true;
-  std::uint32_t const kinds = has_values ? attributes_.kinds(mesh) : 0;
-  start_corners(2 * std::size_t{fan_.count});
-  int const kept = place == stars_.vertex(a).position() ? 0 : place == stars_.vertex(b).position() ? 1 : -1;
-  all_one_wedge_ = single_wedges_ && kinds != 0 && have_one_wedge(std::span(fan_faces_).first(fan_.count));
-  bool const check_uvs = options_.prevent_uv_foldovers && records_.layout.has_uvs;
-  FanForecast forecast;
-  if (all_one_wedge_) {
-    OneWedgeFan const fan = {{attribute_values_.data(), fan_faces_.data()},
-                             fan_.of_a,
-                             fan_.surviving,
-                             fan_.count,
-                             a,
-                             b,
-                             {place.x, place.y, place.z}};
-    attribute_kernels_.foretell_fan[kinds](fan, foretold_.data(), forecast);
-    if (!check_uvs) {
-      merge_single_wedges(mesh, forecast, kept);
-      return true;
-    }
-  }
-  AttributeFace* const faces = attribute_faces_.data();
-  static constexpr AttributeRow kNothing;
-  for (std::uint32_t i = 0; i < fan_.count; ++i) {
-    faces[i] = has_values ? attribute_face(i < fan_.of_a || i >= fan_.surviving ? a : b, fan_faces_[i])
-                          : AttributeFace{{&kNothing, &kNothing, &kNothing}};
-  }
-  if (single_wedges_) {
-    if (kinds == 0) {
-      forecast.of_a = forecast.of_b = {};
-    } else if (!all_one_wedge_) {
-      NamedFan const fan = {faces, fan_.of_a, fan_.surviving, fan_.count, {place.x, place.y, place.z}};
-      attribute_kernels_.foretell_named_fan[kinds](fan, foretold_.data(), forecast);
-    }
-    merge_single_wedges(mesh, forecast, kept);
-    return !check_uvs || !WedgeAttributes::turns_uv_over(std::span(faces, fan_.surviving), merged_values_.values);
-  }
-  EdgeAttributes const edge = {std::span(fan_faces_).first(fan_.count),
-                               fan_.of_a,
-                               fan_.surviving,
-                               b,
-                               {edge_end(a, place), edge_end(b, place)},
-                               {place.x, place.y, place.z},
-                               faces,
-                               check_uvs,
-                               mesh,
-                               kept};
-  attributes_.merge(records_, edge, merge_);
-  attribute_cost_ = merge_.cost;
-  return !merge_.turns_uv_over;
-}
-
-// What an end of the edge at hand with one wedge foretells for `place`; nothing of others.
-EdgeEnd LadderBuilder::edge_end(std::uint32_t v, Vec3 place) {
-  static constexpr AttributeRow kNothing;
-  EdgeEnd end;
-  if ((stars_.vertex(v).flags & kOneWedge) == 0) return end;
-  end.values = attribute_values_.empty() ? &kNothing : &attribute_values_[v];
-  std::uint32_t const kinds = attribute_values_.empty() ? 0 : attributes_.kinds(mesh_of(v));
-  if (kinds == 0) return end;
-  // Its faces in one piece: behind those of the fan where they are in two.
-  AttributeFace* faces = attribute_faces_.data() + fan_.of_a;
-  std::uint32_t count = fan_.count - fan_.of_a;
-  if (v == fan_.a) {
-    faces = attribute_faces_.data() + fan_.count;
-    std::copy_n(attribute_faces_.data(), fan_.of_a, faces);
-    std::copy_n(attribute_faces_.data() + fan_.surviving, fan_.count - fan_.surviving, faces + fan_.of_a);
-    count = fan_.of_a + fan_.count - fan_.surviving;
-  }
-  float const goal[3] = {place.x, place.y, place.z};
-  attribute_kernels_.foretell[kinds](goal, faces, count, foretold_.data());
-  for (std::uint32_t i = 0; i < count; ++i) WedgeAttributes::add(foretold_[i], end.foretold);
-  return end;
-}
-
-// The values of the one wedge that two become, and `attribute_cost_`. Its position is that of the fan's place.
-void LadderBuilder::merge_single_wedges(std::uint32_t mesh, FanForecast const& forecast, int kept) {
-  AttributeRow const& at_a = attribute_values_[fan_.a];
-  AttributeRow const& at_b = attribute_values_[fan_.b];
-  AttributeScale const& scale = attributes_.scale(mesh);
-  AttributeRow merged;
-  float cost = 0;
-  for (std::uint32_t const begin : {0U, 2U}) {
-    float const weight_a = forecast.of_a.weight(begin), weight_b = forecast.of_b.weight(begin);
-    float const weight = weight_a + weight_b;
-    float const inverse = weight > 0 ? 1 / weight : 0;
-    float const inverse_a = weight_a > 0 ? 1 / weight_a : 0, inverse_b = weight_b > 0 ? 1 / weight_b : 0;
-    float squares_a = 0;
-    float squares_b = 0;
-    for (std::uint32_t k = begin; k < (begin == 0 ? 2 : kMaxAttributes); ++k) {
-      float const sum_a = forecast.of_a.values[k], sum_b = forecast.of_b.values[k];
-      // Kept between the values around it: beyond them it would be no value of the mesh.
-      float const best = std::min(std::max(forecast.low.values[k], (sum_a + sum_b) * inverse), forecast.high.values[k]);
-      float const mean = at_a.values[k] * 0.5F + at_b.values[k] * 0.5F;
-      float const value = kept == 0 ? at_a.values[k] : kept == 1 ? at_b.values[k] : weight > 0 ? best : mean;
-      merged.values[k] = value;
-      float const off_a = sum_a * inverse_a - value, off_b = sum_b * inverse_b - value;
-      squares_a += off_a * off_a;
-      squares_b += off_b * off_b;
-    }
-    // What it costs beyond the values that would be best for each end by itself.
-    if (weight > 0) cost += scale.of(begin) * scale.of(begin) * (weight_a * squares_a + weight_b * squares_b);
-  }
-  attribute_cost_ = cost;
-  // A vertex that stays where it is keeps its values to the bit. Normals that cancel leave no direction: that of the
-  // first end stands.
-  if (kept < 0 && records_.layout.has_normals && !WedgeAttributes::normalise(merged)) {
-    std::copy_n(at_a.values + 2, 3, merged.values + 2);
-  }
-  std::copy_n(fan_.place, 3, merged.position);
-  merged_values_ = merged;
-}
-
-// As add_attributes, for the vertex that the edge at hand has become, which has one wedge.
-void LadderBuilder::add_merged_attributes(std::uint32_t v) {
-  std::uint32_t const mesh = mesh_of(v);
-  std::uint32_t const kinds = attributes_.kinds(mesh);
-  if (kinds == 0) return;
-  Vertex& vertex = stars_.vertex(v);
-  AttributeScale const& scale = attributes_.scale(mesh);
-  if (all_one_wedge_) {
-    attribute_kernels_.add_star_variation[kinds](attribute_values_[v], {attribute_values_.data(), fan_faces_.data()},
-                                                 fan_.surviving, scale, vertex.quadric);
-  } else {
-    attribute_kernels_.add_variation[kinds](attribute_values_[v], attribute_faces_.data(), fan_.surviving, scale,
-                                            vertex.quadric, nullptr);
-  }
-}
-
-// Makes the node of a merged vertex that has one wedge.
-void LadderBuilder::record_single_wedge(std::uint32_t a, std::uint32_t b) {
-  std::uint32_t const node = new_node(std::min(origins_[a].lowest, origins_[b].lowest));
-  records_.created_position_id.push_back(next_position_id_++);
-  WedgeAttributes::append(merged_values_, records_);
-  records_.parent[origins_[a].node] = node;
-  records_.parent[origins_[b].node] = node;
-  for (StarEntry const& face : survivors()) attributes_.set_wedge(face.face(), face.corner(), node);
-}
-
-// Makes the nodes of the merged vertex's wedges and puts them into the corners of the faces that stay.
-void LadderBuilder::record_wedges(std::uint32_t a, std::uint32_t b) {
-  std::uint32_t const lowest = std::min(origins_[a].lowest, origins_[b].lowest);
-  group_nodes_.assign(merge_.groups.size(), kNone);
-  for (std::size_t g = 0; g < merge_.groups.size(); ++g) {
-    if (!merge_.groups[g].alive) continue;
-    AttributeRow& values = merge_.groups[g].values;
-    group_nodes_[g] = new_node(lowest);
-    records_.created_position_id.push_back(next_position_id_);
-    WedgeAttributes::append(values, records_);
-    std::copy_n(fan_.place, 3, values.position);
-    attributes_.add_seam_wedge(group_nodes_[g]).row = values;
-  }
-  ++next_position_id_;
-  for (std::size_t w = 0; w < merge_.wedges.size(); ++w) {
-    records_.parent[merge_.wedges[w]] = group_nodes_[merge_.group_of[w]];
-    attributes_.drop_seam_wedge(merge_.wedges[w]);
-  }
-  for (StarEntry const& face : survivors()) {
-    std::uint32_t const old = attributes_.wedge(face.face(), face.corner());
-    attributes_.set_wedge(face.face(), face.corner(), records_.parent[old]);
   }
 }
 
