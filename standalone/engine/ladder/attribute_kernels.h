@@ -42,9 +42,9 @@ struct FanForecast {
 // By the kinds that are there (AttributeKind), of which there must be one.
 struct AttributeKernels {
   // Adds the variation over `count` faces around `corner` to `quadric` (xx xy xz yy yz zz). The faces' first corners
-  // are not looked at. `means`: where the mean gradients of these kinds go, if anywhere.
+  // are not looked at.
   void (*add_variation[4])(AttributeRow const& corner, AttributeFace const* faces, std::uint32_t count,
-                           AttributeScale const& scale, float* quadric, MeanGradients* means);
+                           AttributeScale const& scale, float* quadric);
   void (*add_star_variation[4])(AttributeRow const& corner, OneWedgeFaces const& faces, std::uint32_t count,
                                 AttributeScale const& scale, float* quadric);
   // The gradients of some faces. `rows` has room for full lanes.
@@ -54,6 +54,10 @@ struct AttributeKernels {
   // kinds have no weight.
   void (*add_row_variation)(FaceGradients const* rows, std::uint32_t const* places, std::uint32_t count,
                             float* quadric);
+  // The same of some kinds alone, with their mean gradients in the attributes' own units. What `means` says of the
+  // others stands for nothing.
+  void (*add_group_variation)(FaceGradients const* rows, std::uint32_t const* places, std::uint32_t count,
+                              std::uint32_t kinds, AttributeScale const& scale, float* quadric, MeanGradients& means);
   // What each face foretells for `place`. `rows` has room for full lanes.
   void (*foretell[4])(float const* place, AttributeFace const* faces, std::uint32_t count, ForetoldRow* rows);
   // The same for a fan, summed. `rows`: scratch, with room for full lanes.

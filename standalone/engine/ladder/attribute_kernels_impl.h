@@ -100,7 +100,7 @@ struct OneWedgeCorners {
 template <int width, unsigned kinds, typename Corners>
 inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& corner, Corners const& corners,
                                                             std::uint32_t count, AttributeScale const& scale,
-                                                            float* quadric, MeanGradients* means = nullptr) {
+                                                            float* quadric) {
   using F = FloatLanes<width>;
   using Eight = EightLanes<width>;
   constexpr std::size_t kParts = kSumLanes / width;
@@ -165,11 +165,6 @@ inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& 
     Lanes const mean = sum * splat(sum[3] > 0 ? 1 / sum[3] : 0);
     low -= __builtin_shufflevector(sum, sum, 0, 0, 0, 1) * __builtin_shufflevector(mean, mean, 0, 1, 2, 1);
     high -= __builtin_shufflevector(sum, sum, 1, 2, 1, 2) * __builtin_shufflevector(mean, mean, 2, 2, 2, 2);
-    if (means != nullptr) {
-      float const unit = k < 2 ? scale.uv : scale.normal;
-      for (std::size_t axis = 0; axis < 3; ++axis) means->along[axis][k] = (reference[k][axis][0] + mean[axis]) / unit;
-      means->weights[k] = sum[3];
-    }
   }
   Lanes first_four;
   __builtin_memcpy(&first_four, quadric, sizeof(first_four));
@@ -181,8 +176,8 @@ inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& 
 
 template <int width, unsigned kinds>
 void add_variation(AttributeRow const& corner, AttributeFace const* faces, std::uint32_t count,
-                   AttributeScale const& scale, float* quadric, MeanGradients* means) {
-  add_variation_of<width, kinds>(corner, NamedCorners<width>{faces, count}, count, scale, quadric, means);
+                   AttributeScale const& scale, float* quadric) {
+  add_variation_of<width, kinds>(corner, NamedCorners<width>{faces, count}, count, scale, quadric);
 }
 template <int width, unsigned kinds>
 void add_star_variation(AttributeRow const& corner, OneWedgeFaces const& faces, std::uint32_t count,
@@ -258,43 +253,84 @@ inline __attribute__((always_inline)) Lanes sum_attributes(AttributeLanes<width>
   return ((r0 + r1) + (r2 + r3)) + Lanes{x.last(), y.last(), z.last(), w.last()};
 }
 
+// The gradients of some faces summed, less those of the first, so that nothing is lost where they are all but the same.
+template <int width>
+struct GradientSums {
+  using A = AttributeLanes<width>;
+  A first_x, first_y, first_z;
+  A mean_x, mean_y, mean_z;  // beyond the first
+  A weights;
+  A xx, xy, xz, yy, yz, zz;  // the variation
+
+  // There must be a face.
+  inline __attribute__((always_inline))
+  GradientSums(FaceGradients const* rows, std::uint32_t const* places, std::uint32_t count) {
+    constexpr std::size_t kAxis = kMaxAttributes;
+    float const* const first = rows[places[0]].values;
+    first_x = A(first), first_y = A(first + kAxis), first_z = A(first + 2 * kAxis);
+    weights = A(first + 3 * kAxis);
+    xx = {}, xy = {}, xz = {}, yy = {}, yz = {}, zz = {};
+    A sum_x = {}, sum_y = {}, sum_z = {};
+    for (std::uint32_t i = 1; i < count; ++i) {
+      float const* const row = rows[places[i]].values;
+      A const x = A(row) - first_x, y = A(row + kAxis) - first_y, z = A(row + 2 * kAxis) - first_z;
+      A const weight(row + 3 * kAxis);
+      A const wx = weight * x, wy = weight * y, wz = weight * z;
+      xx = xx + wx * x, xy = xy + wx * y, xz = xz + wx * z;
+      yy = yy + wy * y, yz = yz + wy * z, zz = zz + wz * z;
+      sum_x = sum_x + wx, sum_y = sum_y + wy, sum_z = sum_z + wz;
+      weights = weights + weight;
+    }
+    A inverse;
+    for (std::size_t k = 0; k < 8 / width; ++k) {
+      FloatLanes<width> const zero = all<width>(0), one = all<width>(1);
+      auto const counts = weights.parts[k] > zero;
+      inverse.parts[k] = select(counts, one / select(counts, weights.parts[k], one), zero);
+    }
+    mean_x = sum_x * inverse, mean_y = sum_y * inverse, mean_z = sum_z * inverse;
+    xx = xx - sum_x * mean_x, xy = xy - sum_x * mean_y, xz = xz - sum_x * mean_z;
+    yy = yy - sum_y * mean_y, yz = yz - sum_y * mean_z, zz = zz - sum_z * mean_z;
+  }
+  inline __attribute__((always_inline)) void add_to(float* quadric) const {
+    Lanes const low = sum_attributes<width>(xx, xy, xz, yy);
+    Lanes const high = sum_attributes<width>(yz, zz, zz, zz);
+    Lanes first_four;
+    __builtin_memcpy(&first_four, quadric, sizeof(first_four));
+    first_four += low;
+    __builtin_memcpy(quadric, &first_four, sizeof(first_four));
+    quadric[4] += high[0];
+    quadric[5] += high[1];
+  }
+};
+
 template <int width>
 void add_row_variation(FaceGradients const* rows, std::uint32_t const* places, std::uint32_t count, float* quadric) {
+  if (count == 0) return;
+  GradientSums<width>(rows, places, count).add_to(quadric);
+}
+
+template <int width>
+void add_group_variation(FaceGradients const* rows, std::uint32_t const* places, std::uint32_t count,
+                         std::uint32_t kinds, AttributeScale const& scale, float* quadric, MeanGradients& means) {
   using A = AttributeLanes<width>;
   if (count == 0) return;
-  constexpr std::size_t kAxis = kMaxAttributes;
-  // Less the gradients of the first face, so that nothing is lost where they are all but the same.
-  float const* const first = rows[places[0]].values;
-  A const first_x(first), first_y(first + kAxis), first_z(first + 2 * kAxis);
-  A xx = {}, xy = {}, xz = {}, yy = {}, yz = {}, zz = {}, sum_x = {}, sum_y = {}, sum_z = {};
-  A weights(first + 3 * kAxis);
-  for (std::uint32_t i = 1; i < count; ++i) {
-    float const* const row = rows[places[i]].values;
-    A const x = A(row) - first_x, y = A(row + kAxis) - first_y, z = A(row + 2 * kAxis) - first_z;
-    A const weight(row + 3 * kAxis);
-    A const wx = weight * x, wy = weight * y, wz = weight * z;
-    xx = xx + wx * x, xy = xy + wx * y, xz = xz + wx * z;
-    yy = yy + wy * y, yz = yz + wy * z, zz = zz + wz * z;
-    sum_x = sum_x + wx, sum_y = sum_y + wy, sum_z = sum_z + wz;
-    weights = weights + weight;
+  constexpr float kUv[8] = {1, 1, 0, 0, 0, 0, 0, 0};
+  constexpr float kNormal[8] = {0, 0, 1, 1, 1, 0, 0, 0};
+  constexpr float kBoth[8] = {1, 1, 1, 1, 1, 0, 0, 0};
+  A const asked(kinds == kUvs ? kUv : kinds == kNormals ? kNormal : kBoth);
+  GradientSums<width> sums(rows, places, count);
+  for (A* const sum : {&sums.xx, &sums.xy, &sums.xz, &sums.yy, &sums.yz, &sums.zz}) {
+    *sum = sum->with(asked, [](auto value, auto is_asked) { return select(is_asked > 0, value, decltype(value){}); });
   }
-  A inverse;
-  for (std::size_t k = 0; k < 8 / width; ++k) {
-    FloatLanes<width> const zero = all<width>(0), one = all<width>(1);
-    auto const counts = weights.parts[k] > zero;
-    inverse.parts[k] = select(counts, one / select(counts, weights.parts[k], one), zero);
-  }
-  A const mean_x = sum_x * inverse, mean_y = sum_y * inverse, mean_z = sum_z * inverse;
-  A const last = zz - sum_z * mean_z;
-  Lanes const low =
-      sum_attributes<width>(xx - sum_x * mean_x, xy - sum_x * mean_y, xz - sum_x * mean_z, yy - sum_y * mean_y);
-  Lanes const high = sum_attributes<width>(yz - sum_y * mean_z, last, last, last);
-  Lanes first_four;
-  __builtin_memcpy(&first_four, quadric, sizeof(first_four));
-  first_four += low;
-  __builtin_memcpy(quadric, &first_four, sizeof(first_four));
-  quadric[4] += high[0];
-  quadric[5] += high[1];
+  sums.add_to(quadric);
+  float const units[8] = {scale.uv, scale.uv, scale.normal, scale.normal, scale.normal, 1, 1, 1};
+  A const unit(units);
+  auto const divide = [](auto a, auto b) { return a / b; };
+  A const along[3] = {(sums.first_x + sums.mean_x).with(unit, divide), (sums.first_y + sums.mean_y).with(unit, divide),
+                      (sums.first_z + sums.mean_z).with(unit, divide)};
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    __builtin_memcpy(means.along[axis], along[axis].parts, sizeof(means.along[axis]));
+  __builtin_memcpy(means.weights, sums.weights.parts, sizeof(means.weights));
 }
 
 // What some faces foretell for `goal`, to rows from `rows` on.
@@ -425,6 +461,7 @@ constexpr AttributeKernels all_attribute_kernels() {
       {nullptr, add_star_variation<width, kUvs>, add_star_variation<width, kNormals>, add_star_variation<width, kBoth>},
       {nullptr, face_gradients<width, kUvs>, face_gradients<width, kNormals>, face_gradients<width, kBoth>},
       add_row_variation<width>,
+      add_group_variation<width>,
       {nullptr, foretell<width, kUvs>, foretell<width, kNormals>, foretell<width, kBoth>},
       {nullptr, foretell_fan<width, kUvs>, foretell_fan<width, kNormals>, foretell_fan<width, kBoth>},
       {nullptr, foretell_named_fan<width, kUvs>, foretell_named_fan<width, kNormals>,

@@ -61,11 +61,10 @@ class LadderBuilder {
     std::uint32_t closed_fans = 0;
     std::uint32_t unused = 0;
   };
-  // A wedge of a star: its attributes, and the place of the first that has the same value.
-  struct SeamOwn {
-    AttributeRow const* row;
+  // A wedge of a star, and per kind of attribute the place of the first that has the same value.
+  struct StarWedge {
     std::uint32_t wedge;
-    std::uint32_t group;
+    std::uint32_t groups[2];
   };
   // An edge of a star that is to stay where it is, or whose two faces are turned against each other.
   struct Feature {
@@ -112,7 +111,12 @@ class LadderBuilder {
     return (stars_.vertex(v).flags & kIrregular) == 0 || has_closed_seam_fans(v);
   }
   void add_attributes(std::uint32_t v, bool anew);
-  void sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, float* variation);
+  void find_wedge_variations(std::uint32_t v, std::span<StarEntry const> star);
+  void sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, FaceGradients const* rows,
+                            std::uint32_t const* places);
+  bool list_star_wedges(std::span<StarEntry const> star);
+  void add_group_variations(std::uint32_t kind, std::uint32_t kinds, std::uint32_t mesh, FaceGradients const* rows,
+                            std::uint32_t const* places, float* variation);
   void start_seam_wedges(std::uint32_t v);
   bool have_one_wedge(std::span<StarEntry const> faces) const;
   AttributeRow attribute_row(std::uint32_t v, std::uint32_t wedge) const;
@@ -266,13 +270,17 @@ class LadderBuilder {
   std::vector<AttributeFace> attribute_faces_;  // those of the fan, in its order, or of a star
   std::vector<ForetoldRow> foretold_;           // per face of the fan
   std::vector<StarEntry> star_faces_;           // those of a star, and kMaxLanes copies of the last
-  std::vector<AttributeFace> face_group_;
-  std::vector<SeamOwn> star_wedges_;        // of a star
-  std::vector<std::uint32_t> own_of_face_;  // per face of a star: place among them
-  float attribute_cost_ = 0;                // what attributes add to the key of the edge at hand
-  bool single_wedges_ = false;              // each end of the edge at hand has one wedge, and they become one
-  bool all_one_wedge_ = false;              // and all vertices around them have
-  AttributeRow merged_values_;              // its attributes
+  std::vector<StarWedge> star_wedges_;          // of a star, so many
+  std::uint32_t star_wedge_count_ = 0;
+  std::uint32_t star_face_count_ = 0;
+  std::vector<std::uint32_t> own_of_face_;  // per face of a star: place among its wedges
+  std::vector<std::uint32_t> group_places_;
+  std::vector<FaceGradients> gradient_rows_;    // of the faces of a star
+  std::vector<std::uint32_t> gradient_places_;  // 0, 1, 2 ...
+  float attribute_cost_ = 0;                    // what attributes add to the key of the edge at hand
+  bool single_wedges_ = false;                  // each end of the edge at hand has one wedge, and they become one
+  bool all_one_wedge_ = false;                  // and all vertices around them have
+  AttributeRow merged_values_;                  // its attributes
   WedgeMerge merge_;
   Point place_point_{};  // the new place as it will be written
   std::vector<std::uint32_t> removed_faces_, neighbour_faces_;

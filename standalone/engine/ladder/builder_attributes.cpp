@@ -1,6 +1,7 @@
 // UVs and normals of one star, and of all stars at the start.
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 #include <utility>
 
 #include "standalone/engine/ladder/builder.h"
@@ -51,19 +52,21 @@ void LadderBuilder::sum_attributed_stars() {
   std::vector<std::uint32_t> places(attribute_values_.empty() ? 0 : records_.face_count(), 0);
   std::vector<AttributeFace> faces;
   std::vector<FaceGradients> rows;
-  std::vector<std::uint32_t> regular, star_places;
+  std::vector<std::uint32_t> summed, star_places;
   std::uint32_t begin_place = 1;
   for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
     auto const mesh = static_cast<std::uint32_t>(m);
     std::uint32_t const kinds = attribute_values_.empty() ? 0 : attributes_.kinds(mesh);
     for (std::uint32_t begin = vertex_base_[m]; begin < vertex_base_[m + 1]; begin += kStretch) {
-      regular.clear();
+      summed.clear();
       std::size_t entry_count = 0;
       for (std::uint32_t v = begin; v < std::min(begin + kStretch, vertex_base_[m + 1]); ++v) {
-        if (!is_regular(v)) {
+        bool const at_seam = kinds != 0 && (stars_.vertex(v).flags & kOneWedge) == 0;
+        bool const summed_here = at_seam || is_regular(v);
+        if (!summed_here) {
           refresh(v, true);
         } else if (kinds != 0) {
-          regular.push_back(v);
+          summed.push_back(v);
           entry_count += stars_.vertex(v).star_count;
         }
       }
@@ -74,7 +77,7 @@ void LadderBuilder::sum_attributed_stars() {
       }
       std::uint32_t count = 0;
       std::uint32_t* star_place = star_places.data();
-      for (std::uint32_t const v : regular) {
+      for (std::uint32_t const v : summed) {
         for (StarEntry const& entry : std::as_const(stars_).star(v)) {
           std::uint32_t& place = places[entry.face()];
           if (place < begin_place) {
@@ -87,10 +90,16 @@ void LadderBuilder::sum_attributed_stars() {
       if (rows.size() < count + kMaxLanes) rows.resize(count + kMaxLanes);
       attribute_kernels_.face_gradients[kinds](faces.data(), count, attributes_.scale(mesh), rows.data());
       star_place = star_places.data();
-      for (std::uint32_t const v : regular) {
+      for (std::uint32_t const v : summed) {
         Vertex& vertex = stars_.vertex(v);
-        attribute_kernels_.add_row_variation(rows.data(), star_place, vertex.star_count, vertex.quadric);
-        star_place += vertex.star_count;
+        std::uint32_t const star_count = vertex.star_count;
+        if ((vertex.flags & kOneWedge) != 0) {
+          attribute_kernels_.add_row_variation(rows.data(), star_place, star_count, vertex.quadric);
+        } else {
+          sum_wedge_variations(v, std::as_const(stars_).star(v), rows.data(), star_place);
+          refresh(v, false);
+        }
+        star_place += star_count;
       }
       begin_place += count;
     }
@@ -151,9 +160,8 @@ void LadderBuilder::add_attributes(std::uint32_t v, bool anew) {
   if ((vertex.flags & kOneWedge) == 0) {
     SeamState state = seam_state(v);
     if (anew) {
-      std::fill_n(state.variation, 6, 0.0F);
-      sum_wedge_variations(v, star, state.variation);
-      std::memcpy(static_cast<void*>(&attribute_values_[v]), &state, sizeof(state));
+      find_wedge_variations(v, star);
+      state = seam_state(v);
     }
     for (std::size_t i = 0; i < 6; ++i) vertex.quadric[i] += state.variation[i];
     return;
@@ -172,61 +180,108 @@ void LadderBuilder::add_attributes(std::uint32_t v, bool anew) {
     return;
   }
   list_attribute_faces(v, star);
-  attribute_kernels_.add_variation[kinds](attribute_values_[v], attribute_faces_.data(), count, scale, vertex.quadric,
-                                          nullptr);
+  attribute_kernels_.add_variation[kinds](attribute_values_[v], attribute_faces_.data(), count, scale, vertex.quadric);
 }
 
-// Faces that have one value at the vertex speak together, whatever wedges they use. Notes their mean gradients with
-// these wedges.
-void LadderBuilder::sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, float* variation) {
+// What attributes add to the quadric of v, which has several wedges, from its faces.
+void LadderBuilder::find_wedge_variations(std::uint32_t v, std::span<StarEntry const> star) {
   std::uint32_t const mesh = mesh_of(v);
   std::uint32_t const kinds = attributes_.kinds(mesh);
-  if (kinds == 0 || star.empty()) return;
-  list_attribute_faces(v, star);
-  std::size_t const count = star.size();
-  AttributeFace const* const faces = attribute_faces_.data();
-  // The wedges, by the attributes that faces name, each with the first that has the same value.
-  std::vector<SeamOwn>& owns = star_wedges_;
-  owns.clear();
-  own_of_face_.resize(count);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    AttributeRow const* const row = faces[i].corners[0];
-    std::uint32_t own = 0;
-    while (own < owns.size() && owns[own].row != row) ++own;
-    if (own == owns.size()) owns.push_back({row, attributes_.wedge(star[i].face(), star[i].corner()), own});
-    own_of_face_[i] = own;
-  }
-  for (std::uint32_t const kind : {kUvs, kNormals}) {
-    if ((kinds & kind) == 0) continue;
-    std::uint32_t groups = 0;
-    for (std::uint32_t own = 0; own < owns.size(); ++own) {
-      std::uint32_t group = 0;
-      while (group < own && (kinds_alike(*owns[group].row, *owns[own].row) & kind) == 0) ++group;
-      owns[own].group = group;
-      groups += group == own ? 1U : 0U;
+  auto const count = static_cast<std::uint32_t>(star.size());
+  if (kinds != 0) {
+    list_attribute_faces(v, star);
+    if (gradient_rows_.size() < count + kMaxLanes) {
+      gradient_rows_.resize(2 * std::size_t{count} + kMaxLanes);
+      gradient_places_.resize(2 * std::size_t{count});
+      std::iota(gradient_places_.begin(), gradient_places_.end(), 0U);
     }
-    for (std::uint32_t group = 0; group < owns.size(); ++group) {
-      if (owns[group].group != group) continue;
-      AttributeFace const* group_faces = faces;
-      std::size_t group_size = count;
-      if (groups > 1) {
-        face_group_.clear();
-        for (std::size_t i = 0; i < count; ++i) {
-          if (owns[own_of_face_[i]].group == group) face_group_.push_back(faces[i]);
-        }
-        group_faces = face_group_.data();
-        group_size = face_group_.size();
+    attribute_kernels_.face_gradients[kinds](attribute_faces_.data(), count, attributes_.scale(mesh),
+                                             gradient_rows_.data());
+  }
+  sum_wedge_variations(v, star, gradient_rows_.data(), gradient_places_.data());
+}
+
+// The same from the gradients of the faces, which stand at `places` among `rows`. Faces that have one value at the
+// vertex speak together, whatever wedges they use. Notes their mean gradients with these wedges.
+void LadderBuilder::sum_wedge_variations(std::uint32_t v, std::span<StarEntry const> star, FaceGradients const* rows,
+                                         std::uint32_t const* places) {
+  std::uint32_t const mesh = mesh_of(v);
+  std::uint32_t const kinds = attributes_.kinds(mesh);
+  SeamState state = seam_state(v);
+  std::fill_n(state.variation, 6, 0.0F);
+  if (kinds != 0 && !star.empty()) {
+    bool const alike = list_star_wedges(star);
+    if (kinds == (kUvs | kNormals) && alike) {
+      add_group_variations(0, kinds, mesh, rows, places, state.variation);
+    } else {
+      for (std::uint32_t kind = 0; kind < 2; ++kind) {
+        if ((kinds >> kind & 1U) != 0) add_group_variations(kind, 1U << kind, mesh, rows, places, state.variation);
       }
-      MeanGradients means;
-      attribute_kernels_.add_variation[kind](*owns[group].row, group_faces, static_cast<std::uint32_t>(group_size),
-                                             attributes_.scale(mesh), variation, &means);
-      // Each wedge answers for its share.
-      auto const members = std::ranges::count(owns, group, &SeamOwn::group);
-      for (SeamOwn const& own : owns) {
-        if (own.group != group) continue;
-        WedgeAttributes::set_gradients(means, kind, 1.0F / static_cast<float>(members),
-                                       attributes_.seam_wedge(own.wedge).gradients);
+    }
+  }
+  std::memcpy(static_cast<void*>(&attribute_values_[v]), &state, sizeof(state));
+}
+
+// Lists the wedges of a star, and of each by kind the first that has the same value. Whether UVs and normals part them
+// alike.
+bool LadderBuilder::list_star_wedges(std::span<StarEntry const> star) {
+  std::size_t const count = star.size();
+  if (own_of_face_.size() < count) {
+    own_of_face_.resize(2 * count);
+    star_wedges_.resize(2 * count);
+    group_places_.resize(2 * count);
+  }
+  StarWedge* const wedges = star_wedges_.data();
+  std::uint32_t found = 0;
+  bool alike = true;
+  for (std::size_t i = 0; i < count; ++i) {
+    std::uint32_t const wedge = attributes_.wedge(star[i].face(), star[i].corner());
+    std::uint32_t own = 0;
+    while (own < found && wedges[own].wedge != wedge) ++own;
+    own_of_face_[i] = own;
+    if (own < found) continue;
+    wedges[own] = {wedge, {own, own}};
+    AttributeRow const& row = attributes_.seam_wedge(wedge).row;
+    std::uint32_t sought = kUvs | kNormals;
+    for (std::uint32_t other = 0; other < own && sought != 0; ++other) {
+      std::uint32_t const same = sought & kinds_alike(row, attributes_.seam_wedge(wedges[other].wedge).row);
+      sought &= ~same;
+      if ((same & kUvs) != 0) wedges[own].groups[0] = other;
+      if ((same & kNormals) != 0) wedges[own].groups[1] = other;
+    }
+    alike = alike && wedges[own].groups[0] == wedges[own].groups[1];
+    ++found;
+  }
+  star_wedge_count_ = found;
+  star_face_count_ = static_cast<std::uint32_t>(count);
+  return alike;
+}
+
+// Adds the variation over the star listed of some kinds, its wedges in groups as those of the first kind are.
+void LadderBuilder::add_group_variations(std::uint32_t kind, std::uint32_t kinds, std::uint32_t mesh,
+                                         FaceGradients const* rows, std::uint32_t const* places, float* variation) {
+  std::span<StarWedge const> const wedges = std::span(star_wedges_).first(star_wedge_count_);
+  for (std::uint32_t group = 0; group < wedges.size(); ++group) {
+    if (wedges[group].groups[kind] != group) continue;
+    std::uint32_t members = 0;
+    for (StarWedge const& wedge : wedges) members += wedge.groups[kind] == group ? 1U : 0U;
+    std::uint32_t const* group_places = places;
+    std::uint32_t count = star_face_count_;
+    if (members < wedges.size()) {
+      count = 0;
+      for (std::uint32_t i = 0; i < star_face_count_; ++i) {
+        group_places_[count] = places[i];
+        count += wedges[own_of_face_[i]].groups[kind] == group ? 1U : 0U;
       }
+      group_places = group_places_.data();
+    }
+    MeanGradients means;
+    attribute_kernels_.add_group_variation(rows, group_places, count, kinds, attributes_.scale(mesh), variation, means);
+    // Each wedge answers for its share.
+    float const share = 1.0F / static_cast<float>(members);
+    for (StarWedge const& wedge : wedges) {
+      if (wedge.groups[kind] != group) continue;
+      WedgeAttributes::set_gradients(means, kinds, share, attributes_.seam_wedge(wedge.wedge).gradients);
     }
   }
 }

@@ -172,7 +172,7 @@ void LadderBuilder::add_merged_attributes(std::uint32_t v) {
                                                  fan_.surviving, scale, vertex.quadric);
   } else {
     attribute_kernels_.add_variation[kinds](attribute_values_[v], attribute_faces_.data(), fan_.surviving, scale,
-                                            vertex.quadric, nullptr);
+                                            vertex.quadric);
   }
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "standalone/engine/ladder/metric_kernels.h"
+#include "standalone/engine/ladder/wedge_attributes.h"
 
 namespace mirel::engine {
 namespace {
@@ -68,10 +69,8 @@ TEST_P(AnyAttributeKernels, NeitherWidthNorTheWayOfNamingCornersShows) {
       for (std::uint32_t const kinds : {std::uint32_t{kUvs}, std::uint32_t{kNormals}, kUvs | kNormals}) {
         float quadrics[4][6];
         for (float(&quadric)[6] : quadrics) std::fill_n(quadric, 6, 0.5F);
-        MeanGradients means[2];
-        narrow.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[0], &means[0]);
-        other.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[1], &means[1]);
-        ASSERT_TRUE(same_bits(&means[0], &means[1], 1)) << "seed " << seed;
+        narrow.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[0]);
+        other.add_variation[kinds](rows[2], faces.named.data(), count, kScale, quadrics[1]);
         narrow.add_star_variation[kinds](rows[2], faces.fan.faces, count, kScale, quadrics[2]);
         other.add_star_variation[kinds](rows[2], faces.fan.faces, count, kScale, quadrics[3]);
         for (int i = 1; i < 4; ++i) ASSERT_TRUE(same_bits(quadrics[0], quadrics[i], 6)) << "seed " << seed;
@@ -86,6 +85,16 @@ TEST_P(AnyAttributeKernels, NeitherWidthNorTheWayOfNamingCornersShows) {
         narrow.add_row_variation(gradients[0].data(), places.data(), count, quadrics[0]);
         other.add_row_variation(gradients[0].data(), places.data(), count, quadrics[1]);
         ASSERT_TRUE(same_bits(quadrics[0], quadrics[1], 6)) << "seed " << seed;
+        MeanGradients means[2];
+        narrow.add_group_variation(gradients[0].data(), places.data(), count, kinds, kScale, quadrics[0], means[0]);
+        other.add_group_variation(gradients[0].data(), places.data(), count, kinds, kScale, quadrics[1], means[1]);
+        ASSERT_TRUE(same_bits(quadrics[0], quadrics[1], 6)) << "seed " << seed;
+        for (std::uint32_t k = kinds == kNormals ? 2 : 0; k < (kinds == kUvs ? 2 : kMaxAttributes); ++k) {
+          for (std::size_t axis = 0; axis < 3; ++axis) {
+            ASSERT_EQ(means[0].along[axis][k], means[1].along[axis][k]) << "seed " << seed;
+          }
+          ASSERT_EQ(means[0].weights[k], means[1].weights[k]) << "seed " << seed;
+        }
 
         std::vector<ForetoldRow> foretold[4];
         for (std::vector<ForetoldRow>& some : foretold) some.resize(kMostFaces + kMaxLanes);
@@ -155,23 +164,42 @@ TEST(AttributeKernelsTest, TellsMeanGradientsInTheAttributesOwnUnits) {
   // Half of the faces rise at 4 along y, all of them at 3 along x.
   Hexagon hexagon;
   hexagon.set(1, [](float x, float y) { return 3 * x + std::max(0.0F, 4 * (y - 1)); });
+  hexagon.set(3, [](float, float y) { return std::max(0.0F, 2 * (y - 1)); });
   hexagon.set(4, [](float x, float) { return 1 - x; });
   std::vector<AttributeFace> faces;
   for (std::size_t i = 0; i < 6; ++i)
     faces.push_back({{&hexagon.rows[6], &hexagon.rows[i], &hexagon.rows[(i + 1) % 6]}});
-  float quadric[6] = {};
+  std::vector<FaceGradients> rows(6 + kMaxLanes);
+  attribute_kernels().face_gradients[kUvs | kNormals](faces.data(), 6, kScale, rows.data());
+  std::vector<std::uint32_t> const places = {0, 1, 2, 3, 4, 5};
+  std::vector<float> quadric(6, 0.0F);
   MeanGradients means;
-  means.along[1][0] = 5;
-  attribute_kernels().add_variation[kUvs](hexagon.rows[6], faces.data(), 6, kScale, quadric, &means);
+  attribute_kernels().add_group_variation(rows.data(), places.data(), 6, kUvs, kScale, quadric.data(), means);
   EXPECT_EQ(means.along[1][0], 0) << "u is the same everywhere";
   EXPECT_NEAR(means.along[0][1], 3, 1e-5);
   EXPECT_NEAR(means.along[1][1], 2, 1e-5);
   EXPECT_NEAR(means.weights[1], 6 * kUvFaceWeight, 1e-5);
-  EXPECT_EQ(means.weights[4], 0) << "not asked for";
-  attribute_kernels().add_variation[kNormals](hexagon.rows[6], faces.data(), 6, kScale, quadric, &means);
+  std::vector<float> const uvs = hexagon.variation(kUvs);
+  for (std::size_t i = 0; i < 6; ++i) EXPECT_NEAR(quadric[i], uvs[i], 1e-5) << "normals do not count";
+  attribute_kernels().add_group_variation(rows.data(), places.data(), 6, kNormals, kScale, quadric.data(), means);
   EXPECT_NEAR(means.along[0][4], -1, 1e-5);
   EXPECT_NEAR(means.weights[4], 6 * kNormalFaceWeight, 1e-5);
-  EXPECT_NEAR(means.along[0][1], 3, 1e-5) << "what was known of UVs stays";
+}
+
+TEST(WedgeAttributesTest, GradientsOfOneKindLeaveThoseOfTheOtherAlone) {
+  MeanGradients of_uvs, of_normals, kept;
+  for (std::size_t k = 0; k < kMaxAttributes; ++k) {
+    of_uvs.along[2][k] = of_uvs.weights[k] = 2;
+    of_normals.along[2][k] = of_normals.weights[k] = 6;
+  }
+  WedgeAttributes::set_gradients(of_uvs, kUvs, 1, kept);
+  WedgeAttributes::set_gradients(of_normals, kNormals, 0.5F, kept);
+  for (std::size_t k = 0; k < kMaxAttributes; ++k) {
+    EXPECT_EQ(kept.along[2][k], k < 2 ? 2 : 6) << k;
+    EXPECT_EQ(kept.weights[k], k < 2 ? 2 : 3) << k;
+  }
+  WedgeAttributes::set_gradients(of_normals, kUvs | kNormals, 1, kept);
+  for (std::size_t k = 0; k < kMaxAttributes; ++k) EXPECT_EQ(kept.weights[k], 6) << k;
 }
 
 TEST(AttributeKernelsTest, FacesByThemselvesVaryAsTheirStarDoes) {
