@@ -24,22 +24,26 @@ struct OneWedgeFan {
   std::uint32_t of_a, surviving, count;
   std::uint32_t a, b;
   float place[3];
+  int kept;     // the end whose place is the new one: 0 for a, 1 for b, else -1
+  bool closed;  // every vertex around the ends is the next corner of a face
 };
 
 // The same of faces that name their corners, each from the end that it is around.
 struct NamedFan {
   AttributeFace const* faces;
   std::uint32_t of_a, surviving, count;
+  AttributeRow const *a, *b;
   float place[3];
+  int kept;
 };
 
-// What the faces of a fan say of the merged vertex.
-struct FanForecast {
-  ForetoldRow of_a, of_b;  // sums over the faces around each end
-  AttributeRow low, high;  // of the values at the ends and around them
+// What two wedges become.
+struct MergedWedge {
+  AttributeRow row;
+  float cost;  // beyond the values that would be best for each end by itself
 };
 
-// By the kinds that are there (AttributeKind), of which there must be one.
+// By the kinds that are there (AttributeKind), of which there must be one where nothing else is said.
 struct AttributeKernels {
   // Adds the variation over `count` faces around `corner` to `quadric` (xx xy xz yy yz zz). The faces' first corners
   // are not looked at.
@@ -60,9 +64,12 @@ struct AttributeKernels {
                               std::uint32_t kinds, AttributeScale const& scale, float* quadric, MeanGradients& means);
   // What each face foretells for `place`. `rows` has room for full lanes.
   void (*foretell[4])(float const* place, AttributeFace const* faces, std::uint32_t count, ForetoldRow* rows);
-  // The same for a fan, summed. `rows`: scratch, with room for full lanes.
-  void (*foretell_fan[4])(OneWedgeFan const& fan, ForetoldRow* rows, FanForecast& forecast);
-  void (*foretell_named_fan[4])(NamedFan const& fan, ForetoldRow* rows, FanForecast& forecast);
+  // What the wedges of a fan's ends, which have one each, become. The values are means of what faces foretell, kept
+  // between those around: beyond them they would be no values of the mesh. A vertex that stays where it is keeps its
+  // own to the bit. `rows`: scratch, with room for full lanes.
+  void (*merge_fan[4])(OneWedgeFan const& fan, AttributeScale const& scale, ForetoldRow* rows, MergedWedge& merged);
+  // By names also where no kind counts; then the faces are not looked at.
+  void (*merge_named_fan[4])(NamedFan const& fan, AttributeScale const& scale, ForetoldRow* rows, MergedWedge& merged);
 };
 
 // The fastest that this machine runs.

@@ -235,6 +235,7 @@ struct AttributeLanes {
   inline __attribute__((always_inline)) AttributeLanes operator*(AttributeLanes const& other) const {
     return with(other, [](auto a, auto b) { return a * b; });
   }
+  inline __attribute__((always_inline)) void store(float* to) const { __builtin_memcpy(to, parts, sizeof(parts)); }
   inline __attribute__((always_inline)) Lanes low() const {
     Lanes lanes;
     __builtin_memcpy(&lanes, parts, sizeof(lanes));
@@ -242,6 +243,56 @@ struct AttributeLanes {
   }
   inline __attribute__((always_inline)) float last() const { return parts[width == 8 ? 0 : 1][width == 8 ? 4 : 0]; }
 };
+
+// Some of the lanes of a row.
+enum class RowPart { kUv, kNormal, kValues, kX, kY, kZ };
+template <int width, RowPart part>
+struct RowMask {
+  static constexpr std::int32_t kFirst = part == RowPart::kNormal ? 2
+                                         : part == RowPart::kX    ? 5
+                                         : part == RowPart::kY    ? 6
+                                         : part == RowPart::kZ    ? 7
+                                                                  : 0;
+  static constexpr std::int32_t kEnd = part == RowPart::kUv  ? 2
+                                       : part == RowPart::kX ? 6
+                                       : part == RowPart::kY ? 7
+                                       : part == RowPart::kZ ? 8
+                                                             : 5;
+  // Constants: put together at run time they would be stored word by word and loaded at once, which waits for that.
+  static inline __attribute__((always_inline)) MaskLanes<width> lanes(std::size_t k) {
+    MaskLanes<width> numbers;
+    for (int i = 0; i < width; ++i) numbers[i] = i;
+    numbers += static_cast<std::int32_t>(k) * width;
+    return (numbers >= kFirst) & (numbers < kEnd);
+  }
+};
+// The first where the mask is set, else the second.
+template <int width, RowPart part>
+inline __attribute__((always_inline)) AttributeLanes<width> choose(AttributeLanes<width> const& in_part,
+                                                                   AttributeLanes<width> const& elsewhere) {
+  AttributeLanes<width> result;
+  for (std::size_t k = 0; k < 8 / width; ++k) {
+    result.parts[k] = select(RowMask<width, part>::lanes(k), in_part.parts[k], elsewhere.parts[k]);
+  }
+  return result;
+}
+template <int width>
+inline __attribute__((always_inline)) AttributeLanes<width> all_attributes(float value) {
+  AttributeLanes<width> result;
+  for (std::size_t k = 0; k < 8 / width; ++k) result.parts[k] = all<width>(value);
+  return result;
+}
+// 1 / weight, 0 where there is none.
+template <int width>
+inline __attribute__((always_inline)) AttributeLanes<width> inverse_of(AttributeLanes<width> const& weight) {
+  AttributeLanes<width> result;
+  for (std::size_t k = 0; k < 8 / width; ++k) {
+    FloatLanes<width> const zero = all<width>(0), one = all<width>(1);
+    auto const counts = weight.parts[k] > zero;
+    result.parts[k] = select(counts, one / select(counts, weight.parts[k], one), zero);
+  }
+  return result;
+}
 
 // The sums over all attributes of each of four.
 template <int width>
@@ -281,12 +332,7 @@ struct GradientSums {
       sum_x = sum_x + wx, sum_y = sum_y + wy, sum_z = sum_z + wz;
       weights = weights + weight;
     }
-    A inverse;
-    for (std::size_t k = 0; k < 8 / width; ++k) {
-      FloatLanes<width> const zero = all<width>(0), one = all<width>(1);
-      auto const counts = weights.parts[k] > zero;
-      inverse.parts[k] = select(counts, one / select(counts, weights.parts[k], one), zero);
-    }
+    A const inverse = inverse_of<width>(weights);
     mean_x = sum_x * inverse, mean_y = sum_y * inverse, mean_z = sum_z * inverse;
     xx = xx - sum_x * mean_x, xy = xy - sum_x * mean_y, xz = xz - sum_x * mean_z;
     yy = yy - sum_y * mean_y, yz = yz - sum_y * mean_z, zz = zz - sum_z * mean_z;
@@ -314,23 +360,18 @@ void add_group_variation(FaceGradients const* rows, std::uint32_t const* places,
                          std::uint32_t kinds, AttributeScale const& scale, float* quadric, MeanGradients& means) {
   using A = AttributeLanes<width>;
   if (count == 0) return;
-  constexpr float kUv[8] = {1, 1, 0, 0, 0, 0, 0, 0};
-  constexpr float kNormal[8] = {0, 0, 1, 1, 1, 0, 0, 0};
-  constexpr float kBoth[8] = {1, 1, 1, 1, 1, 0, 0, 0};
-  A const asked(kinds == kUvs ? kUv : kinds == kNormals ? kNormal : kBoth);
   GradientSums<width> sums(rows, places, count);
   for (A* const sum : {&sums.xx, &sums.xy, &sums.xz, &sums.yy, &sums.yz, &sums.zz}) {
-    *sum = sum->with(asked, [](auto value, auto is_asked) { return select(is_asked > 0, value, decltype(value){}); });
+    if ((kinds & kUvs) == 0) *sum = choose<width, RowPart::kUv>({}, *sum);
+    if ((kinds & kNormals) == 0) *sum = choose<width, RowPart::kNormal>({}, *sum);
   }
   sums.add_to(quadric);
-  float const units[8] = {scale.uv, scale.uv, scale.normal, scale.normal, scale.normal, 1, 1, 1};
-  A const unit(units);
+  A const unit = choose<width, RowPart::kUv>(all_attributes<width>(scale.uv), all_attributes<width>(scale.normal));
   auto const divide = [](auto a, auto b) { return a / b; };
   A const along[3] = {(sums.first_x + sums.mean_x).with(unit, divide), (sums.first_y + sums.mean_y).with(unit, divide),
                       (sums.first_z + sums.mean_z).with(unit, divide)};
-  for (std::size_t axis = 0; axis < 3; ++axis)
-    __builtin_memcpy(means.along[axis], along[axis].parts, sizeof(means.along[axis]));
-  __builtin_memcpy(means.weights, sums.weights.parts, sizeof(means.weights));
+  for (std::size_t axis = 0; axis < 3; ++axis) along[axis].store(means.along[axis]);
+  sums.weights.store(means.weights);
 }
 
 // What some faces foretell for `goal`, to rows from `rows` on.
@@ -368,55 +409,101 @@ void foretell(float const* place, AttributeFace const* faces, std::uint32_t coun
   }
 }
 
-// A row, in as few vectors as the width allows.
+// What faces foretell for both ends of a fan, and between which values.
 template <int width>
-struct RowParts {
-  FloatLanes<width> parts[8 / width];
+struct FanSums {
+  AttributeLanes<width> of_a, of_b, low, high;
 
-  template <typename Row>
-  inline __attribute__((always_inline)) explicit RowParts(Row const& row) {
-    __builtin_memcpy(parts, row.values, sizeof(parts));
-  }
-  template <typename Row>
-  inline __attribute__((always_inline)) void store(Row& row) const {
-    __builtin_memcpy(&row, parts, sizeof(parts));
-  }
-  inline __attribute__((always_inline)) void add(ForetoldRow const& row) {
-    RowParts const other(row);
-    for (int k = 0; k < 8 / width; ++k) parts[k] += other.parts[k];
+  // `visit_corners`: shows a visitor the rows around the face of a number.
+  template <typename Fan, typename Corners>
+  inline __attribute__((always_inline))
+  FanSums(Fan const& fan, ForetoldRow const* rows, AttributeLanes<width> const& end, Corners const& visit_corners) {
+    of_a = of_b = {};
+    for (std::uint32_t i = 0; i < fan.of_a; ++i) of_a = of_a + AttributeLanes<width>(rows[i].values);
+    for (std::uint32_t i = fan.of_a; i < fan.surviving; ++i) of_b = of_b + AttributeLanes<width>(rows[i].values);
+    // Faces on the edge belong to both ends.
+    for (std::uint32_t i = fan.surviving; i < fan.count; ++i) {
+      AttributeLanes<width> const row(rows[i].values);
+      of_a = of_a + row;
+      of_b = of_b + row;
+    }
+    low = high = end;
+    for (std::uint32_t i = 0; i < fan.count; ++i) {
+      visit_corners(i, [&](AttributeRow const& row) {
+        AttributeLanes<width> const values(row.values);
+        low = low.with(values, [](auto a, auto b) { return smaller(a, b); });
+        high = high.with(values, [](auto a, auto b) { return larger(a, b); });
+      });
+    }
   }
 };
 
-// Sums what the faces of a fan foretell, and bounds the values around it: those at one of its ends, and those that
-// `visit_corners` shows a visitor, by the number of a face.
-template <int width, typename Fan, typename Corners>
-inline __attribute__((always_inline)) void sum_fan(Fan const& fan, ForetoldRow const* rows, AttributeRow const& end,
-                                                   FanForecast& forecast, Corners const& visit_corners) {
-  using F = FloatLanes<width>;
-  RowParts<width> of_a(ForetoldRow{}), of_b(ForetoldRow{});
-  for (std::uint32_t i = 0; i < fan.of_a; ++i) of_a.add(rows[i]);
-  for (std::uint32_t i = fan.of_a; i < fan.surviving; ++i) of_b.add(rows[i]);
-  // Faces on the edge belong to both ends.
-  for (std::uint32_t i = fan.surviving; i < fan.count; ++i) of_a.add(rows[i]), of_b.add(rows[i]);
-  RowParts<width> low(end), high(end);
-  for (std::uint32_t i = 0; i < fan.count; ++i) {
-    visit_corners(i, [&](AttributeRow const& row) {
-      RowParts<width> const values(row);
-      for (int k = 0; k < 8 / width; ++k) {
-        F const value = values.parts[k];
-        low.parts[k] = smaller(low.parts[k], value);
-        high.parts[k] = larger(high.parts[k], value);
-      }
-    });
+// The weights of a row of sums, one for each attribute.
+template <int width>
+inline __attribute__((always_inline)) AttributeLanes<width> weights_of(AttributeLanes<width> const& row) {
+  static_assert(offsetof(ForetoldRow, weights) == 5 * sizeof(float));
+  AttributeLanes<width> weights;
+  if constexpr (width == 8) {
+    weights.parts[0] = __builtin_shufflevector(row.parts[0], row.parts[0], 5, 5, 6, 6, 6, 6, 6, 6);
+  } else {
+    weights.parts[0] = __builtin_shufflevector(row.parts[1], row.parts[1], 1, 1, 2, 2);
+    weights.parts[1] = __builtin_shufflevector(row.parts[1], row.parts[1], 2, 2, 2, 2);
   }
-  of_a.store(forecast.of_a);
-  of_b.store(forecast.of_b);
-  low.store(forecast.low);
-  high.store(forecast.high);
+  return weights;
+}
+
+// The wedge of values `value`, and what these cost, given what faces foretell for both ends.
+template <int width, unsigned kinds>
+inline __attribute__((always_inline)) void settle_wedge(FanSums<width> const& sums, AttributeLanes<width> const& at_a,
+                                                        AttributeLanes<width> const& at_b, float const* place, int kept,
+                                                        AttributeScale const& scale, MergedWedge& merged) {
+  using A = AttributeLanes<width>;
+  A const weight_a = weights_of<width>(sums.of_a), weight_b = weights_of<width>(sums.of_b);
+  A const weight = weight_a + weight_b;
+  A value = kept == 0 ? at_a : at_b;
+  if (kept < 0) {
+    A const half = all_attributes<width>(0.5F);
+    A const best = ((sums.of_a + sums.of_b) * inverse_of<width>(weight))
+                       .with(sums.low, [](auto a, auto b) { return larger(a, b); })
+                       .with(sums.high, [](auto a, auto b) { return smaller(a, b); });
+    A const mean = at_a * half + at_b * half;
+    for (std::size_t k = 0; k < 8 / width; ++k) {
+      value.parts[k] = select(weight.parts[k] > all<width>(0), best.parts[k], mean.parts[k]);
+    }
+  }
+  A const off_a = sums.of_a * inverse_of<width>(weight_a) - value;
+  A const off_b = sums.of_b * inverse_of<width>(weight_b) - value;
+  A const square = choose<width, RowPart::kUv>(all_attributes<width>(scale.uv * scale.uv),
+                                               all_attributes<width>(scale.normal * scale.normal));
+  A cost = (weight_a * off_a * off_a + weight_b * off_b * off_b) * square;
+  // Values that do not count may be of any size.
+  for (std::size_t k = 0; k < 8 / width; ++k) {
+    cost.parts[k] = select(weight.parts[k] > all<width>(0), cost.parts[k], all<width>(0));
+  }
+  Lanes const low = cost.low();
+  merged.cost = ((low[0] + low[1]) + (low[2] + low[3])) + cost.last();
+  if constexpr ((kinds & kNormals) != 0) {
+    if (kept < 0) {
+      // Normals that cancel leave no direction: that of the first end stands.
+      Lanes const squares = (value * value).low();
+      float const length = __builtin_sqrtf(squares[2] + squares[3] + value.last() * value.last());
+      if (!(length > 1e-6F)) {
+        value = choose<width, RowPart::kNormal>(at_a, value);
+      } else if (!(length - 1 <= 1e-6F && 1 - length <= 1e-6F)) {
+        A const unit = value.with(all_attributes<width>(length), [](auto a, auto b) { return a / b; });
+        value = choose<width, RowPart::kNormal>(unit, value);
+      }
+    }
+  }
+  value = choose<width, RowPart::kX>(all_attributes<width>(place[0]), value);
+  value = choose<width, RowPart::kY>(all_attributes<width>(place[1]), value);
+  value = choose<width, RowPart::kZ>(all_attributes<width>(place[2]), value);
+  value.store(merged.row.values);
 }
 
 template <int width, unsigned kinds>
-void foretell_fan(OneWedgeFan const& fan, ForetoldRow* rows, FanForecast& forecast) {
+void merge_fan(OneWedgeFan const& fan, AttributeScale const& scale, ForetoldRow* rows, MergedWedge& merged) {
+  using A = AttributeLanes<width>;
   using M = MaskLanes<width>;
   VectorLanes<width> const goal = {all<width>(fan.place[0]), all<width>(fan.place[1]), all<width>(fan.place[2])};
   AttributeRow const& at_a = fan.faces.rows[fan.a];
@@ -438,19 +525,37 @@ void foretell_fan(OneWedgeFan const& fan, ForetoldRow* rows, FanForecast& foreca
     corners.load(first, 2, previous);
     foretell_lanes<width, kinds>(goal, corner, next, previous, rows + first);
   }
-  sum_fan<width>(fan, rows, at_a, forecast, [&](std::uint32_t i, auto const& visit) {
-    visit(fan.faces.rows[fan.faces.entries[i].next]);
-    visit(fan.faces.rows[fan.faces.entries[i].previous]);
-  });
+  A const own_a(at_a.values), own_b(at_b.values);
+  if (fan.closed) {
+    FanSums<width> const sums(fan, rows, own_a, [&](std::uint32_t i, auto const& visit) {
+      visit(fan.faces.rows[fan.faces.entries[i].next]);
+    });
+    settle_wedge<width, kinds>(sums, own_a, own_b, fan.place, fan.kept, scale, merged);
+  } else {
+    FanSums<width> const sums(fan, rows, own_a, [&](std::uint32_t i, auto const& visit) {
+      visit(fan.faces.rows[fan.faces.entries[i].next]);
+      visit(fan.faces.rows[fan.faces.entries[i].previous]);
+    });
+    settle_wedge<width, kinds>(sums, own_a, own_b, fan.place, fan.kept, scale, merged);
+  }
 }
 
 template <int width, unsigned kinds>
-void foretell_named_fan(NamedFan const& fan, ForetoldRow* rows, FanForecast& forecast) {
-  foretell<width, kinds>(fan.place, fan.faces, fan.count, rows);
-  sum_fan<width>(fan, rows, *fan.faces[fan.count - 1].corners[0], forecast, [&](std::uint32_t i, auto const& visit) {
-    visit(*fan.faces[i].corners[1]);
-    visit(*fan.faces[i].corners[2]);
-  });
+void merge_named_fan(NamedFan const& fan, AttributeScale const& scale, ForetoldRow* rows, MergedWedge& merged) {
+  using A = AttributeLanes<width>;
+  A const own_a(fan.a->values), own_b(fan.b->values);
+  if constexpr (kinds == 0) {
+    NamedFan const none = {fan.faces, 0, 0, 0, fan.a, fan.b, {}, fan.kept};
+    FanSums<width> const sums(none, rows, own_a, [](std::uint32_t, auto const&) {});
+    settle_wedge<width, kinds>(sums, own_a, own_b, fan.place, fan.kept, scale, merged);
+  } else {
+    foretell<width, kinds>(fan.place, fan.faces, fan.count, rows);
+    FanSums<width> const sums(fan, rows, own_a, [&](std::uint32_t i, auto const& visit) {
+      visit(*fan.faces[i].corners[1]);
+      visit(*fan.faces[i].corners[2]);
+    });
+    settle_wedge<width, kinds>(sums, own_a, own_b, fan.place, fan.kept, scale, merged);
+  }
 }
 
 template <int width>
@@ -463,9 +568,9 @@ constexpr AttributeKernels all_attribute_kernels() {
       add_row_variation<width>,
       add_group_variation<width>,
       {nullptr, foretell<width, kUvs>, foretell<width, kNormals>, foretell<width, kBoth>},
-      {nullptr, foretell_fan<width, kUvs>, foretell_fan<width, kNormals>, foretell_fan<width, kBoth>},
-      {nullptr, foretell_named_fan<width, kUvs>, foretell_named_fan<width, kNormals>,
-       foretell_named_fan<width, kBoth>}};
+      {nullptr, merge_fan<width, kUvs>, merge_fan<width, kNormals>, merge_fan<width, kBoth>},
+      {merge_named_fan<width, 0>, merge_named_fan<width, kUvs>, merge_named_fan<width, kNormals>,
+       merge_named_fan<width, kBoth>}};
 }
 
 }  // namespace

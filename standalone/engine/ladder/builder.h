@@ -171,7 +171,6 @@ class LadderBuilder {
   AttributeRow const* own_values(std::uint32_t v) const;
   void list_fan_corners();
   bool merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint32_t b, Vec3 place);
-  void merge_single_wedges(std::uint32_t mesh, FanForecast const& forecast, int kept);
   EdgeEnd edge_end(std::uint32_t v, Vec3 place);
   void add_merged_attributes(std::uint32_t v);
   void record_wedges(std::uint32_t a, std::uint32_t b);
@@ -280,7 +279,7 @@ class LadderBuilder {
   float attribute_cost_ = 0;                    // what attributes add to the key of the edge at hand
   bool single_wedges_ = false;                  // each end of the edge at hand has one wedge, and they become one
   bool all_one_wedge_ = false;                  // and all vertices around them have
-  AttributeRow merged_values_;                  // its attributes
+  MergedWedge merged_wedge_;                    // that, at the fan's place
   WedgeMerge merge_;
   Point place_point_{};  // the new place as it will be written
   std::vector<std::uint32_t> removed_faces_, neighbour_faces_;

@@ -47,20 +47,20 @@ bool LadderBuilder::merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint3
   int const kept = place == stars_.vertex(a).position() ? 0 : place == stars_.vertex(b).position() ? 1 : -1;
   all_one_wedge_ = single_wedges_ && kinds != 0 && have_one_wedge(std::span(fan_faces_).first(fan_.count));
   bool const check_uvs = options_.prevent_uv_foldovers && records_.layout.has_uvs;
-  FanForecast forecast;
   if (all_one_wedge_) {
+    bool const closed = ((stars_.vertex(a).flags | stars_.vertex(b).flags) & kIrregular) == 0;
     OneWedgeFan const fan = {{attribute_values_.data(), fan_faces_.data()},
                              fan_.of_a,
                              fan_.surviving,
                              fan_.count,
                              a,
                              b,
-                             {place.x, place.y, place.z}};
-    attribute_kernels_.foretell_fan[kinds](fan, foretold_.data(), forecast);
-    if (!check_uvs) {
-      merge_single_wedges(mesh, forecast, kept);
-      return true;
-    }
+                             {place.x, place.y, place.z},
+                             kept,
+                             closed};
+    attribute_kernels_.merge_fan[kinds](fan, attributes_.scale(mesh), foretold_.data(), merged_wedge_);
+    attribute_cost_ = merged_wedge_.cost;
+    if (!check_uvs) return true;
   }
   AttributeFace* const faces = attribute_faces_.data();
   if (has_values) {
@@ -69,14 +69,19 @@ bool LadderBuilder::merge_wedges(std::uint32_t mesh, std::uint32_t a, std::uint3
     std::fill_n(faces, fan_.count, AttributeFace{{&kNoAttributes, &kNoAttributes, &kNoAttributes}});
   }
   if (single_wedges_) {
-    if (kinds == 0) {
-      forecast.of_a = forecast.of_b = {};
-    } else if (!all_one_wedge_) {
-      NamedFan const fan = {faces, fan_.of_a, fan_.surviving, fan_.count, {place.x, place.y, place.z}};
-      attribute_kernels_.foretell_named_fan[kinds](fan, foretold_.data(), forecast);
+    if (!all_one_wedge_) {
+      NamedFan const fan = {faces,
+                            fan_.of_a,
+                            fan_.surviving,
+                            fan_.count,
+                            &attribute_values_[a],
+                            &attribute_values_[b],
+                            {place.x, place.y, place.z},
+                            kept};
+      attribute_kernels_.merge_named_fan[kinds](fan, attributes_.scale(mesh), foretold_.data(), merged_wedge_);
+      attribute_cost_ = merged_wedge_.cost;
     }
-    merge_single_wedges(mesh, forecast, kept);
-    return !check_uvs || !turns_uv_over(std::span(faces, fan_.surviving), merged_values_.values);
+    return !check_uvs || !turns_uv_over(std::span(faces, fan_.surviving), merged_wedge_.row.values);
   }
   EdgeAttributes const edge = {std::span(fan_faces_).first(fan_.count),
                                fan_.of_a,
@@ -122,44 +127,6 @@ EdgeEnd LadderBuilder::edge_end(std::uint32_t v, Vec3 place) {
   return end;
 }
 
-// The values of the one wedge that two become, and `attribute_cost_`. Its position is that of the fan's place.
-void LadderBuilder::merge_single_wedges(std::uint32_t mesh, FanForecast const& forecast, int kept) {
-  AttributeRow const& at_a = attribute_values_[fan_.a];
-  AttributeRow const& at_b = attribute_values_[fan_.b];
-  AttributeScale const& scale = attributes_.scale(mesh);
-  AttributeRow merged;
-  float cost = 0;
-  for (std::uint32_t const begin : {0U, 2U}) {
-    float const weight_a = forecast.of_a.weight(begin), weight_b = forecast.of_b.weight(begin);
-    float const weight = weight_a + weight_b;
-    float const inverse = weight > 0 ? 1 / weight : 0;
-    float const inverse_a = weight_a > 0 ? 1 / weight_a : 0, inverse_b = weight_b > 0 ? 1 / weight_b : 0;
-    float squares_a = 0;
-    float squares_b = 0;
-    for (std::uint32_t k = begin; k < (begin == 0 ? 2 : kMaxAttributes); ++k) {
-      float const sum_a = forecast.of_a.values[k], sum_b = forecast.of_b.values[k];
-      // Kept between the values around it: beyond them it would be no value of the mesh.
-      float const best = std::min(std::max(forecast.low.values[k], (sum_a + sum_b) * inverse), forecast.high.values[k]);
-      float const mean = at_a.values[k] * 0.5F + at_b.values[k] * 0.5F;
-      float const value = kept == 0 ? at_a.values[k] : kept == 1 ? at_b.values[k] : weight > 0 ? best : mean;
-      merged.values[k] = value;
-      float const off_a = sum_a * inverse_a - value, off_b = sum_b * inverse_b - value;
-      squares_a += off_a * off_a;
-      squares_b += off_b * off_b;
-    }
-    // What it costs beyond the values that would be best for each end by itself.
-    if (weight > 0) cost += scale.of(begin) * scale.of(begin) * (weight_a * squares_a + weight_b * squares_b);
-  }
-  attribute_cost_ = cost;
-  // A vertex that stays where it is keeps its values to the bit. Normals that cancel leave no direction: that of the
-  // first end stands.
-  if (kept < 0 && records_.layout.has_normals && !WedgeAttributes::normalise(merged)) {
-    std::copy_n(at_a.values + 2, 3, merged.values + 2);
-  }
-  std::copy_n(fan_.place, 3, merged.position);
-  merged_values_ = merged;
-}
-
 // As add_attributes, for the vertex that the edge at hand has become, which has one wedge.
 void LadderBuilder::add_merged_attributes(std::uint32_t v) {
   std::uint32_t const mesh = mesh_of(v);
@@ -180,7 +147,7 @@ void LadderBuilder::add_merged_attributes(std::uint32_t v) {
 void LadderBuilder::record_single_wedge(std::uint32_t a, std::uint32_t b) {
   std::uint32_t const node = new_node(std::min(origins_[a].lowest, origins_[b].lowest));
   records_.created_position_id.push_back(next_position_id_++);
-  WedgeAttributes::append(merged_values_, records_);
+  WedgeAttributes::append(merged_wedge_.row, records_);
   records_.parent[origins_[a].node] = node;
   records_.parent[origins_[b].node] = node;
   for (StarEntry const& face : survivors()) attributes_.set_wedge(face.face(), face.corner(), node);

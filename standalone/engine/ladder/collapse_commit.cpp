@@ -131,7 +131,7 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   vertex.flags = static_cast<std::uint8_t>((vertex.flags & ~(kUrgent | kFresh)) | locked);
   if (single_wedges) {
     vertex.flags |= kOneWedge;
-    if (with_attributes) attribute_values_[kept] = merged_values_;
+    if (with_attributes) attribute_values_[kept] = merged_wedge_.row;
   } else {
     vertex.flags = static_cast<std::uint8_t>(vertex.flags & ~kOneWedge);
   }

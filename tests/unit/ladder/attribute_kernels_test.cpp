@@ -47,7 +47,9 @@ struct SomeFaces {
     }
     auto const of_a = static_cast<std::uint32_t>(random() % (count + 1));
     auto const surviving = of_a + static_cast<std::uint32_t>(random() % (count - of_a + 1));
-    fan = {{rows.data(), entries.data()}, of_a, surviving, count, 0, 1, {0.25F, -0.5F, 0.125F}};
+    int const kept = static_cast<int>(random() % 4) - 1;
+    fan = {
+        {rows.data(), entries.data()}, of_a, surviving, count, 0, 1, {0.25F, -0.5F, 0.125F}, std::min(kept, 1), false};
     for (std::uint32_t i = 0; i < count; ++i) {
       bool const of_b = i >= of_a && i < surviving;
       named[i] = {{&rows[of_b ? 1 : 0], &rows[entries[i].next], &rows[entries[i].previous]}};
@@ -96,28 +98,29 @@ TEST_P(AnyAttributeKernels, NeitherWidthNorTheWayOfNamingCornersShows) {
           ASSERT_EQ(means[0].weights[k], means[1].weights[k]) << "seed " << seed;
         }
 
-        std::vector<ForetoldRow> foretold[4];
+        std::vector<ForetoldRow> foretold[2];
         for (std::vector<ForetoldRow>& some : foretold) some.resize(kMostFaces + kMaxLanes);
-        FanForecast forecasts[4];
-        narrow.foretell[kinds](faces.fan.place, faces.named.data(), count, foretold[0].data());
-        other.foretell[kinds](faces.fan.place, faces.named.data(), count, foretold[1].data());
-        narrow.foretell_fan[kinds](faces.fan, foretold[2].data(), forecasts[0]);
-        other.foretell_fan[kinds](faces.fan, foretold[3].data(), forecasts[1]);
-        for (int i = 1; i < 4; ++i) {
-          ASSERT_TRUE(same_bits(foretold[0].data(), foretold[i].data(), count)) << "seed " << seed << ", way " << i;
-        }
-        ASSERT_TRUE(same_bits(&forecasts[0], &forecasts[1], 1)) << "seed " << seed;
         OneWedgeFan const& fan = faces.fan;
-        NamedFan const named = {
-            faces.named.data(), fan.of_a, fan.surviving, count, {fan.place[0], fan.place[1], fan.place[2]}};
-        narrow.foretell_named_fan[kinds](named, foretold[2].data(), forecasts[2]);
-        other.foretell_named_fan[kinds](named, foretold[3].data(), forecasts[3]);
-        ASSERT_TRUE(same_bits(&forecasts[2], &forecasts[3], 1)) << "seed " << seed;
-        ASSERT_TRUE(same_bits(&forecasts[2].of_a, &forecasts[0].of_a, 1)) << "seed " << seed;
-        ASSERT_TRUE(same_bits(&forecasts[2].of_b, &forecasts[0].of_b, 1)) << "seed " << seed;
-        // Of random faces the last need not be one of the first end.
-        if (fan.surviving < count) {
-          ASSERT_TRUE(same_bits(&forecasts[2].low, &forecasts[0].low, 1)) << "seed " << seed;
+        narrow.foretell[kinds](fan.place, faces.named.data(), count, foretold[0].data());
+        other.foretell[kinds](fan.place, faces.named.data(), count, foretold[1].data());
+        ASSERT_TRUE(same_bits(foretold[0].data(), foretold[1].data(), count)) << "seed " << seed;
+
+        MergedWedge merged[4];
+        narrow.merge_fan[kinds](fan, kScale, foretold[0].data(), merged[0]);
+        other.merge_fan[kinds](fan, kScale, foretold[0].data(), merged[1]);
+        NamedFan const named = {faces.named.data(),
+                                fan.of_a,
+                                fan.surviving,
+                                count,
+                                &rows[0],
+                                &rows[1],
+                                {fan.place[0], fan.place[1], fan.place[2]},
+                                fan.kept};
+        narrow.merge_named_fan[kinds](named, kScale, foretold[0].data(), merged[2]);
+        other.merge_named_fan[kinds](named, kScale, foretold[0].data(), merged[3]);
+        for (int i = 1; i < 4; ++i) {
+          ASSERT_TRUE(same_bits(&merged[0].row, &merged[i].row, 1)) << "seed " << seed << ", way " << i;
+          ASSERT_EQ(merged[0].cost, merged[i].cost) << "seed " << seed << ", way " << i;
         }
       }
     }
@@ -247,33 +250,96 @@ TEST(AttributeKernelsTest, AFaceForetellsWhatItShowsThere) {
   Hexagon hexagon;
   hexagon.set(0, [](float x, float y) { return 3 * x - 7 * y; });
   hexagon.set(4, [](float x, float) { return x; });
-  OneWedgeFan const fan = {{hexagon.rows.data(), hexagon.entries.data()}, 6, 6, 6, 6, 0, {2.5F, 0.5F, 8}};
+  std::vector<AttributeFace> faces;
+  for (std::size_t i = 0; i < 6; ++i)
+    faces.push_back({{&hexagon.rows[6], &hexagon.rows[i], &hexagon.rows[(i + 1) % 6]}});
+  float const place[3] = {2.5F, 0.5F, 8};
   std::vector<ForetoldRow> rows(6 + kMaxLanes);
-  FanForecast forecast;
-  attribute_kernels().foretell_fan[kUvs | kNormals](fan, rows.data(), forecast);
+  attribute_kernels().foretell[kUvs | kNormals](place, faces.data(), 6, rows.data());
   for (std::size_t i = 0; i < 6; ++i) {
     EXPECT_NEAR(rows[i].weights[0], kUvFaceWeight, 1e-5);
     EXPECT_NEAR(rows[i].weights[1], kNormalFaceWeight, 1e-5);
     EXPECT_NEAR(rows[i].values[0], 4 * kUvFaceWeight, 1e-4);
     EXPECT_NEAR(rows[i].values[4], 2.5 * kNormalFaceWeight, 1e-4);
   }
-  EXPECT_NEAR(forecast.of_a.values[0], 6 * 4 * kUvFaceWeight, 1e-3);
-  EXPECT_EQ(forecast.of_b.weights[0], 0);
-  EXPECT_NEAR(forecast.low.values[4], 1, 1e-6);
-  EXPECT_NEAR(forecast.high.values[4], 3, 1e-6);
+}
+
+// What becomes of the middle of the hexagon, all of whose faces stay, and of its first corner.
+MergedWedge merge_into_corner(Hexagon const& hexagon, std::uint32_t kinds, float x, float y, int kept) {
+  OneWedgeFan const fan = {{hexagon.rows.data(), hexagon.entries.data()}, 6, 6, 6, 6, 0, {x, y, 0}, kept, true};
+  std::vector<ForetoldRow> rows(6 + kMaxLanes);
+  MergedWedge merged;
+  attribute_kernels().merge_fan[kinds](fan, kScale, rows.data(), merged);
+  return merged;
+}
+
+TEST(AttributeKernelsTest, AMergedWedgeHasWhatItsFacesForetell) {
+  Hexagon hexagon;
+  hexagon.set(0, [](float x, float y) { return 3 * x - 7 * y; });
+  hexagon.set(3, [](float x, float) { return x; });
+  hexagon.set(4, [](float, float) { return 1; });
+  MergedWedge const merged = merge_into_corner(hexagon, kUvs | kNormals, 2.5F, 0.5F, -1);
+  EXPECT_NEAR(merged.row.values[0], 4, 1e-4);
+  // A normal is made a unit one.
+  EXPECT_NEAR(merged.row.values[3], 2.5 / std::sqrt(2.5 * 2.5 + 1), 1e-5);
+  EXPECT_NEAR(merged.row.values[4], 1 / std::sqrt(2.5 * 2.5 + 1), 1e-5);
+  EXPECT_EQ(merged.row.position[0], 2.5F);
+  EXPECT_EQ(merged.row.position[1], 0.5F);
+  EXPECT_NEAR(merged.cost, 0, 1e-7);
+}
+
+TEST(AttributeKernelsTest, AMergedWedgeStaysBetweenTheValuesAroundIt) {
+  Hexagon hexagon;
+  hexagon.set(0, [](float x, float) { return x; });
+  MergedWedge const merged = merge_into_corner(hexagon, kUvs, 5, 1, -1);
+  EXPECT_NEAR(merged.row.values[0], 3, 1e-6);
+  // Off by 2 what six faces would have.
+  EXPECT_NEAR(merged.cost, 6 * kUvFaceWeight * 4 * kScale.uv * kScale.uv, 1e-3);
+}
+
+TEST(AttributeKernelsTest, AVertexThatStaysKeepsItsValues) {
+  Hexagon hexagon;
+  hexagon.set(1, [](float x, float y) { return 3 * x * y; });
+  hexagon.set(2, [](float x, float) { return x + 0.1F; });
+  MergedWedge const first = merge_into_corner(hexagon, kUvs | kNormals, 2, 1, 0);
+  EXPECT_TRUE(same_bits(&first.row, &hexagon.rows[6], 1));
+  MergedWedge const second = merge_into_corner(hexagon, kUvs | kNormals, 3, 1, 1);
+  EXPECT_TRUE(std::equal(second.row.values, second.row.values + kMaxAttributes, hexagon.rows[0].values));
+}
+
+TEST(AttributeKernelsTest, NormalsThatCancelLeaveThatOfTheFirstEnd) {
+  Hexagon hexagon;
+  hexagon.set(2, [](float x, float) { return 2.5F - x; });
+  MergedWedge const merged = merge_into_corner(hexagon, kNormals, 2.5F, 1, -1);
+  EXPECT_EQ(merged.row.values[2], 0.5F);
+}
+
+TEST(AttributeKernelsTest, WhereNothingCountsValuesAreMeansOfTheEnds) {
+  // Of a size of which the squares are no numbers.
+  Hexagon hexagon;
+  hexagon.rows[6].values[0] = 1e30F;
+  hexagon.rows[0].values[0] = 3e30F;
+  NamedFan const fan = {nullptr, 0, 0, 0, &hexagon.rows[6], &hexagon.rows[0], {2.5F, 1, 0}, -1};
+  MergedWedge merged;
+  attribute_kernels().merge_named_fan[0](fan, kScale, nullptr, merged);
+  EXPECT_EQ(merged.row.values[0], 2e30F);
+  EXPECT_EQ(merged.cost, 0);
 }
 
 TEST(AttributeKernelsTest, FacesOnTheEdgeSpeakForBothEnds) {
+  // One face of each end, and one on the edge, which rises at 4 where the others are level.
   Hexagon hexagon;
-  hexagon.set(0, [](float x, float) { return x; });
-  // Two faces of each end, and two on the edge.
-  OneWedgeFan const fan = {{hexagon.rows.data(), hexagon.entries.data()}, 2, 4, 6, 6, 6, {2, 1, 0}};
-  std::vector<ForetoldRow> rows(6 + kMaxLanes);
-  FanForecast forecast;
-  attribute_kernels().foretell_fan[kUvs](fan, rows.data(), forecast);
-  EXPECT_NEAR(forecast.of_a.weights[0], 4 * kUvFaceWeight, 1e-5);
-  EXPECT_NEAR(forecast.of_b.weights[0], 4 * kUvFaceWeight, 1e-5);
-  EXPECT_NEAR(forecast.of_a.values[0], 2 * 4 * kUvFaceWeight, 1e-4);
+  hexagon.rows[3].values[0] = 4;
+  std::vector<AttributeFace> const faces = {{{&hexagon.rows[6], &hexagon.rows[0], &hexagon.rows[1]}},
+                                            {{&hexagon.rows[6], &hexagon.rows[4], &hexagon.rows[5]}},
+                                            {{&hexagon.rows[6], &hexagon.rows[2], &hexagon.rows[3]}}};
+  NamedFan const fan = {faces.data(), 1, 2, 3, &hexagon.rows[6], &hexagon.rows[6], {1.5F, 1, 0}, -1};
+  std::vector<ForetoldRow> rows(3 + kMaxLanes);
+  MergedWedge merged;
+  attribute_kernels().merge_named_fan[kUvs](fan, kScale, rows.data(), merged);
+  // The third face foretells 2; each end has it and one that foretells 0: 1 in the mean, for both.
+  EXPECT_NEAR(merged.row.values[0], 1, 1e-5);
+  EXPECT_NEAR(merged.cost, 0, 1e-6);
 }
 
 TEST(AttributeKernelsTest, AThinFaceHasNoWeight) {
@@ -283,14 +349,15 @@ TEST(AttributeKernelsTest, AThinFaceHasNoWeight) {
   hexagon.rows[1].position[1] += 1e-3F;
   hexagon.set(0, [](float x, float) { return x; });
   hexagon.rows[1].values[0] = 1000;
-  OneWedgeFan const fan = {{hexagon.rows.data(), hexagon.entries.data()}, 1, 1, 1, 6, 6, {2, 1, 0}};
-  std::vector<ForetoldRow> rows(6 + kMaxLanes);
-  FanForecast forecast;
-  attribute_kernels().foretell_fan[kUvs](fan, rows.data(), forecast);
-  EXPECT_EQ(forecast.of_a.weights[0], 0);
-  EXPECT_EQ(forecast.of_a.values[0], 0);
+  AttributeFace const face = {{&hexagon.rows[6], &hexagon.rows[0], &hexagon.rows[1]}};
+  float const place[3] = {2, 1, 0};
+  std::vector<ForetoldRow> rows(1 + kMaxLanes);
+  attribute_kernels().foretell[kUvs](place, &face, 1, rows.data());
+  EXPECT_EQ(rows[0].weights[0], 0);
+  EXPECT_EQ(rows[0].values[0], 0);
   std::vector<float> quadric(6, 0.0F);
-  attribute_kernels().add_star_variation[kUvs](hexagon.rows[6], fan.faces, 1, kScale, quadric.data());
+  attribute_kernels().add_star_variation[kUvs](hexagon.rows[6], {hexagon.rows.data(), hexagon.entries.data()}, 1,
+                                               kScale, quadric.data());
   EXPECT_EQ(quadric, std::vector<float>(6, 0.0F));
 }
 
