@@ -23,8 +23,13 @@ LadderBuilder::LadderBuilder(std::span<WedgeMesh const* const> meshes, LadderOpt
 }
 
 Records LadderBuilder::build() {
-  records_.parent.reserve(std::size_t{records_.leaf_count()} * 2);
-  records_.created.reserve(records_.leaf_count());
+  // Vertices at seams leave a few nodes for each of their wedges but the first.
+  std::size_t positions = 0;
+  for (WedgeMesh const* mesh : records_.meshes) positions += mesh->position_count;
+  std::size_t const created = 3 * std::size_t{records_.leaf_count()} - 2 * positions;
+  records_.parent.reserve(records_.leaf_count() + created);
+  records_.created.reserve(created);
+  if (records_.attributed) records_.created_position_id.reserve(created);
   records_.face_count_at.reserve(records_.leaf_count() + 1);
   records_.node_count_at.reserve(records_.leaf_count() + 1);
   records_.parent.assign(records_.leaf_count(), kNone);

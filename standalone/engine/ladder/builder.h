@@ -103,6 +103,7 @@ class LadderBuilder {
   bool has_lost_wedge(std::uint32_t v, std::uint32_t wedge) const;
   bool is_to_be_refreshed(std::uint32_t v) const;
   void start_attributes();
+  std::size_t most_entries_of(std::uint32_t stretch) const;
   void sum_attributed_stars();
   SeamState seam_state(std::uint32_t v) const;
   bool has_closed_seam_fans(std::uint32_t v) const;

@@ -1,6 +1,7 @@
 // UVs and normals of one star, and of all stars at the start.
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <numeric>
 #include <utility>
 
@@ -10,6 +11,7 @@ namespace mirel::engine {
 
 // Marks the vertices with one wedge.
 void LadderBuilder::start_attributes() {
+  std::size_t seam_wedges = 0;
   for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
     WedgeMesh const& mesh = *records_.meshes[m];
     bool const single = mesh.vertex_count() == mesh.position_count;
@@ -23,9 +25,15 @@ void LadderBuilder::start_attributes() {
     for (std::uint32_t v = vertex_base_[m]; v < vertex_base_[m + 1]; ++v) {
       std::uint32_t const position = origins_[v].lowest;
       if (!single) origins_[v].node = records_.wedge_base[m] + wedges[position];
-      if (single || several[position] != 0) stars_.vertex(v).flags |= kOneWedge;
+      if (single || several[position] != 0) {
+        stars_.vertex(v).flags |= kOneWedge;
+        --seam_wedges;
+      }
     }
+    seam_wedges += mesh.vertex_count();
   }
+  // A few more: those of a merged vertex are made before those that it is made of go.
+  if (seam_wedges > 0) attributes_.start_seam_wedges(seam_wedges + 64, records_.parent.capacity());
   if (records_.layout.stride != 0) attribute_values_.resize(stars_.vertex_count());
   for (std::uint32_t v = 0; v < stars_.vertex_count(); ++v) {
     if ((stars_.vertex(v).flags & kOneWedge) != 0) {
@@ -44,22 +52,40 @@ void LadderBuilder::start_seam_wedges(std::uint32_t v) {
   }
 }
 
+// The most entries that the stars of a stretch of so many vertices have.
+std::size_t LadderBuilder::most_entries_of(std::uint32_t stretch) const {
+  std::size_t most = 0;
+  for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
+    for (std::uint32_t begin = vertex_base_[m]; begin < vertex_base_[m + 1]; begin += stretch) {
+      std::size_t count = 0;
+      for (std::uint32_t v = begin; v < std::min(begin + stretch, vertex_base_[m + 1]); ++v) {
+        count += stars_.vertex(v).star_count;
+      }
+      most = std::max(most, count);
+    }
+  }
+  return most;
+}
+
 // Adds features and attributes to the first sums. The gradients of a face are worked out once for the corners that are
 // in one stretch of vertices, which stays near the processor.
 void LadderBuilder::sum_attributed_stars() {
   constexpr std::uint32_t kStretch = 512;
   // Places of faces count on from stretch to stretch, so that those of earlier ones are told by being lower.
   std::vector<std::uint32_t> places(attribute_values_.empty() ? 0 : records_.face_count(), 0);
-  std::vector<AttributeFace> faces;
-  std::vector<FaceGradients> rows;
-  std::vector<std::uint32_t> summed, star_places;
+  std::size_t const most_entries = attribute_values_.empty() ? 0 : most_entries_of(kStretch);
+  // What no stretch comes to is never touched.
+  auto const faces = std::make_unique_for_overwrite<AttributeFace[]>(most_entries);
+  auto const rows = std::make_unique_for_overwrite<FaceGradients[]>(most_entries + kMaxLanes);
+  auto const star_places = std::make_unique_for_overwrite<std::uint32_t[]>(most_entries);
+  std::vector<std::uint32_t> summed;
+  summed.reserve(kStretch);
   std::uint32_t begin_place = 1;
   for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
     auto const mesh = static_cast<std::uint32_t>(m);
     std::uint32_t const kinds = attribute_values_.empty() ? 0 : attributes_.kinds(mesh);
     for (std::uint32_t begin = vertex_base_[m]; begin < vertex_base_[m + 1]; begin += kStretch) {
       summed.clear();
-      std::size_t entry_count = 0;
       for (std::uint32_t v = begin; v < std::min(begin + kStretch, vertex_base_[m + 1]); ++v) {
         bool const at_seam = kinds != 0 && (stars_.vertex(v).flags & kOneWedge) == 0;
         bool const summed_here = at_seam || is_regular(v);
@@ -67,16 +93,11 @@ void LadderBuilder::sum_attributed_stars() {
           refresh(v, true);
         } else if (kinds != 0) {
           summed.push_back(v);
-          entry_count += stars_.vertex(v).star_count;
         }
       }
-      if (entry_count == 0) continue;
-      if (star_places.size() < entry_count) {
-        star_places.resize(entry_count);
-        faces.resize(entry_count);
-      }
+      if (summed.empty()) continue;
       std::uint32_t count = 0;
-      std::uint32_t* star_place = star_places.data();
+      std::uint32_t* star_place = star_places.get();
       for (std::uint32_t const v : summed) {
         for (StarEntry const& entry : std::as_const(stars_).star(v)) {
           std::uint32_t& place = places[entry.face()];
@@ -87,16 +108,15 @@ void LadderBuilder::sum_attributed_stars() {
           *star_place++ = place - begin_place;
         }
       }
-      if (rows.size() < count + kMaxLanes) rows.resize(count + kMaxLanes);
-      attribute_kernels_.face_gradients[kinds](faces.data(), count, attributes_.scale(mesh), rows.data());
-      star_place = star_places.data();
+      attribute_kernels_.face_gradients[kinds](faces.get(), count, attributes_.scale(mesh), rows.get());
+      star_place = star_places.get();
       for (std::uint32_t const v : summed) {
         Vertex& vertex = stars_.vertex(v);
         std::uint32_t const star_count = vertex.star_count;
         if ((vertex.flags & kOneWedge) != 0) {
-          attribute_kernels_.add_row_variation(rows.data(), star_place, star_count, vertex.quadric);
+          attribute_kernels_.add_row_variation(rows.get(), star_place, star_count, vertex.quadric);
         } else {
-          sum_wedge_variations(v, std::as_const(stars_).star(v), rows.data(), star_place);
+          sum_wedge_variations(v, std::as_const(stars_).star(v), rows.get(), star_place);
           refresh(v, false);
         }
         star_place += star_count;

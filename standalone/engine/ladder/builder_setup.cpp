@@ -2,14 +2,35 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
+#include <cstring>
 #include <numeric>
 
 #include "standalone/engine/ladder/builder.h"
+#include "standalone/engine/ladder/lanes.h"
 
 namespace mirel::engine {
 
 namespace {
+
+struct Box {
+  float low[3], high[3];
+};
+
+// Of at least one position.
+Box box_of(std::span<float const> positions) {
+  // The fourth lane is the first coordinate of the next position, which the last does not have.
+  std::size_t const count = positions.size() / 3;
+  float const* const last = positions.data() + 3 * (count - 1);
+  Lanes low = {last[0], last[1], last[2], 0};
+  Lanes high = low;
+  for (std::size_t i = 0; i + 1 < count; ++i) {
+    Lanes point;
+    std::memcpy(&point, positions.data() + 3 * i, sizeof(point));
+    low = smaller(low, point);
+    high = larger(high, point);
+  }
+  return {{low[0], low[1], low[2]}, {high[0], high[1], high[2]}};
+}
 
 // Two zero bits before each of the lowest ten bits.
 std::uint32_t spread_bits(std::uint32_t x) {
@@ -24,16 +45,8 @@ std::uint32_t spread_bits(std::uint32_t x) {
 // Positions in the order of a space-filling curve (Morton 1966): neighbours in space become neighbours in memory.
 std::vector<std::uint32_t> morton_order(std::span<float const> positions) {
   std::size_t const count = positions.size() / 3;
-  float low[3];
-  float high[3];
-  for (std::size_t k = 0; k < 3; ++k) {
-    low[k] = std::numeric_limits<float>::infinity();
-    high[k] = -low[k];
-  }
-  for (std::size_t i = 0; i < positions.size(); ++i) {
-    low[i % 3] = std::min(low[i % 3], positions[i]);
-    high[i % 3] = std::max(high[i % 3], positions[i]);
-  }
+  if (count == 0) return {};
+  auto const [low, high] = box_of(positions);
   double extent = 0;
   for (std::size_t k = 0; k < 3; ++k) extent = std::max(extent, double{high[k]} - double{low[k]});
   double const steps = extent > 0 ? 1023.0 / extent : 0;
@@ -65,20 +78,13 @@ void LadderBuilder::scale_to_unit() {
   double extent = 0;
   double largest = 0;
   for (WedgeMesh const* mesh : records_.meshes) {
-    std::array<double, 3> low;
-    std::array<double, 3> high;
-    low.fill(std::numeric_limits<double>::infinity());
-    high.fill(-std::numeric_limits<double>::infinity());
-    for (std::size_t i = 0; i < mesh->vertices.size(); ++i) {
-      low[i % 3] = std::min(low[i % 3], double{mesh->vertices[i]});
-      high[i % 3] = std::max(high[i % 3], double{mesh->vertices[i]});
-      largest = std::max(largest, std::abs(double{mesh->vertices[i]}));
-    }
     std::array<double, 3> centre{};
     if (!mesh->vertices.empty()) {
+      auto const [low, high] = box_of(mesh->vertices);
       for (std::size_t k = 0; k < 3; ++k) {
-        centre[k] = (low[k] + high[k]) / 2;
-        extent = std::max(extent, high[k] - low[k]);
+        centre[k] = (double{low[k]} + double{high[k]}) / 2;
+        extent = std::max(extent, double{high[k]} - double{low[k]});
+        largest = std::max({largest, std::abs(double{low[k]}), std::abs(double{high[k]})});
       }
     }
     centres_.push_back(centre);

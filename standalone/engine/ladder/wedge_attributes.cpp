@@ -58,7 +58,7 @@ void WedgeAttributes::build(Records& records, double scale) {
   layout.stride = (layout.has_uvs ? 2U : 0U) + (layout.has_normals ? 3U : 0U);
 
   corner_wedges_.resize(std::size_t{records.face_count()} * 3);
-  records.attributes.reserve(std::size_t{records.leaf_count()} * layout.stride * 2);
+  records.attributes.reserve(records.parent.capacity() * layout.stride);
   records.attributes.assign(std::size_t{records.leaf_count()} * layout.stride, 0.0F);
   bool several_sets = false;
   for (WedgeMesh const* mesh : records.meshes) several_sets |= mesh->set_begin.size() > 2;
@@ -136,6 +136,12 @@ bool WedgeAttributes::normalise(AttributeRow& row) {
     for (int i = 0; i < 3; ++i) n[i] /= length;
   }
   return true;
+}
+
+void WedgeAttributes::start_seam_wedges(std::size_t count, std::size_t nodes) {
+  seam_wedges_.reserve(count + 1);
+  free_places_.reserve(count);
+  seam_places_.reserve(nodes);
 }
 
 SeamWedge& WedgeAttributes::add_seam_wedge(std::uint32_t wedge) {

@@ -38,6 +38,8 @@ class WedgeAttributes {
   bool is_seam_wedge(std::uint32_t wedge) const { return wedge < seam_places_.size() && seam_places_[wedge] != 0; }
   SeamWedge& seam_wedge(std::uint32_t wedge) { return seam_wedges_[seam_places_[wedge]]; }
   SeamWedge const& seam_wedge(std::uint32_t wedge) const { return seam_wedges_[seam_places_[wedge]]; }
+  // Makes room for so many, and for so many nodes.
+  void start_seam_wedges(std::size_t count, std::size_t nodes);
   SeamWedge& add_seam_wedge(std::uint32_t wedge);
   void drop_seam_wedge(std::uint32_t wedge);
   // Takes over what a group of faces says of some kinds, of which the wedge answers for a share.
