@@ -70,9 +70,24 @@ bool PlaneOverlay::add(std::array<Point, 3> const& corners, std::uint32_t number
     face.offset[k] = -(face.nx[k] * from.x + face.ny[k] * from.y);
     extent_ = std::max({extent_, std::fabs(from.x), std::fabs(from.y), std::fabs(from.z)});
   }
-  face.zx = -n.x / n.z;
-  face.zy = -n.y / n.z;
-  face.z0 = a.z - face.zx * a.x - face.zy * a.y;
+  // From the longest edge on: at its far end a slope told by the normal alone would be off by many roundings where the
+  // face is a needle.
+  double longest = 0;
+  for (std::size_t k = 0; k < 3; ++k) {
+    Place const& from = face.corners[k];
+    Place const& to = face.corners[(k + 1) % 3];
+    double const scale = size2(to.x - from.x, to.y - from.y);
+    if (scale <= longest) continue;
+    longest = scale;
+    face.longest = k;
+    face.along = (to.z - from.z) / scale;
+  }
+  face.aside = 0;
+  std::size_t const opposite = (face.longest + 2) % 3;
+  Place const& top = face.corners[opposite];
+  double const aside = face.nx[face.longest] * top.x + face.ny[face.longest] * top.y + face.offset[face.longest];
+  if (!(aside > 0)) return false;
+  face.aside = (top.z - height_over(face, top)) / aside;
   face.face = number;
   face.points = corners;
   boxes_.push_back(box_of(face.corners));
@@ -127,12 +142,23 @@ void PlaneOverlay::close() {
     if (edge.balance == 0) continue;
     std::array<Place, 2> const ends{faces_[edge.face].corners[edge.edge],
                                     faces_[edge.face].corners[(edge.edge + 1) % 3]};
-    rim_.push_back({ends[0], ends[1], box_of(ends)});
+    rim_.push_back({ends[0], ends[1], box_of(ends), edge.face, edge.edge});
   }
 }
 
-// Whether an edge without mate may have a point in common with the triangle.
-bool PlaneOverlay::crosses_rim(std::array<Place, 3> const& triangle, Box const& box, double area) const {
+double PlaneOverlay::height_over(Face const& face, Place const& p) {
+  std::size_t const k = face.longest;
+  Place const& from = face.corners[k];
+  double const x = p.x - from.x;
+  double const y = p.y - from.y;
+  double const along = face.ny[k] * x - face.nx[k] * y;
+  double const aside = face.nx[k] * x + face.ny[k] * y;
+  return from.z + along * face.along + aside * face.aside;
+}
+
+// Lists the edges without mate that may have a point in common with the triangle; false where they are too many.
+bool PlaneOverlay::find_rim(std::array<Place, 3> const& triangle, Box const& box, double area) {
+  met_.clear();
   for (Edge const& edge : rim_) {
     if (edge.box.low_x > box.high_x + doubt_ || edge.box.high_x < box.low_x - doubt_ ||
         edge.box.low_y > box.high_y + doubt_ || edge.box.high_y < box.low_y - doubt_) {
@@ -160,45 +186,45 @@ bool PlaneOverlay::crosses_rim(std::array<Place, 3> const& triangle, Box const& 
       double const to = ex * (edge.to.y - a.y) - ey * (edge.to.x - a.x);
       apart = std::max(from, to) < -doubt_ * size2(ex, ey);
     }
-    if (!apart) return true;
+    if (apart) continue;
+    if (met_.size() == kMostRim) return false;
+    met_.push_back(&edge);
   }
-  return false;
+  return true;
 }
 
-// The part of the triangle that lies over the face, with what rounding may hide.
-std::size_t PlaneOverlay::clip(std::array<Place, 3> const& triangle, Face const& face, Polygon& polygon) {
-  Polygon other;
-  Polygon* from = &polygon;
-  Polygon* to = &other;
-  std::copy(triangle.begin(), triangle.end(), from->begin());
-  std::size_t count = 3;
-  for (std::size_t k = 0; k < 3; ++k) {
-    std::array<double, 8> side;
-    bool all = true;
-    bool none = true;
-    for (std::size_t i = 0; i < count; ++i) {
-      side[i] = face.nx[k] * (*from)[i].x + face.ny[k] * (*from)[i].y + face.offset[k];
-      all &= side[i] >= 0;
-      none &= side[i] < 0;
-    }
-    if (all) continue;
-    if (none) return 0;
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-      std::size_t const j = i + 1 == count ? 0 : i + 1;
-      Place const& a = (*from)[i];
-      if (side[i] >= 0) (*to)[kept++] = a;
-      if ((side[i] >= 0) != (side[j] >= 0)) {
-        Place const& b = (*from)[j];
-        double const t = side[i] / (side[i] - side[j]);
-        (*to)[kept++] = {a.x + t * (b.x - a.x), a.y + t * (b.y - a.y), a.z + t * (b.z - a.z)};
-      }
-    }
-    std::swap(from, to);
-    count = kept;
+// Leaves what lies inside of the edge of the face, `least` from its line; `least` below 0: what lies outside, -least
+// within the line.
+void PlaneOverlay::clip(Polygon& polygon, Face const& face, std::size_t edge, double least) {
+  std::array<double, 3 + kMostRim + 3> side;
+  bool all = true;
+  bool none = true;
+  double const sign = std::signbit(least) ? -1 : 1;
+  for (std::size_t i = 0; i < polygon.count; ++i) {
+    Place const& p = polygon.corners[i];
+    side[i] = sign * (face.nx[edge] * p.x + face.ny[edge] * p.y + face.offset[edge]) - least;
+    all &= side[i] >= 0;
+    none &= side[i] < 0;
   }
-  if (from != &polygon) std::copy_n(from->begin(), count, polygon.begin());
-  return count;
+  if (all) return;
+  if (none) {
+    polygon.count = 0;
+    return;
+  }
+  Polygon kept;
+  kept.count = 0;
+  for (std::size_t i = 0; i < polygon.count; ++i) {
+    std::size_t const j = i + 1 == polygon.count ? 0 : i + 1;
+    Place const& a = polygon.corners[i];
+    if (side[i] >= 0) kept.corners[kept.count++] = a;
+    if ((side[i] >= 0) != (side[j] >= 0)) {
+      Place const& b = polygon.corners[j];
+      double const t = side[i] / (side[i] - side[j]);
+      kept.corners[kept.count++] = {a.x + t * (b.x - a.x), a.y + t * (b.y - a.y), a.z + t * (b.z - a.z)};
+    }
+  }
+  std::copy_n(kept.corners.begin(), kept.count, polygon.corners.begin());
+  polygon.count = kept.count;
 }
 
 // The greatest distance of a corner of the polygon from the face.
@@ -227,33 +253,60 @@ double PlaneOverlay::cover(std::array<Vec, 3> const& triangle, double radius, st
   double const area = (corners[1].x - corners[0].x) * (corners[2].y - corners[0].y) -
                       (corners[2].x - corners[0].x) * (corners[1].y - corners[0].y);
   Box const box = box_of(corners);
-  if (!(std::fabs(area) > 0) || crosses_rim(corners, box, area)) return kUntold;
+  if (!(std::fabs(area) > 0) || !find_rim(corners, box, area)) return kUntold;
   std::size_t const before = used.size();
   double highest = 0;
-  Polygon polygon;
+  Polygon inside{{}, 3};
+  std::copy(corners.begin(), corners.end(), inside.corners.begin());
+  // A strip within the rim is counted as beyond, so that no face is counted that what is left only touches.
+  double const strip = kShrunk * std::max(box.high_x - box.low_x, box.high_y - box.low_y) + doubt_;
+  for (Edge const* const edge : met_) {
+    Face const& face = faces_[edge->face];
+    Polygon beyond{{}, 3};
+    std::copy(corners.begin(), corners.end(), beyond.corners.begin());
+    clip(beyond, face, edge->edge, -strip);
+    clip(inside, face, edge->edge, strip);
+    if (beyond.count == 0) continue;
+    double const distance = farthest_from(face, beyond.span());
+    if (!(distance <= limit)) {
+      used.resize(before);
+      return kUntold;
+    }
+    highest = std::max(highest, distance);
+    if (std::find(used.begin() + static_cast<std::ptrdiff_t>(before), used.end(), face.face) == used.end()) {
+      used.push_back(face.face);
+    }
+  }
+  if (inside.count == 0) return highest + allowance;
+  Box const left = met_.empty() ? box : box_of(inside.span());
+  bool any = false;
   for (std::size_t i = 0; i < boxes_.size(); ++i) {
     Box const& of_face = boxes_[i];
-    if (of_face.low_x > box.high_x || of_face.high_x < box.low_x || of_face.low_y > box.high_y ||
-        of_face.high_y < box.low_y) {
+    if (of_face.low_x > left.high_x || of_face.high_x < left.low_x || of_face.low_y > left.high_y ||
+        of_face.high_y < left.low_y) {
       continue;
     }
     Face const& face = faces_[i];
-    std::size_t const count = clip(corners, face, polygon);
-    if (count == 0) continue;
+    Polygon polygon = inside;
+    for (std::size_t k = 0; k < 3 && polygon.count > 0; ++k) clip(polygon, face, k, 0);
+    if (polygon.count == 0) continue;
     double height = 0;
-    for (std::size_t k = 0; k < count; ++k) {
-      Place const& p = polygon[k];
-      height = std::max(height, std::fabs(p.z - (face.z0 + face.zx * p.x + face.zy * p.y)));
-    }
-    if (!(height <= limit)) height = farthest_from(face, std::span(polygon).first(count));
+    for (Place const& p : polygon.span()) height = std::max(height, std::fabs(p.z - height_over(face, p)));
+    if (!(height <= limit)) height = farthest_from(face, polygon.span());
     if (!(height <= limit)) {
       used.resize(before);
       return kUntold;
     }
+    any = true;
     highest = std::max(highest, height);
-    used.push_back(face.face);
+    if (met_.empty() ||
+        std::find(used.begin() + static_cast<std::ptrdiff_t>(before), used.end(), face.face) == used.end()) {
+      used.push_back(face.face);
+    }
   }
-  return used.size() > before ? highest + allowance : kUntold;
+  if (any) return highest + allowance;
+  used.resize(before);
+  return kUntold;
 }
 
 }  // namespace mirel::engine

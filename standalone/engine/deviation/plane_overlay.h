@@ -5,7 +5,8 @@
 // The faces' own edges part the triangle, so there is no search and no distance to work out as long as heights are
 // small enough. That no point is missed is told by the edges: where faces that show the same side have no edge without
 // its mate under the triangle, as many of them lie over each of its points, and one of them over any point is one over
-// all.
+// all. Where there are such edges, as on an open border, what lies beyond their lines is parted from the triangle and
+// held against the faces that have them.
 #pragma once
 
 #include <array>
@@ -37,7 +38,9 @@ class PlaneOverlay {
     std::array<Place, 3> corners;
     // Of each edge: (x, y) times the normal, plus the offset, is positive inside.
     std::array<double, 3> nx, ny, offset;
-    double z0, zx, zy;  // the height of its plane over (x, y)
+    // The height of its plane: along its longest edge, from there to the side.
+    std::size_t longest;
+    double along, aside;
     std::uint32_t face;
     std::array<Point, 3> points;
   };
@@ -47,6 +50,8 @@ class PlaneOverlay {
   struct Edge {
     Place from, to;
     Box box;
+    std::uint32_t face;  // of the overlay
+    std::uint32_t edge;  // of the face
   };
   struct HashedEdge {
     std::uint32_t stamp = 0;
@@ -54,12 +59,19 @@ class PlaneOverlay {
     std::uint32_t edge = 0;
     int balance = 0;
   };
-  using Polygon = std::array<Place, 8>;
+  // Edges of the rim under a triangle, beyond which it is not followed.
+  static constexpr std::size_t kMostRim = 8;
+  struct Polygon {
+    std::array<Place, 3 + kMostRim + 3> corners;
+    std::size_t count;
+    std::span<Place const> span() const { return std::span(corners).first(count); }
+  };
 
   Place place_of(Vec p) const;
   static Box box_of(std::span<Place const> corners);
-  bool crosses_rim(std::array<Place, 3> const& triangle, Box const& box, double area) const;
-  static std::size_t clip(std::array<Place, 3> const& triangle, Face const& face, Polygon& polygon);
+  bool find_rim(std::array<Place, 3> const& triangle, Box const& box, double area);
+  static void clip(Polygon& polygon, Face const& face, std::size_t edge, double least);
+  static double height_over(Face const& face, Place const& p);
   double farthest_from(Face const& face, std::span<Place const> polygon) const;
 
   Vec origin_, axis_x_, axis_y_, normal_;
@@ -68,6 +80,7 @@ class PlaneOverlay {
   std::vector<Face> faces_;
   std::vector<Box> boxes_;
   std::vector<Edge> rim_;
+  std::vector<Edge const*> met_;  // of the rim: under the triangle at hand
   std::vector<HashedEdge> edges_;
   std::vector<std::uint32_t> listed_;
   std::uint32_t stamp_ = 0;
