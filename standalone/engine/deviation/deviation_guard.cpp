@@ -29,6 +29,7 @@
 
 #include "standalone/engine/deviation/answer_lists.h"
 #include "standalone/engine/deviation/convex_piece.h"
+#include "standalone/engine/deviation/face_reach.h"
 #include "standalone/engine/deviation/free_surface.h"
 #include "standalone/engine/deviation/patch_overlay.h"
 #include "standalone/engine/deviation/piece_cover.h"
@@ -57,6 +58,9 @@ constexpr double kFreeStep = 0.5;
 constexpr std::int64_t kBudgetPerOriginal = 256;
 constexpr std::int64_t kBudgetPerFace = 8192;
 constexpr std::int64_t kCostOfTreeQuery = 32;
+// Originals under a face from which on it is worth looking at them more closely: less than in the stars beside a
+// collapse of which not all faces are taken to cover for others.
+constexpr std::size_t kLongList = 64;
 // A part of the surface that has more around it is not removed: to look at all of it would take too long.
 constexpr std::size_t kMostNearSlots = 65536;
 constexpr std::size_t kMostNearFaces = 4096;
@@ -299,10 +303,8 @@ void DeviationGuard::Data::gather_obligations() {
   }
 }
 
-// Lists all originals that may have a point whose own point is within the free face. It is no farther than the gap
-// there; beyond an edge of the face that is no more than the gap along the edge, unless gaps change steeply. Around a
-// large star this is what keeps the lists short: where the gap of the common corner is small, so is the reach beside
-// it.
+// Lists all originals that may have a point whose own point is within the free face. Long lists are gone through once
+// more: of short ones it is no matter, and who answers for more can help others out.
 void DeviationGuard::Data::list_originals(std::uint32_t face) {
   std::array<float, 3> const gaps = free.gaps(face);
   under.clear();
@@ -310,112 +312,13 @@ void DeviationGuard::Data::list_originals(std::uint32_t face) {
     under.push_back(slot_of[face]);
     return;
   }
-  auto const widened = [](double gap) { return gap * (1 + 1e-9); };
-  double const reach = widened(static_cast<double>(std::max({gaps[0], gaps[1], gaps[2]}))) + 2 * rounding;
-  std::array<Vec, 3> const corner = loaded(corners[face]);
-  std::array<Vec, 3> along_edge;
-  std::array<double, 3> lengths{};
-  Vec low = corner[0];
-  Vec high = corner[0];
-  for (std::size_t k = 0; k < 3; ++k) {
-    Vec const& p = corner[k];
-    low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
-    high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
-    along_edge[k] = corner[(k + 1) % 3] - p;
-    lengths[k] = length(along_edge[k]);
-  }
-  // The normal from the shorter edges: for a narrow face that is much more exact.
-  auto const longest = static_cast<std::size_t>(std::max_element(lengths.begin(), lengths.end()) - lengths.begin());
-  std::size_t const first = (longest + 1) % 3;
-  std::size_t const second = (longest + 2) % 3;
-  Vec const across = cross(along_edge[first], along_edge[second]);
-  double const area = length(across);
-  bool const has_plane = area > 1e-7 * lengths[longest] * lengths[longest];
-  Vec const normal = has_plane ? (1 / area) * across : Vec{};
-  // What rounding may turn the normal by: more for slivers.
-  double const turn = has_plane ? 1e-15 * lengths[first] * lengths[second] / area : 0;
-  struct Side {
-    Vec inwards;
-    double beyond;  // the gap along the edge
-    // The same at one place along the edge, with what nearby places add.
-    bool tapers;
-    Vec taper;
-    double at_corner;
-  };
-  std::array<Side, 3> sides;
-  for (std::size_t k = 0; k < 3 && has_plane; ++k) {
-    std::size_t const next = (k + 1) % 3;
-    std::size_t const opposite = (k + 2) % 3;
-    Side& side = sides[k];
-    Vec const inwards = cross(normal, along_edge[k]);
-    side.inwards = (1 / length(inwards)) * inwards;
-    double const at = static_cast<double>(gaps[k]);
-    double const change = static_cast<double>(gaps[next]) - at;
-    double const foot = dot(along_edge[opposite], along_edge[k]) / -(lengths[k] * lengths[k]);
-    double const width = dot(corner[opposite] - corner[k], side.inwards);
-    double const along = std::max(at, at + change);
-    double const other = static_cast<double>(gaps[opposite]);
-    side.beyond = other - along > 0.5 * width ? reach : widened(along) - 0.25 * rounding;
-    // The way to the own point is no longer than the gap there, which is that along the edge and what it rises by
-    // inwards: no more than 4 times that beside the point itself.
-    double const slope = std::abs(change) / lengths[k];
-    side.tapers = slope < 0.25 && other - (at + foot * change) < 0.5 * width;
-    side.taper = (widened(1 + 4 * slope) * change / (lengths[k] * lengths[k])) * along_edge[k];
-    side.at_corner = widened(1 + 4 * slope) * at;
-  }
-  // The same above and below: the gap over the face is no more than one that rises from the corner of the least on.
-  auto const apex = static_cast<std::size_t>(std::min_element(gaps.begin(), gaps.end()) - gaps.begin());
-  double const least = static_cast<double>(gaps[apex]);
-  double const rise = (reach - least) * lengths[(apex + 1) % 3];  // times the height of the apex over twice the area
-  bool const rises = has_plane && rise < 0.25 * area;
-  double const steepness = rises ? rise / area : 0;
-  Vec const uphill = rises ? (-steepness / (1 - steepness)) * sides[(apex + 1) % 3].inwards : Vec{};
-  double const at_apex = least / (1 - steepness);
-  Vec const margin{reach, reach, reach};
-  low = low - margin;
-  high = high + margin;
-  double const size = length(high - low);
-  original.collect(low, high, original.size(), under);
+  FaceReach const reach(loaded(corners[face]), gaps, rounding);
+  original.collect(reach.low(), reach.high(), original.size(), under);
   std::erase_if(under, [&](std::uint32_t slot) {
-    if (free.part(original.face_of(slot)) != free.part(face)) return true;
-    std::array<Vec, 3> const c = corners_of_slot(slot);
-    auto const is_beyond = [](std::array<double, 3> const& values, double least, double most) {
-      return std::max({values[0], values[1], values[2]}) < least || std::min({values[0], values[1], values[2]}) > most;
-    };
-    auto const each = [&c](auto const& value) { return std::array<double, 3>{value(c[0]), value(c[1]), value(c[2])}; };
-    if (is_beyond({c[0].x, c[1].x, c[2].x}, low.x, high.x) || is_beyond({c[0].y, c[1].y, c[2].y}, low.y, high.y) ||
-        is_beyond({c[0].z, c[1].z, c[2].z}, low.z, high.z)) {
-      return true;
-    }
-    // What only meets the face where there is no gap belongs to others.
-    auto const leads_away = [&](std::array<double, 3> const& values, double doubt) {
-      auto const [least_of, most_of] = std::minmax({values[0], values[1], values[2]});
-      return most_of < (least_of < -rounding ? 0.25 * rounding : 0) - doubt;
-    };
-    if (!has_plane) return false;
-    double const far = std::max({length(c[0] - corner[0]), length(c[1] - corner[0]), length(c[2] - corner[0])});
-    double const doubt = turn * (far + size);
-    double const none = std::numeric_limits<double>::infinity();
-    for (std::size_t k = 0; k < 3; ++k) {
-      Side const& side = sides[k];
-      std::array<double, 3> inside = each([&](Vec p) { return dot(p - corner[k], side.inwards); });
-      if (is_beyond(inside, -side.beyond - doubt, none)) return true;
-      if (!side.tapers) continue;
-      for (std::size_t i = 0; i < 3; ++i) inside[i] += side.at_corner + dot(c[i] - corner[k], side.taper);
-      if (leads_away(inside, doubt)) return true;
-    }
-    std::array<double, 3> const height = each([&](Vec p) { return dot(p - corner[0], normal); });
-    if (is_beyond(height, -reach - doubt, reach + doubt)) return true;
-    if (!rises) return false;
-    std::array<double, 3> above;
-    std::array<double, 3> below;
-    for (std::size_t i = 0; i < 3; ++i) {
-      double const gap = widened(at_apex + dot(c[i] - corner[apex], uphill));
-      above[i] = gap - height[i];
-      below[i] = gap + height[i];
-    }
-    return leads_away(above, doubt) || leads_away(below, doubt);
+    return free.part(original.face_of(slot)) != free.part(face) || reach.excludes(corners_of_slot(slot));
   });
+  if (under.size() <= kLongList) return;
+  std::erase_if(under, [&](std::uint32_t slot) { return reach.excludes_by_place(corners_of_slot(slot)); });
 }
 
 // From now on the face is on lists.

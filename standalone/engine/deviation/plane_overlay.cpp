@@ -193,38 +193,31 @@ bool PlaneOverlay::find_rim(std::array<Place, 3> const& triangle, Box const& box
   return true;
 }
 
-// Leaves what lies inside of the edge of the face, `least` from its line; `least` below 0: what lies outside, -least
-// within the line.
-void PlaneOverlay::clip(Polygon& polygon, Face const& face, std::size_t edge, double least) {
-  std::array<double, 3 + kMostRim + 3> side;
+// What lies inside of the edge of the face, `least` from its line; `least` below 0: what lies outside, -least within
+// the line. All of the polygon, or put into `part`.
+PlaneOverlay::Polygon const* PlaneOverlay::clip(Polygon const& polygon, Face const& face, std::size_t edge,
+                                                double least, Polygon& part) {
+  std::array<double, kMostCorners> side;
   bool all = true;
-  bool none = true;
   double const sign = std::signbit(least) ? -1 : 1;
   for (std::size_t i = 0; i < polygon.count; ++i) {
     Place const& p = polygon.corners[i];
     side[i] = sign * (face.nx[edge] * p.x + face.ny[edge] * p.y + face.offset[edge]) - least;
     all &= side[i] >= 0;
-    none &= side[i] < 0;
   }
-  if (all) return;
-  if (none) {
-    polygon.count = 0;
-    return;
-  }
-  Polygon kept;
-  kept.count = 0;
+  if (all) return &polygon;
+  part.count = 0;
   for (std::size_t i = 0; i < polygon.count; ++i) {
     std::size_t const j = i + 1 == polygon.count ? 0 : i + 1;
     Place const& a = polygon.corners[i];
-    if (side[i] >= 0) kept.corners[kept.count++] = a;
+    if (side[i] >= 0) part.corners[part.count++] = a;
     if ((side[i] >= 0) != (side[j] >= 0)) {
       Place const& b = polygon.corners[j];
       double const t = side[i] / (side[i] - side[j]);
-      kept.corners[kept.count++] = {a.x + t * (b.x - a.x), a.y + t * (b.y - a.y), a.z + t * (b.z - a.z)};
+      part.corners[part.count++] = {a.x + t * (b.x - a.x), a.y + t * (b.y - a.y), a.z + t * (b.z - a.z)};
     }
   }
-  std::copy_n(kept.corners.begin(), kept.count, polygon.corners.begin());
-  polygon.count = kept.count;
+  return &part;
 }
 
 // The greatest distance of a corner of the polygon from the face.
@@ -256,18 +249,19 @@ double PlaneOverlay::cover(std::array<Vec, 3> const& triangle, double radius, st
   if (!(std::fabs(area) > 0) || !find_rim(corners, box, area)) return kUntold;
   std::size_t const before = used.size();
   double highest = 0;
-  Polygon inside{{}, 3};
-  std::copy(corners.begin(), corners.end(), inside.corners.begin());
+  Polygon whole;
+  std::copy(corners.begin(), corners.end(), whole.corners.begin());
+  whole.count = 3;
+  std::array<Polygon, 3> parts;
+  Polygon const* inside = &whole;
   // A strip within the rim is counted as beyond, so that no face is counted that what is left only touches.
   double const strip = kShrunk * std::max(box.high_x - box.low_x, box.high_y - box.low_y) + doubt_;
   for (Edge const* const edge : met_) {
     Face const& face = faces_[edge->face];
-    Polygon beyond{{}, 3};
-    std::copy(corners.begin(), corners.end(), beyond.corners.begin());
-    clip(beyond, face, edge->edge, -strip);
-    clip(inside, face, edge->edge, strip);
-    if (beyond.count == 0) continue;
-    double const distance = farthest_from(face, beyond.span());
+    Polygon const* const beyond = clip(whole, face, edge->edge, -strip, parts[2]);
+    inside = clip(*inside, face, edge->edge, strip, parts[inside == parts.data() ? 1 : 0]);
+    if (beyond->count == 0) continue;
+    double const distance = farthest_from(face, beyond->span());
     if (!(distance <= limit)) {
       used.resize(before);
       return kUntold;
@@ -277,8 +271,9 @@ double PlaneOverlay::cover(std::array<Vec, 3> const& triangle, double radius, st
       used.push_back(face.face);
     }
   }
-  if (inside.count == 0) return highest + allowance;
-  Box const left = met_.empty() ? box : box_of(inside.span());
+  if (inside->count == 0) return highest + allowance;
+  Box const left = met_.empty() ? box : box_of(inside->span());
+  Polygon& first = parts[inside == parts.data() ? 1 : 0];
   bool any = false;
   for (std::size_t i = 0; i < boxes_.size(); ++i) {
     Box const& of_face = boxes_[i];
@@ -287,12 +282,13 @@ double PlaneOverlay::cover(std::array<Vec, 3> const& triangle, double radius, st
       continue;
     }
     Face const& face = faces_[i];
-    Polygon polygon = inside;
-    for (std::size_t k = 0; k < 3 && polygon.count > 0; ++k) clip(polygon, face, k, 0);
-    if (polygon.count == 0) continue;
+    Polygon const* part = inside;
+    for (std::size_t k = 0; k < 3 && part->count > 0; ++k)
+      part = clip(*part, face, k, 0, part == &first ? parts[2] : first);
+    if (part->count == 0) continue;
     double height = 0;
-    for (Place const& p : polygon.span()) height = std::max(height, std::fabs(p.z - height_over(face, p)));
-    if (!(height <= limit)) height = farthest_from(face, polygon.span());
+    for (Place const& p : part->span()) height = std::max(height, std::fabs(p.z - height_over(face, p)));
+    if (!(height <= limit)) height = farthest_from(face, part->span());
     if (!(height <= limit)) {
       used.resize(before);
       return kUntold;

@@ -61,8 +61,9 @@ class PlaneOverlay {
   };
   // Edges of the rim under a triangle, beyond which it is not followed.
   static constexpr std::size_t kMostRim = 8;
+  static constexpr std::size_t kMostCorners = 3 + kMostRim + 3;
   struct Polygon {
-    std::array<Place, 3 + kMostRim + 3> corners;
+    std::array<Place, kMostCorners> corners;
     std::size_t count;
     std::span<Place const> span() const { return std::span(corners).first(count); }
   };
@@ -70,7 +71,7 @@ class PlaneOverlay {
   Place place_of(Vec p) const;
   static Box box_of(std::span<Place const> corners);
   bool find_rim(std::array<Place, 3> const& triangle, Box const& box, double area);
-  static void clip(Polygon& polygon, Face const& face, std::size_t edge, double least);
+  static Polygon const* clip(Polygon const& polygon, Face const& face, std::size_t edge, double least, Polygon& part);
   static double height_over(Face const& face, Place const& p);
   double farthest_from(Face const& face, std::span<Place const> polygon) const;
 
