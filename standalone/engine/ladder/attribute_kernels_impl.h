@@ -4,6 +4,7 @@
 
 #include "standalone/engine/ladder/attribute_kernels.h"
 #include "standalone/engine/ladder/eight_lanes.h"
+#include "standalone/engine/ladder/plane_weight.h"
 #include "standalone/engine/ladder/vector_lanes.h"
 
 namespace mirel::engine::kernels {
@@ -31,9 +32,9 @@ struct GradientLanes {
     MaskLanes<width> const counts =
         valid & (n2 > all<width>(kThin * kThin) * longest * longest) & (n2 > all<width>(1e-36F));
     F const inverse = select(counts, one / select(counts, n2, one), zero);
-    F const area = square_root(select(counts, n2, zero));
-    uv_weight = square_root(area);
-    normal_weight = uv_weight * area;
+    F const n2_counted = select(counts, n2, zero);
+    uv_weight = n2_counted * plane_weight<width>(n2_counted);
+    normal_weight = uv_weight * square_root(n2_counted);
     u1 = cross<width>(e2, n);
     u2 = cross<width>(n, e1);
     u1 = {u1.x * inverse, u1.y * inverse, u1.z * inverse};

@@ -163,6 +163,7 @@ class LadderBuilder {
   float deviation_key(float squared) const;
   float noise_key() const;
   void measure_faces();
+  bool is_flat(Vertex const& v, float trace) const;
   float final_key(float key, std::uint32_t a, std::uint32_t b) const;
   bool meets_neighbour(Vec3 place) const;
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
@@ -240,8 +241,9 @@ class LadderBuilder {
   std::vector<std::array<double, 3>> centres_;  // per mesh
   float rounding_ = 0;                          // ladder units: places further apart never round to one point
 
-  double area_ = 0;      // of all faces at step 0
-  float face_size_ = 0;  // side of a square with the mean area of a face, as of the batch at hand
+  double area_ = 0;       // of all faces at step 0
+  float face_plane_ = 0;  // what the plane of a face of the mean area weighs, its power of 3/4, as of the batch at hand
+  float per_face_area_ = 0, per_face_plane_ = 0;  // 1 over that area and that weight
 
   std::uint32_t step_ = 0;
   std::uint32_t live_faces_ = 0;

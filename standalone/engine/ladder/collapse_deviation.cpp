@@ -12,15 +12,16 @@ namespace mirel::engine {
 
 namespace {
 
-// Squared deviation times mean face size to key. On smooth ground the quadric alone comes to about 3.
-constexpr float kDeviationWeight = 3;
+// Squared deviation times what a mean face weighs to key. On smooth ground the quadric alone comes to about 3.
+constexpr float kDeviationWeight = 4;
 // How much of the deviation that an end has already, as its key tells it, adds to that of the collapse.
-constexpr float kDeviationHistory = 0.3F;
+constexpr float kDeviationHistory = 0.5F;
 // Stars less flat than this, or of small faces, are measured; the quadric speaks for the others. 1 is flat.
 constexpr float kFlatStar = 0.9F;
-// Sum of the traces of two regular stars of mean faces: 17.
+constexpr float kFlatStarCubed = kFlatStar * kFlatStar * kFlatStar;
+// Sum of the traces of two regular stars of mean faces: 20.
 constexpr float kSmallStars = 8;
-// Times the mean face size and kTurns: what faces that turn cost. More costs mean error.
+// Times what a mean face weighs and kTurns: what faces that turn cost. More costs mean error.
 constexpr float kTurnWeight = 0.3F;
 
 // Deviations below this come from rounding as well as from the collapse.
@@ -30,23 +31,31 @@ float trace(Vertex const& v) {
   return v.quadric[0] + v.quadric[3] + v.quadric[5];
 }
 
-// Length of the sum of the faces' cross products to what it would be if all lay in one plane and were of one size.
-bool is_flat(Vertex const& v, float trace) {
-  float const length2 = v.normal[0] * v.normal[0] + v.normal[1] * v.normal[1] + v.normal[2] * v.normal[2];
-  auto const count = static_cast<float>(v.star_count);
-  float const limit = kFlatStar * trace * trace;
-  return length2 * count * count >= limit * limit;
-}
-
 }  // namespace
 
 void LadderBuilder::measure_faces() {
-  face_size_ = std::sqrt(static_cast<float>(area_) / static_cast<float>(std::max(live_faces_, 1U)));
+  float const area = static_cast<float>(area_) / static_cast<float>(std::max(live_faces_, 1U));
+  face_plane_ = std::sqrt(area) * std::sqrt(std::sqrt(area));
+  per_face_area_ = 1 / area;
+  per_face_plane_ = 1 / face_plane_;
+}
+
+// Whether the sum of the faces' cross products is about as long as if all lay in one plane and were of one size.
+bool LadderBuilder::is_flat(Vertex const& v, float trace) const {
+  float const length2 = v.normal[0] * v.normal[0] + v.normal[1] * v.normal[1] + v.normal[2] * v.normal[2];
+  auto const count = static_cast<float>(v.star_count);
+  // Both in faces of the mean size; what a face weighs is its area's power of 3/4. So the cube of the length is that of
+  // the limit where all faces are alike: of n faces, n^3 on the one side and n^4 / n on the other.
+  float const length = (length2 * per_face_area_) * per_face_area_;
+  float const weight = trace * per_face_plane_;
+  float const weight2 = weight * weight;
+  return length * length * length * (count * count) >=
+         kFlatStarCubed * kFlatStarCubed * (weight2 * weight2) * (weight2 * weight2);
 }
 
 // What a deviation, squared, costs by itself.
 float LadderBuilder::deviation_key(float squared) const {
-  return kDeviationWeight * face_size_ * squared;
+  return kDeviationWeight * face_plane_ * squared;
 }
 
 // What deviations by no more than rounding may cost.
@@ -57,17 +66,17 @@ float LadderBuilder::noise_key() const {
 // The key of the collapse that `check` has just allowed, which so far is that of the two quadrics: with what attributes
 // add to it, and at least what its deviation asks for.
 float LadderBuilder::final_key(float key, std::uint32_t a, std::uint32_t b) const {
-  key += attribute_cost_ + kTurnWeight * face_size_ * merged_sums_.values[kTurns];
+  key += attribute_cost_ + kTurnWeight * face_plane_ * merged_sums_.values[kTurns];
   Vertex const& va = stars_.vertex(a);
   Vertex const& vb = stars_.vertex(b);
   float const trace_a = trace(va);
   float const trace_b = trace(vb);
-  bool const small = trace_a + trace_b < kSmallStars * face_size_;
+  bool const small = trace_a + trace_b < kSmallStars * face_plane_;
   if (!small && is_flat(va, trace_a) && is_flat(vb, trace_b)) return key;
   // What is collapsed into a hub stands again and again before the same faces: too many to measure each time.
-  if (stars_.is_hub(a) || stars_.is_hub(b) || !(face_size_ > 0)) return key;
+  if (stars_.is_hub(a) || stars_.is_hub(b) || !(face_plane_ > 0)) return key;
   FanDistances const squared = kernels_.fan_distances(stars_.vertices(), fan_);
-  float const weight = kDeviationWeight * face_size_;
+  float const weight = kDeviationWeight * face_plane_;
   float const before_a = kDeviationHistory * std::sqrt(va.error / weight);
   float const before_b = kDeviationHistory * std::sqrt(vb.error / weight);
   float const deviation = std::max({std::sqrt(squared.a) + before_a, std::sqrt(squared.b) + before_b,

@@ -8,6 +8,7 @@
 #include "standalone/engine/ladder/eight_lanes.h"
 #include "standalone/engine/ladder/lanes.h"
 #include "standalone/engine/ladder/metric_kernels.h"
+#include "standalone/engine/ladder/plane_weight.h"
 #include "standalone/engine/ladder/vector_lanes.h"
 
 namespace mirel::engine::kernels {
@@ -18,7 +19,7 @@ inline constexpr float kMidpointPrior = 1e-5F;
 // A place further from an end than this many edge lengths is taken for a failed solve.
 inline constexpr float kReachSquared = 16;
 // How much of the older end's error a merged vertex carries on: it keeps the same region from being worn down.
-inline constexpr float kHistory = 0.3F;
+inline constexpr float kHistory = 0.15F;
 // A face may turn by this cosine at most in one collapse.
 inline constexpr float kMinTurnCosine = 0.2F;
 // 1 less the cosine of a turn that may be rounding alone.
@@ -332,21 +333,6 @@ inline __attribute__((always_inline)) VectorLanes<width> load_points(Vertex cons
   return {c[0], c[1], c[2]};
 }
 
-// What planes weigh, for cross products n.
-template <int width>
-struct PlaneLanes {
-  FloatLanes<width> length, root;  // of n, and of that; 1 where n is none
-  FloatLanes<width> weight;        // |n|^-1.5; 0 where n is none
-
-  // n2 is |n|^2.
-  inline __attribute__((always_inline)) PlaneLanes(FloatLanes<width> n2, MaskLanes<width> counts) {
-    FloatLanes<width> const one = all<width>(1), zero = all<width>(0);
-    length = square_root(select(counts, n2, one));
-    root = square_root(length);
-    weight = select(counts, one / (length * root), zero);
-  }
-};
-
 // Below this quality a face has no area to speak of.
 inline constexpr float kFlatQuality = 1e-6F;
 
@@ -373,7 +359,7 @@ std::uint32_t face_terms(Vertex const* vertices, std::uint32_t const* triangles,
     M const flat = ~(n2 > limit * limit);
     for (int k = 0; k < width; ++k) flat_faces |= flat[k] != 0 ? 1U << (first + static_cast<std::uint32_t>(k)) : 0U;
     M const counts = n2 > all<width>(1e-36F);
-    F const weight = PlaneLanes<width>(n2, counts).weight;
+    F const weight = select(counts, plane_weight<width>(n2), zero);
     F const x = weight * n.x, y = weight * n.y, z = weight * n.z;
     float* const row = terms[first].values;
     store_columns<width>(zero, zero, zero, x * n.x, row, 12);
@@ -449,10 +435,10 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
 
     M const was = before2 > all<width>(1e-36F);
     M const is = (after2 > all<width>(1e-36F)) & ~goes;
-    PlaneLanes<width> const plane_before(before2, was), plane_now(after2, is);
-    F const wb = plane_before.weight, wa = plane_now.weight;
+    F const wb = select(was, plane_weight<width>(before2), zero), wa = select(is, plane_weight<width>(after2), zero);
     // |now| (1 - cosine), less what rounding alone may come to.
-    F const turn = all<width>(1 - kTurnNoise) * plane_now.length - cosine * (wb * plane_before.root);
+    F const turn =
+        all<width>(1 - kTurnNoise) * square_root(after2) - cosine / square_root(select(was, before2, all<width>(1)));
     turns.add(select(is & was, larger(turn, zero), zero), first);
     F const bx = wb * before.x, by = wb * before.y, bz = wb * before.z;
     F const ax = wa * now.x, ay = wa * now.y, az = wa * now.z;

@@ -7,18 +7,19 @@
 #include <limits>
 
 #include "standalone/engine/ladder/lanes.h"
+#include "standalone/engine/ladder/plane_weight.h"
 
 namespace mirel::engine {
 
 float face_weight(Vec3 n) {
-  return std::sqrt(std::sqrt(squared_length(n)));
+  float const n2 = squared_length(n);
+  return n2 > 1e-36F ? n2 * plane_weight(n2) : 0;
 }
 
 void StarSums::add_triangle(Vec3 n, float sign) {
   float const n2 = squared_length(n);
   if (!(n2 > 1e-36F)) return;
-  float const length = std::sqrt(n2);
-  float const weight = sign / (length * std::sqrt(length));
+  float const weight = sign * plane_weight(n2);
   quadric[0] += weight * n.x * n.x;
   quadric[1] += weight * n.x * n.y;
   quadric[2] += weight * n.x * n.z;
@@ -32,7 +33,7 @@ void StarSums::add_line(Vec3 edge, float weight) {
   float const length2 = squared_length(edge);
   if (!(length2 > 1e-36F)) return;
   float const length = std::sqrt(length2);
-  float const w = weight * length;
+  float const w = weight * length * std::sqrt(length);
   Vec3 const e = edge * (1 / length);
   quadric[0] += w * (1 - e.x * e.x);
   quadric[1] -= w * e.x * e.y;

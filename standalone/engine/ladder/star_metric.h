@@ -2,12 +2,12 @@
 //
 // Memoryless quadrics (Lindstrom and Turk 1998, 1999; Hoppe 1999): a vertex holds the quadric of its present star
 // only, taken relative to itself. All planes of a star pass through its vertex, so the quadric has neither a
-// linear nor a constant part: small, exact and safe in single precision. A triangle's plane counts with the square
-// root of its area (times sqrt 2): between area (least mean error) and 1 (least maximum). Boundary, seam and
-// set-border edges add the squared distance to their line (Garland and Heckbert 1998). The place keeps the volume
-// of the two stars (Lindstrom and Turk 1998), the triangles that both share counting twice; a small multiple of
-// the trace with the edge's midpoint as prior settles flat and straight regions (Trettner and Kobbelt 2020).
-// Keys have the unit length^3 of the scaled mesh.
+// linear nor a constant part: small, exact and safe in single precision. Triangles' planes count with a
+// power of their area (plane_weight.h). Boundary, seam and set-border edges add the squared distance to their line
+// (Garland and Heckbert 1998), with the same power of their length. The place keeps the volume of the two stars
+// (Lindstrom and Turk 1998), the triangles that both share counting twice; a small multiple of the trace with the
+// edge's midpoint as prior settles flat and straight regions (Trettner and Kobbelt 2020).
+// Keys have the unit length^3.5 of the scaled mesh.
 #pragma once
 
 #include <cstdint>

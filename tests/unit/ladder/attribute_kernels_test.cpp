@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "standalone/engine/ladder/metric_kernels.h"
+#include "standalone/engine/ladder/plane_weight.h"
 #include "standalone/engine/ladder/wedge_attributes.h"
 
 namespace mirel::engine {
@@ -153,8 +154,8 @@ struct Hexagon {
 
 // Twice the area of a side of the hexagon, and the weights that it gives.
 double const kArea = std::sqrt(3.0) / 2;
-double const kUvFaceWeight = std::sqrt(kArea);
-double const kNormalFaceWeight = std::pow(kArea, 1.5);
+double const kUvFaceWeight = kArea * kArea * plane_weight(static_cast<float>(kArea * kArea));
+double const kNormalFaceWeight = kUvFaceWeight * kArea;
 
 TEST(AttributeKernelsTest, WhatRunsOnEvenlyDoesNotVary) {
   Hexagon hexagon;
