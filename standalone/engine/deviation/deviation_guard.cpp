@@ -128,6 +128,7 @@ struct DeviationGuard::Data {
   // Marks of the current question.
   std::uint32_t epoch = 0;
   std::vector<std::uint32_t> face_mark;
+  std::vector<std::uint32_t> plane_mark;  // of faces beside those, which have been laid out
   std::vector<std::uint32_t> slot_mark;
 
   // The current question.
@@ -224,6 +225,7 @@ DeviationGuard::Data::Data(std::span<float const> positions, std::span<std::uint
       moved(faces.size() / 3, 0),
       answers(static_cast<std::uint32_t>(faces.size() / 3), original.size()),
       face_mark(faces.size() / 3, 0),
+      plane_mark(faces.size() / 3, 0),
       slot_mark(original.size(), 0) {
   for (std::uint32_t slot = 0; slot < original.size(); ++slot) {
     std::uint32_t const face = original.face_of(slot);
@@ -241,6 +243,7 @@ bool DeviationGuard::Data::take_question(std::span<std::uint32_t const> removed,
   pending = false;
   if (++epoch == 0) {
     std::fill(face_mark.begin(), face_mark.end(), 0);
+    std::fill(plane_mark.begin(), plane_mark.end(), 0);
     std::fill(slot_mark.begin(), slot_mark.end(), 0);
     epoch = 1;
   }
@@ -513,7 +516,7 @@ void DeviationGuard::Data::gather_choice(std::uint32_t slot, std::array<Vec, 3> 
   cover.budget -= static_cast<std::int64_t>(fresh.size() + around.size() + extra.size());
 }
 
-// Lays the new faces and those around them out along the new faces' normal.
+// Lays the new faces, those around them, and those that answer for the same originals out along the new faces' normal.
 bool DeviationGuard::Data::start_plane() {
   Vec direction;
   for (ChangedFace const& face : changed) {
@@ -534,6 +537,15 @@ bool DeviationGuard::Data::start_plane() {
   for (ChangedFace const& face : changed) plane.add(face.corners, face.face);
   for (std::uint32_t const face : neighbours) {
     if (!beyond_box(low, high, corners[face], 2 * radius)) plane.add(corners[face], face);
+  }
+  for (std::size_t const i : rest) {
+    for (std::uint32_t k = answers.first_of_slot(slots[i]); k != AnswerLists::kEnd; k = answers.link(k).next_of_slot) {
+      std::uint32_t const face = answers.link(k).face;
+      if (face_mark[face] == epoch || plane_mark[face] == epoch) continue;
+      plane_mark[face] = epoch;
+      plane.add(corners[face], face);
+      cover.budget += kBudgetPerFace;
+    }
   }
   plane.close();
   return true;
