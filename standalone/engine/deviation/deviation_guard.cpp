@@ -241,6 +241,7 @@ DeviationGuard::Data::Data(std::span<float const> positions, std::span<std::uint
 bool DeviationGuard::Data::take_question(std::span<std::uint32_t const> removed, std::span<ChangedFace const> asked,
                                          std::span<std::uint32_t const> others) {
   pending = false;
+  cover.budget = 0;
   if (++epoch == 0) {
     std::fill(face_mark.begin(), face_mark.end(), 0);
     std::fill(plane_mark.begin(), plane_mark.end(), 0);
@@ -778,6 +779,10 @@ bool DeviationGuard::permits_removal(std::span<std::uint32_t const> removed) {
   d.prepare_fresh();
   d.pending = d.attempt(d.radius);
   return d.pending;
+}
+
+bool DeviationGuard::gave_up() const {
+  return !data_->pending && data_->cover.budget < 0;
 }
 
 void DeviationGuard::commit() {

@@ -49,6 +49,8 @@ class DeviationGuard {
   // As `permits`, when the faces `removed` vanish and nothing takes their place: whether what they answered for, all of
   // it, is near enough to faces that stay, wherever these are.
   bool permits_removal(std::span<std::uint32_t const> removed);
+  // Whether the last `no` came of what it would have cost to tell, not of a point too far away.
+  bool gave_up() const;
   // Makes the change that was last asked about and allowed. Must directly follow that call.
   void commit();
   // A bound on the deviation of the current surface in either direction: never above the tolerance, 0 before the

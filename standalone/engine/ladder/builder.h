@@ -48,6 +48,9 @@ class LadderBuilder {
   // many buckets dearer: a deviation of 32 times its own. Below that thin faces of mechanical parts lose more than they
   // gain.
   static constexpr std::uint32_t kSliverPatience = 40;
+  // Set aside, stars of so many faces are asked only now and then whether one of their edges has become legal: each has
+  // to be tried against all the faces.
+  static constexpr std::uint32_t kLargeStar = 64;
 
   // One incidence of a neighbour in a star.
   struct Side {
@@ -167,7 +170,10 @@ class LadderBuilder {
   float final_key(float key, std::uint32_t a, std::uint32_t b) const;
   bool meets_neighbour(Vec3 place) const;
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
+  bool is_refused(std::uint32_t a, std::uint32_t b) const;
+  void refuse(std::uint32_t a, std::uint32_t b);
   bool within_tolerance(std::uint32_t a, std::uint32_t b);
+  bool is_due(std::uint32_t v) const;
   void commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key);
   // With UVs and normals; see collapse_attributes.cpp.
   AttributeRow const* own_values(std::uint32_t v) const;

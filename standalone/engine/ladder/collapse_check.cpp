@@ -9,9 +9,6 @@ namespace mirel::engine {
 
 namespace {
 
-// Faces of a star beside a collapse that may cover for what it changes.
-constexpr std::uint32_t kMostAround = 64;
-
 int sign(double value) {
   return value > 0 ? 1 : value < 0 ? -1 : 0;
 }
@@ -31,7 +28,7 @@ int xy_sign(Point const& a, Point const& b, Point const& c) {
 // Whether the edge (a, b) may collapse to `place`, the cheap tests first. Leaves in the scratch members what `commit`
 // needs.
 LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, Vec3 place) {
-  if (options_.tolerance > 0 && refused_edges_.holds(a, b)) return Obstacle::kTolerance;
+  if (options_.tolerance > 0 && is_refused(a, b)) return Obstacle::kTolerance;
   if ((stars_.is_hub(a) || stars_.is_hub(b)) && hub_turns(a, b, place)) return Obstacle::kFoldover;
   if (!gather(a, b)) return Obstacle::kTopology;
   neighbours_known_ = false;
@@ -57,7 +54,7 @@ LadderBuilder::Obstacle LadderBuilder::check(std::uint32_t a, std::uint32_t b, V
   if (options_.prevent_xy_foldovers && turns_over_in_xy(a, b)) return Obstacle::kFoldover;
   if (records_.attributed && !merge_wedges(mesh, a, b, place)) return Obstacle::kFoldover;
   if (options_.tolerance > 0 && !within_tolerance(a, b)) {
-    refused_edges_.add(a, b);
+    refuse(a, b);
     return Obstacle::kTolerance;
   }
   return Obstacle::kNone;
@@ -263,6 +260,23 @@ bool LadderBuilder::turns_over_in_xy(std::uint32_t a, std::uint32_t b) const {
   return false;
 }
 
+// Whether the tolerance has refused the edge, or one like it at a large star for what it costs to tell, and nothing has
+// changed since.
+bool LadderBuilder::is_refused(std::uint32_t a, std::uint32_t b) const {
+  if (refused_edges_.holds(a, b)) return true;
+  return std::ranges::any_of(std::array{a, b}, [this](std::uint32_t v) {
+    return stars_.vertex(v).star_count >= kLargeStar && refused_edges_.holds(v, v);
+  });
+}
+
+void LadderBuilder::refuse(std::uint32_t a, std::uint32_t b) {
+  refused_edges_.add(a, b);
+  if (!guards_[mesh_of(a)]->gave_up()) return;
+  for (std::uint32_t const v : {a, b}) {
+    if (stars_.vertex(v).star_count >= kLargeStar) refused_edges_.add(v, v);
+  }
+}
+
 bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
   // On an open border no step is ever known, and what is left of the border would be in the way of all others.
   bool const only_step = only_steps_ && dying().size() > 1;
@@ -290,7 +304,7 @@ bool LadderBuilder::within_tolerance(std::uint32_t a, std::uint32_t b) {
   // stars of its other corners too, and to look at all would cost the square of their number.
   auto const add_ring = [&](Neighbours const& ring) {
     for (std::uint32_t const v : ring.span()) {
-      if (v == a || v == b || stars_.vertex(v).star_count > kMostAround) continue;
+      if (v == a || v == b || stars_.vertex(v).star_count > kLargeStar) continue;
       for (StarEntry const& entry : std::as_const(stars_).star(v)) {
         bool const inside = entry.next == a || entry.next == b || entry.previous == a || entry.previous == b;
         if (!inside) neighbour_faces_.push_back(entry.face() - base);

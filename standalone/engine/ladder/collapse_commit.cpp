@@ -13,16 +13,18 @@ namespace mirel::engine {
 
 namespace {
 
-// Set aside, stars of so many faces are asked only now and then whether one of their edges has become legal: each has
-// to be tried against all the faces.
-constexpr std::uint32_t kLargeStar = 64;
-
 // What takes the time of a whole star is done some eight times until half of its faces are gone.
 std::uint32_t pause_of(std::uint32_t faces) {
   return std::max(std::bit_floor(faces) / 8, 1U);
 }
 
 }  // namespace
+
+// Whether it is time to look at the vertex again after a collapse beside it.
+bool LadderBuilder::is_due(std::uint32_t v) const {
+  std::uint32_t const faces = stars_.vertex(v).star_count;
+  return faces < kLargeStar || faces % pause_of(faces) < 2;
+}
 
 std::uint32_t LadderBuilder::new_node(std::uint32_t lowest) {
   std::uint32_t const node = records_.node_count();
@@ -48,8 +50,11 @@ void LadderBuilder::list_ring() {
 void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float key) {
   if (!guards_.empty()) {
     guards_[mesh_of(a)]->commit();
-    for (std::uint32_t const v : own_neighbours_.span()) refused_edges_.change(v);
-    for (std::uint32_t const v : other_neighbours_.span()) refused_edges_.change(v);
+    for (Neighbours const* const ring : {&own_neighbours_, &other_neighbours_}) {
+      for (std::uint32_t const v : ring->span()) {
+        if (v == a || v == b || is_due(v)) refused_edges_.change(v);
+      }
+    }
   }
   bool const swapped = stars_.vertex(b).star_count > stars_.vertex(a).star_count;
   std::uint32_t const kept = swapped ? b : a;
@@ -171,9 +176,7 @@ void LadderBuilder::commit(std::uint32_t a, std::uint32_t b, Vec3 place, float k
   ring.swap(ring_);
   file_later(kept);
   for (std::uint32_t const v : ring) {
-    std::uint32_t const faces = stars_.vertex(v).star_count;
-    bool const due = faces < kLargeStar || faces % pause_of(faces) < 2;
-    if (stars_.vertex(v).bucket == kSetAside && due) wake(v);
+    if (stars_.vertex(v).bucket == kSetAside && is_due(v)) wake(v);
   }
   ring_.swap(ring);
 }

@@ -22,6 +22,7 @@ class RefusedEdges {
   }
   // The star of v is another one now.
   void change(std::uint32_t v) { ++versions_[v]; }
+  // With a and b the same: all edges of that vertex.
   void add(std::uint32_t a, std::uint32_t b) { entries_[place(a, b)] = entry(a, b); }
   bool holds(std::uint32_t a, std::uint32_t b) const {
     Entry const& there = entries_[place(a, b)];
@@ -35,7 +36,7 @@ class RefusedEdges {
     renumbered.start(static_cast<std::uint32_t>(live.size()) + 1);
     for (std::size_t i = 0; i < live.size(); ++i) renumbered.versions_[i] = versions_[live[i]];
     for (Entry const& there : entries_) {
-      if (there.high == 0 || std::max(numbers[there.low], numbers[there.high]) >= live.size()) continue;
+      if (there.low > there.high || std::max(numbers[there.low], numbers[there.high]) >= live.size()) continue;
       if (there.low_version == versions_[there.low] && there.high_version == versions_[there.high]) {
         renumbered.add(numbers[there.low], numbers[there.high]);
       }
@@ -45,7 +46,7 @@ class RefusedEdges {
 
  private:
   struct Entry {
-    std::uint32_t low = 0, high = 0;  // both 0: none
+    std::uint32_t low = 1, high = 0;  // the wrong way around: none
     std::uint32_t low_version = 0, high_version = 0;
   };
 
