@@ -98,7 +98,7 @@ class LadderBuilder {
   bool shows_no_feature(std::span<StarEntry const> star) const;
   float feature_weight(StarEntry const& first, StarEntry const& second, std::uint32_t first_far,
                        std::uint32_t second_far) const;
-  void list_fan_features(std::span<StarEntry const> star);
+  void list_fan_features(std::span<StarEntry const> star, std::uint32_t const* partners);
   void list_features(std::span<StarEntry const> star);
   bool list_all_features(std::span<StarEntry const> star);
   void refresh(std::uint32_t v, bool attributes_anew, float const* face_sums = nullptr);

@@ -70,12 +70,19 @@ float LadderBuilder::feature_weight(StarEntry const& first, StarEntry const& sec
   return uv_seam ? kUvSeamWeight : kNormalSeamWeight;
 }
 
-// Lists the feature edges of a star that is closed fans of one orientation.
-void LadderBuilder::list_fan_features(std::span<StarEntry const> star) {
+// Lists the feature edges of a star that is closed fans of one orientation. `partners`: as from pair_faces.
+void LadderBuilder::list_fan_features(std::span<StarEntry const> star, std::uint32_t const* partners) {
   if (!records_.attributed) return;
-  for (StarEntry const& entry : star) {
-    StarEntry const& partner =
-        *std::find_if(star.begin(), star.end(), [&](StarEntry const& other) { return other.previous == entry.next; });
+  constexpr std::uint8_t kNext[3] = {1, 2, 0}, kPrevious[3] = {2, 0, 1};
+  bool const has_sets = attributes_.has_sets();
+  for (std::size_t i = 0; i < star.size(); ++i) {
+    StarEntry const& entry = star[i];
+    StarEntry const& partner = star[partners[i]];
+    std::uint32_t const* const wedges = attributes_.wedges(entry.face());
+    std::uint32_t const* const others = attributes_.wedges(partner.face());
+    bool const joined = wedges[entry.corner()] == others[partner.corner()] &&
+                        wedges[kNext[entry.corner()]] == others[kPrevious[partner.corner()]];
+    if (joined && !has_sets) continue;
     float const weight = feature_weight(entry, partner, 1, 2);
     if (weight > 0) features_.push_back({entry.next, weight, false, false});
   }
@@ -110,12 +117,12 @@ void LadderBuilder::list_features(std::span<StarEntry const> star) {
 
 // Lists the feature edges of a star. Whether it is closed fans.
 bool LadderBuilder::list_all_features(std::span<StarEntry const> star) {
-  constexpr std::size_t kMostFaces = 24;
   features_.clear();
-  bool const closed_fans =
-      star.size() <= kMostFaces && star_kernels_.has_closed_fans(star.data(), static_cast<std::uint32_t>(star.size()));
+  std::uint32_t partners[kMostPaired];
+  bool const closed_fans = star.size() <= kMostPaired &&
+                           star_kernels_.pair_faces(star.data(), static_cast<std::uint32_t>(star.size()), partners);
   if (closed_fans) {
-    list_fan_features(star);
+    list_fan_features(star, partners);
   } else {
     list_features(star);
   }

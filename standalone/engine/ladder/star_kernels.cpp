@@ -10,8 +10,9 @@ StarKernels const& wide_star_kernels();
 #endif
 
 StarKernels const& narrow_star_kernels() {
-  static constexpr StarKernels kNarrow = {kernels::has_closed_fans<4>, kernels::count_shared<4>, kernels::find_face<4>,
-                                          kernels::rename_in_ring<4>, kernels::change_ring<4>};
+  static constexpr StarKernels kNarrow = {kernels::has_closed_fans<4>, kernels::pair_faces<4>,
+                                          kernels::count_shared<4>,    kernels::find_face<4>,
+                                          kernels::rename_in_ring<4>,  kernels::change_ring<4>};
   return kNarrow;
 }
 

@@ -18,9 +18,14 @@ struct RingState {
   bool any_hub = false;
 };
 
+inline constexpr std::uint32_t kMostPaired = 24;
+
 struct StarKernels {
   // Whether every previous corner in a star is there once as such, and once as a next corner.
   bool (*has_closed_fans)(StarEntry const* star, std::uint32_t count);
+  // The same of at most kMostPaired entries; where it is so, the face across the edge to the next corner of each, by
+  // its place in the star.
+  bool (*pair_faces)(StarEntry const* star, std::uint32_t count, std::uint32_t* partners);
   // How many neighbours two closed fans have in common.
   std::uint32_t (*count_shared)(StarEntry const* a, std::uint32_t count_a, StarEntry const* b, std::uint32_t count_b);
   // The place of a face's entry; `count` where there is none.

@@ -9,8 +9,9 @@ namespace mirel::engine {
 StarKernels const& wide_star_kernels();
 
 StarKernels const& wide_star_kernels() {
-  static constexpr StarKernels kWide = {kernels::has_closed_fans<8>, kernels::count_shared<8>, kernels::find_face<8>,
-                                        kernels::rename_in_ring<8>, kernels::change_ring<8>};
+  static constexpr StarKernels kWide = {kernels::has_closed_fans<8>, kernels::pair_faces<8>,
+                                        kernels::count_shared<8>,    kernels::find_face<8>,
+                                        kernels::rename_in_ring<8>,  kernels::change_ring<8>};
   return kWide;
 }
 

@@ -34,6 +34,32 @@ bool has_closed_fans(StarEntry const* star, std::uint32_t count) {
 }
 
 template <int width>
+bool pair_faces(StarEntry const* star, std::uint32_t count, std::uint32_t* partners) {
+  using M = MaskLanes<width>;
+  static_assert(kMostPaired % Stars::kRow == 0 && kMostPaired < 32);
+  M previous[kMostPaired / width];
+  for (std::uint32_t first = 0; first < count; first += width) {
+    for (std::uint32_t k = 0; k < width; ++k) {
+      previous[first / width][k] = static_cast<std::int32_t>(star[first + k].previous);
+    }
+  }
+  std::uint32_t const all_bits = (1U << count) - 1;
+  std::uint32_t paired = 0;
+  bool sound = true;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    std::uint32_t found = 0;
+    for (std::uint32_t first = 0; first < count; first += width) {
+      found |= lane_bits(previous[first / width] == static_cast<std::int32_t>(star[i].next)) << first;
+    }
+    found &= all_bits;
+    sound = sound && found != 0 && (found & (found - 1)) == 0;
+    partners[i] = static_cast<std::uint32_t>(__builtin_ctz(found | 1U << 31));
+    paired |= found;
+  }
+  return sound && paired == all_bits;
+}
+
+template <int width>
 std::uint32_t count_shared(StarEntry const* a, std::uint32_t count_a, StarEntry const* b, std::uint32_t count_b) {
   using M = MaskLanes<width>;
   std::uint32_t shared = 0;

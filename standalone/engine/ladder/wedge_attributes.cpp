@@ -101,6 +101,9 @@ void WedgeAttributes::build(Records& records, double scale) {
 
 bool WedgeAttributes::uvs_differ(Records const& records, std::uint32_t wedge_a, std::uint32_t wedge_b) const {
   if (wedge_a == wedge_b || !records.layout.has_uvs) return false;
+  if (is_seam_wedge(wedge_a) && is_seam_wedge(wedge_b)) {
+    return (kinds_alike(seam_wedge(wedge_a).row, seam_wedge(wedge_b).row) & kUvs) == 0;
+  }
   return (kinds_alike(values(records, wedge_a), values(records, wedge_b)) & kUvs) == 0;
 }
 

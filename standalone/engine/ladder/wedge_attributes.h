@@ -31,6 +31,8 @@ class WedgeAttributes {
   std::uint32_t kinds(std::uint32_t mesh) const { return kinds_[mesh]; }
   AttributeScale const& scale(std::uint32_t mesh) const { return scales_[mesh]; }
   std::uint32_t wedge(std::uint32_t face, std::uint32_t corner) const { return corner_wedges_[3 * face + corner]; }
+  // Those of its three corners.
+  std::uint32_t const* wedges(std::uint32_t face) const { return corner_wedges_.data() + std::size_t{3} * face; }
   void set_wedge(std::uint32_t face, std::uint32_t corner, std::uint32_t node) {
     corner_wedges_[3 * face + corner] = node;
   }

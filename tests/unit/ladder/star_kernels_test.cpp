@@ -44,16 +44,26 @@ TEST(StarKernelsTest, TellsClosedFansFromOthers) {
         std::mt19937 random(count);
         std::shuffle(fan.begin(), fan.begin() + count, random);
         EXPECT_TRUE(kernels->has_closed_fans(fan.data(), count));
+        std::uint32_t partners[kMostPaired];
+        ASSERT_TRUE(kernels->pair_faces(fan.data(), count, partners));
+        for (std::uint32_t i = 0; i < count; ++i) EXPECT_EQ(fan[partners[i]].previous, fan[i].next);
         for (std::uint32_t i = 0; i < count; ++i) {
           std::vector<StarEntry> bad = fan;
           std::swap(bad[i].next, bad[i].previous);  // a face that looks the other way
           EXPECT_FALSE(kernels->has_closed_fans(bad.data(), count));
+          EXPECT_FALSE(kernels->pair_faces(bad.data(), count, partners));
           bad = fan;
           bad[i] = bad[count - 1];  // a face that is gone
           EXPECT_FALSE(i + 1 < count && kernels->has_closed_fans(bad.data(), count - 1));
+          EXPECT_FALSE(i + 1 < count && kernels->pair_faces(bad.data(), count - 1, partners));
+          bad = fan;
+          bad[i] = bad[(i + 1) % count];  // a face that is there twice
+          EXPECT_FALSE(kernels->has_closed_fans(bad.data(), count));
+          EXPECT_FALSE(kernels->pair_faces(bad.data(), count, partners));
           bad = fan;
           bad[i].previous = 7;  // a boundary
           EXPECT_FALSE(kernels->has_closed_fans(bad.data(), count));
+          EXPECT_FALSE(kernels->pair_faces(bad.data(), count, partners));
         }
       }
     }
