@@ -161,9 +161,12 @@ inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& 
       linear[k] += sum_each<width>(wx[k], wy[k], wz[k], k < 2 ? uv_weight : normal_weight);
     }
   }
+  Lanes inverse = {};
   for (std::size_t k = kBegin; k < kEnd; ++k) {
     Lanes const sum = linear[k];
-    Lanes const mean = sum * splat(sum[3] > 0 ? 1 / sum[3] : 0);
+    // The weight is the same for all of a kind.
+    if (k == kBegin || k == 2) inverse = splat(sum[3] > 0 ? 1 / sum[3] : 0);
+    Lanes const mean = sum * inverse;
     low -= __builtin_shufflevector(sum, sum, 0, 0, 0, 1) * __builtin_shufflevector(mean, mean, 0, 1, 2, 1);
     high -= __builtin_shufflevector(sum, sum, 1, 2, 1, 2) * __builtin_shufflevector(mean, mean, 2, 2, 2, 2);
   }
