@@ -48,7 +48,7 @@ Records LadderBuilder::build() {
     stars_.build(vertex_base_.back(), triangles);
     sum_stars(triangles);
   }
-  measure_faces();
+  measure_noise();
   live_vertices_ = stars_.vertex_count();
   queue_.start(live_vertices_);
   if (options_.lock_boundaries) lock_boundaries();
@@ -89,6 +89,7 @@ Records LadderBuilder::build() {
 void LadderBuilder::empty_queue() {
   BucketQueue::Bucket bucket = 0;
   while (queue_.start_round()) {
+    measure_noise();
     while (queue_.find_next(bucket)) take_batch(bucket);
     if (is_scattered()) renumber_vertices();
   }
@@ -178,10 +179,15 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
   std::array<std::uint32_t, kBatch> items;
   std::array<std::uint32_t, kBatch> partners;
   std::uint32_t count = 0;
+  // What has risen from here may be noise.
+  bool const among_noise = bucket <= BucketQueue::bucket_of(noise_limit_);
   // Evaluates the edges from one on.
   auto const evaluate_batch = [&](std::uint32_t first) {
     kernels_.evaluate_edges(stars_.vertices(), items.data() + first, partners.data() + first, count - first,
                             batch_.arrays(first));
+    for (std::uint32_t i = first; among_noise && i < count; ++i) {
+      batch_.keys[i] = without_noise(batch_.keys[i], items[i], partners[i]);
+    }
     // Not before: a vertex that has just been written to in part would be waited for.
     for (std::uint32_t i = first; i < count; ++i) {
       stars_.vertex(items[i]).flags |= kFresh;
@@ -216,6 +222,9 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
     whole_count += is_one ? 1U : 0U;
   }
   kernels_.cheapest_edges(stars_.vertices(), stars_.entries(), whole.data(), whole_count, cheapest.data());
+  for (std::uint32_t i = 0; among_noise && i < whole_count; ++i) {
+    cheapest[i].key = without_noise(cheapest[i].key, whole[i], cheapest[i].neighbour);
+  }
   for (std::uint32_t i = 0; i < count; ++i) {
     std::uint32_t const v = items[i];
     Vertex& vertex = stars_.vertex(v);
@@ -280,6 +289,7 @@ void LadderBuilder::process(std::uint32_t v, std::uint32_t current_bucket) {
   bool const urgent = current_bucket == BucketQueue::kBucketCount;
   std::uint32_t i = 0;
   while (candidates_.find_cheapest(i)) {
+    candidates_.keys[i] = without_noise(candidates_.keys[i], v, candidates_.neighbours[i]);
     BucketQueue::Bucket const bucket = BucketQueue::bucket_of(candidates_.keys[i]);
     if (bucket > current_bucket) {
       if (patient != kNone && patience_end < bucket && has_sliver(v)) {

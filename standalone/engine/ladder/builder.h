@@ -167,6 +167,12 @@ class LadderBuilder {
   float noise_key() const;
   void measure_faces();
   bool is_flat(Vertex const& v, float trace) const;
+  void measure_noise();
+  float key_on_plane(float key, std::uint32_t a, std::uint32_t b) const;
+  // The key of an edge; the least there is where it may come from rounding alone.
+  float without_noise(float key, std::uint32_t a, std::uint32_t b) const {
+    return key < noise_limit_ ? key_on_plane(key, a, b) : key;
+  }
   float final_key(float key, std::uint32_t a, std::uint32_t b) const;
   bool meets_neighbour(Vec3 place) const;
   bool turns_over_in_xy(std::uint32_t a, std::uint32_t b) const;
@@ -250,6 +256,7 @@ class LadderBuilder {
   double area_ = 0;       // of all faces at step 0
   float face_plane_ = 0;  // what the plane of a face of the mean area weighs, its power of 3/4, as of the batch at hand
   float per_face_area_ = 0, per_face_plane_ = 0;  // 1 over that area and that weight
+  float noise_limit_ = 0;                         // no larger key may be noise, as of the round at hand
 
   std::uint32_t step_ = 0;
   std::uint32_t live_faces_ = 0;

@@ -241,7 +241,8 @@ inline __attribute__((always_inline)) FloatLanes<width> keys_of(EndLanes<width> 
   F const c3 = q0 * q5 - q2 * q2, c4 = q1 * q2 - q0 * q4, c5 = q0 * q3 - q1 * q1;
   F const determinant = q0 * c0 + q1 * c1 + q2 * c2;
   M const solvable = determinant > all<width>(1e-36F);
-  F const inverse = one / select(solvable, determinant, one);
+  // Not 1, which would leave a place whose square is too small for a float: such sums take a hundred times as long.
+  F const inverse = one / select(solvable, determinant, all<width>(__builtin_inff()));
   F const y0 = c0 * n0 + c1 * n1 + c2 * n2;
   F const y1 = c1 * n0 + c3 * n1 + c4 * n2;
   F const y2 = c2 * n0 + c4 * n1 + c5 * n2;
