@@ -127,9 +127,12 @@ class LadderBuilder {
   void start_corners(std::size_t faces);
   // The attributes of v in a face of which it is the corner `corner` places after that of `entry`.
   AttributeRow const* corner_values(std::uint32_t v, StarEntry const& entry, std::uint32_t corner) const {
-    if ((stars_.vertex(v).flags & kOneWedge) != 0) return &attribute_values_[v];
+    // Which vertices have one cannot be foreseen: no branch.
+    std::uint32_t const several = (stars_.vertex(v).flags & kOneWedge) != 0 ? 0U : ~0U;
     std::uint32_t const place = entry.corner() + corner;
-    return &attributes_.seam_wedge(attributes_.wedge(entry.face(), place < 3 ? place : place - 3)).row;
+    std::uint32_t const wedge = attributes_.wedge(entry.face(), place < 3 ? place : place - 3) & several;
+    AttributeRow const* const rows[2] = {&attribute_values_[v], &attributes_.seam_wedge(wedge).row};
+    return rows[several & 1U];
   }
   void list_attribute_faces(std::uint32_t v, std::span<StarEntry const> star);
   AttributeFace attribute_face(std::uint32_t v, StarEntry const& entry) const;

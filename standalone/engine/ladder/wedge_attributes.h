@@ -63,7 +63,7 @@ class WedgeAttributes {
   std::vector<std::uint32_t> face_sets_;      // per face; empty where every mesh has one set
   std::vector<AttributeScale> scales_;        // per mesh
   std::vector<std::uint32_t> kinds_;          // per mesh
-  std::vector<std::uint32_t> seam_places_;    // per node: place in seam_wedges_, or 0
+  std::vector<std::uint32_t> seam_places_ = std::vector<std::uint32_t>(1);  // per node: place in seam_wedges_, or 0
   std::vector<SeamWedge> seam_wedges_ = std::vector<SeamWedge>(1);
   std::vector<std::uint32_t> free_places_;  // in seam_wedges_
 };
