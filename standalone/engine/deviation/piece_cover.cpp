@@ -7,6 +7,7 @@
 namespace mirel::engine {
 namespace {
 
+// What is covered is decided by distances alone. The margins here end cuts that lead nowhere, before the budget does.
 // A cut must leave this part of the width on either side: rounding must not pass for progress.
 constexpr double kLeastPart = 1e-5;
 // Pieces smaller than this part of the radius are given up: their corners are all but beyond it.

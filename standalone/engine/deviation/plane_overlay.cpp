@@ -11,9 +11,10 @@ namespace mirel::engine {
 namespace {
 
 constexpr double kUntold = std::numeric_limits<double>::infinity();
-// Parts of the extent: rounding is far below.
+// Parts of the extent: rounding is far below, for places by three digits, for heights, which are steep by no more than
+// kLeastSlope allows, by one. So it shows in no answer, only in the proof of each.
 constexpr double kDoubt = 1e-12;
-// The least cosine of the angle between a face's normal and the direction.
+// The least cosine of the angle between a face's normal and the direction: rounding of heights grows with its inverse.
 constexpr double kLeastSlope = 0.02;
 // Triangles are taken smaller by this part, so that faces that they only touch are not counted in.
 constexpr double kShrunk = 1e-6;

@@ -11,10 +11,11 @@ constexpr double kUntold = std::numeric_limits<double>::infinity();
 // Twice the area of a triangle in the projection, in parts of the product of two of its sides, below which it counts as
 // folded.
 constexpr double kLeastArea = 1e-6;
-// What of a crossing or a position in a triangle rounding may hide, in parts of their size.
-constexpr double kDoubt = 1e-9;
-// Figures in doubles relative to the star's size are off by much less.
+// Figures in doubles relative to the star's size are off by much less: what rounding does to a place in a face is a
+// part in 10^15 over the sine of its narrowest corner, and no sine is below kLeastArea.
 constexpr double kRounding = 1e-12;
+constexpr double kNeedle = 1e-3;  // the sine from which on that is so
+constexpr double kRoundingOfNeedles = 1e-9;
 // The least part that the new vertex must have in a point for its gap to speak there.
 constexpr double kLeastPart = 1e-6;
 
@@ -86,7 +87,9 @@ bool StarStep::project(std::span<Face const> kept, std::span<Face const> gone) {
     Flat const& a = ring_[i];
     Flat const& b = ring_[next_[i]];
     wedge_[i] = cross2(a, b);
-    if (!(wedge_[i] > kLeastArea * std::sqrt(size2(a) * size2(b)))) return false;
+    double const whole = std::sqrt(size2(a) * size2(b));
+    if (!(wedge_[i] > kLeastArea * whole)) return false;
+    has_needles_ |= wedge_[i] < kNeedle * whole;
     turns += a.y < 0 && b.y >= 0 ? 1 : 0;
   }
   if (turns != 1) return false;
@@ -153,13 +156,16 @@ bool StarStep::project(std::span<Face const> kept, std::span<Face const> gone) {
 
 double StarStep::measure(std::span<Face const> kept, std::span<Face const> gone, double most) {
   count_ = kept.size();
+  has_needles_ = false;
   if (count_ < 3 || count_ > kMostFaces || gone.size() != 2) return kUntold;
   if (!order_ring(kept) || !project(kept, gone)) return kUntold;
   auto const at = [&](std::size_t corner) -> Flat const& {
     return corner < count_ ? ring_[corner] : ends_[corner - count_];
   };
   double gap = 0;
-  // The new vertex over the old faces, which must not be folded over.
+  // The new vertex over the old faces, which must not be folded over. Which side of an edge it lies on is told to
+  // either face by the same two products, so that rounding hides it from neither; what it passes over on the edge
+  // itself, both tell alike.
   bool located = false;
   for (std::size_t t = 0; t < old_count_; ++t) {
     Flat const& a = at(old_[t][0]);
@@ -171,8 +177,10 @@ double StarStep::measure(std::span<Face const> kept, std::span<Face const> gone,
     double const area = to_a + to_b + to_c;
     Flat const u{b.x - a.x, b.y - a.y, 0, 0};
     Flat const v{c.x - a.x, c.y - a.y, 0, 0};
-    if (!(area > kLeastArea * std::sqrt(size2(u) * size2(v)))) return kUntold;
-    if (std::min({to_a, to_b, to_c}) < -kDoubt * area) continue;
+    double const whole = std::sqrt(size2(u) * size2(v));
+    if (!(area > kLeastArea * whole)) return kUntold;
+    has_needles_ |= area < kNeedle * whole;
+    if (std::min({to_a, to_b, to_c}) < 0) continue;
     double const height = std::fabs(to_a * a.z + to_b * b.z + to_c * c.z);
     gap = std::max(gap, (height + to_a * a.gap + to_b * b.gap + to_c * c.gap) / area);
     located = true;
@@ -186,7 +194,7 @@ double StarStep::measure(std::span<Face const> kept, std::span<Face const> gone,
       Flat const& b = ring_[next_[i]];
       double const to_a = cross2(end, b);
       double const to_b = cross2(a, end);
-      if (std::min(to_a, to_b) < -kDoubt * wedge_[i]) continue;
+      if (std::min(to_a, to_b) < 0) continue;
       double const part = 1 - (to_a + to_b) / wedge_[i];
       if (part < kLeastPart) return kUntold;
       double const height = std::fabs(end.z - (to_a * a.z + to_b * b.z) / wedge_[i]);
@@ -196,7 +204,7 @@ double StarStep::measure(std::span<Face const> kept, std::span<Face const> gone,
     if (!located) return kUntold;
   }
   if (gap > most) return kUntold;
-  // Where old edges cross new ones. Edges on one line need no crossing: their ends tell.
+  // Where old edges cross new ones. Edges on one line need no crossing, and none is needed at an end: the ends tell.
   for (std::size_t e = 0; e < 2; ++e) {
     Flat const from = ends_[e];
     std::uint64_t targets = spokes_[e];
@@ -216,11 +224,11 @@ double StarStep::measure(std::span<Face const> kept, std::span<Face const> gone,
         double const apart = side[i] - to_side;
         double const scaled = side[i] * apart;  // the part of the way to the crossing, times apart squared
         double const whole = apart * apart;
-        if (!(whole > 0) || scaled < -kDoubt * whole || scaled > (1 + kDoubt) * whole) continue;
+        if (!(whole > 0) || scaled < 0 || scaled > whole) continue;
         double const t = side[i] / apart;
         double const reach = along[i] + t * (spoke.x * to.x + spoke.y * to.y - along[i]);
         double const squared = size2(spoke);
-        if (reach < -kDoubt * squared || reach > (1 + kDoubt) * squared) continue;
+        if (reach < 0 || reach > squared) continue;
         // Both edges end in one vertex of the rim, whose gap stays.
         if (i == target) continue;
         double const outwards = reach / squared;
@@ -231,7 +239,7 @@ double StarStep::measure(std::span<Face const> kept, std::span<Face const> gone,
       }
     }
   }
-  gap += kRounding * extent_;
+  gap += (has_needles_ ? kRoundingOfNeedles : kRounding) * extent_;
   return gap <= most ? gap : kUntold;
 }
 

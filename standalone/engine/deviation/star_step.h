@@ -50,6 +50,7 @@ class StarStep {
   Point place_{};
   Vec normal_, axis_x_, axis_y_;
   double extent_ = 0;
+  bool has_needles_ = false;                     // old or new faces
   std::array<std::uint8_t, kMostFaces> next_{};  // per new face, the one behind its second edge at the new vertex
   std::array<Flat, kMostFaces> ring_{};          // per new face, its corner after the new vertex
   std::array<double, kMostFaces> wedge_{};       // twice the area of the new faces in the projection

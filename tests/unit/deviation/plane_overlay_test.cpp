@@ -84,6 +84,8 @@ TEST(PlaneOverlay, LeavesOutFacesThatShowTheirBackOrEdge) {
   EXPECT_FALSE(overlay.add({Point{0, 0, 0}, {0, 1, 0}, {1, 0, 0}}, 1));
   EXPECT_FALSE(overlay.add({Point{0, 0, 0}, {1, 0, 0}, {0, 0, 1}}, 2));
   EXPECT_FALSE(overlay.add({Point{0, 0, 0}, {1, 0, 0}, {2, 0, 0}}, 3));
+  EXPECT_FALSE(overlay.add({Point{0, 0, 0}, {1, 0, 0}, {0, 0.015F, 1}}, 4)) << "all but its edge";
+  EXPECT_TRUE(overlay.add({Point{0, 0, 0}, {1, 0, 0}, {0, 0.025F, 1}}, 5));
 }
 
 // A second sheet that ends under the triangle is no cover where it has ended.

@@ -118,6 +118,31 @@ TEST(StarStep, TellsNothingOfAFold) {
   EXPECT_TRUE(std::isinf(star.measure())) << "before";
 }
 
+// Which of the faces beside it has a place on their edge must not fall between them for a rounding.
+TEST(StarStep, TellsOfPlacesOnEdges) {
+  std::mt19937 random(5);
+  auto const unit = [&] { return static_cast<float>(random() % 2048) / 2048 - 0.5F; };
+  for (int round = 0; round < 500; ++round) {
+    Star star = hexagon();
+    // Turned by shears that floats hold exactly enough: what counts is that the place lies between the ends exactly.
+    float const slope_x = unit();
+    float const slope_y = unit();
+    auto const tilt = [&](Point& p) { p[2] = slope_x * p[0] + slope_y * p[1]; };
+    for (Point& p : star.ring) tilt(p);
+    Point const way{unit() / 4, unit() / 4, 0};
+    for (std::size_t k = 0; k < 2; ++k) {
+      star.place[k] = way[k] / 2;
+      star.a[k] = star.place[k] + way[k];
+      star.b[k] = star.place[k] - 3 * way[k];
+    }
+    for (Point* const p : {&star.place, &star.a, &star.b}) tilt(*p);
+    // Corners opposite the edge are those at which it points: the other way around is a fold.
+    if (star.a[0] < star.b[0]) std::swap(star.a, star.b);
+    if (!(star.a[0] - star.b[0] > std::abs(star.a[1] - star.b[1]))) continue;
+    EXPECT_LE(star.measure(), 1e-6) << round;
+  }
+}
+
 TEST(StarStep, TellsNothingOfAnOpenStar) {
   std::vector<Face> kept;
   std::vector<Face> gone;
@@ -162,6 +187,40 @@ TEST(StarStep, BoundsTheDistanceOfRandomStars) {
     ASSERT_GE(gap, star.distance()) << round;
   }
   EXPECT_GT(told, 300);
+}
+
+// Where faces are needles, what rounding does to a place in them shows in heights many times over.
+TEST(StarStep, BoundsTheDistanceOfNeedles) {
+  std::mt19937 random(11);
+  auto const uniform = [&](double low, double high) {
+    return low + (high - low) * static_cast<double>(random()) / static_cast<double>(std::mt19937::max());
+  };
+  int told = 0;
+  for (int round = 0; round < 4000; ++round) {
+    double const width = std::pow(10, uniform(-6, -2));
+    Star star{{}, 0, {}, {}, {}, {}};
+    std::size_t const count = 6;
+    star.opposite = 3;
+    double const turn = uniform(0, 6);
+    double const flat = round % 2 == 0 ? 0.02 : 0.5;
+    auto const point = [&](double x, double y) {
+      return Point{static_cast<float>(x * std::cos(turn) - width * y * std::sin(turn)),
+                   static_cast<float>(x * std::sin(turn) + width * y * std::cos(turn)),
+                   static_cast<float>(flat * uniform(-0.5, 0.5))};
+    };
+    for (std::size_t i = 0; i < count; ++i) {
+      double const angle = std::numbers::pi / 3 * (static_cast<double>(i) + uniform(0, 0.8));
+      star.ring.push_back(point(std::cos(angle), std::sin(angle)));
+    }
+    star.a = point(uniform(-0.4, 0.4), uniform(-0.4, 0.4));
+    star.b = point(uniform(-0.4, 0.4), uniform(-0.4, 0.4));
+    star.place = point(uniform(-0.3, 0.3), uniform(-0.3, 0.3));
+    double const gap = star.measure();
+    if (std::isinf(gap)) continue;
+    ++told;
+    ASSERT_GE(gap, star.distance()) << round;
+  }
+  EXPECT_GT(told, 100);
 }
 
 }  // namespace
