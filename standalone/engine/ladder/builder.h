@@ -8,7 +8,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <span>
 #include <vector>
@@ -109,7 +111,14 @@ class LadderBuilder {
   std::size_t most_entries_of(std::uint32_t stretch) const;
   void sum_attributed_stars();
   SeamState seam_state(std::uint32_t v) const;
-  bool has_closed_seam_fans(std::uint32_t v) const;
+  // Whether all faces around v, which is irregular, lie in closed fans of one orientation, as far as that is known.
+  bool has_closed_seam_fans(std::uint32_t v) const {
+    if (attribute_values_.empty() || (stars_.vertex(v).flags & kOneWedge) != 0) return false;
+    std::uint32_t closed_fans = 0;
+    char const* const state = reinterpret_cast<char const*>(&attribute_values_[v]);
+    std::memcpy(&closed_fans, state + offsetof(SeamState, closed_fans), sizeof(closed_fans));
+    return closed_fans != 0;
+  }
   // Whether all faces around v lie in closed fans of one orientation, as far as that is known.
   bool has_closed_fans(std::uint32_t v) const {
     return (stars_.vertex(v).flags & kIrregular) == 0 || has_closed_seam_fans(v);

@@ -166,11 +166,6 @@ LadderBuilder::SeamState LadderBuilder::seam_state(std::uint32_t v) const {
   return state;
 }
 
-// Whether all faces around v, which is irregular, lie in closed fans of one orientation, as far as that is known.
-bool LadderBuilder::has_closed_seam_fans(std::uint32_t v) const {
-  return !attribute_values_.empty() && (stars_.vertex(v).flags & kOneWedge) == 0 && seam_state(v).closed_fans != 0;
-}
-
 // Adds what attributes say to the quadric of v. `anew`: whether that is worked out again where it is known, which it is
 // of vertices with several wedges.
 void LadderBuilder::add_attributes(std::uint32_t v, bool anew) {
