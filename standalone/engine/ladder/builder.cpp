@@ -42,10 +42,10 @@ Records LadderBuilder::build() {
 
   scale_to_unit();
   {
-    std::vector<std::uint32_t> triangles;
-    number_vertices(triangles);
+    std::vector<std::uint32_t> triangles, faces;
+    number_vertices(triangles, faces);
     if (records_.attributed) attributes_.build(records_, scale_);
-    stars_.build(vertex_base_.back(), triangles);
+    stars_.build(vertex_base_.back(), triangles, faces);
     sum_stars(triangles);
   }
   measure_noise();
@@ -64,6 +64,7 @@ Records LadderBuilder::build() {
     }
   }
   file_pending();
+  offer_loose_faces();
   empty_queue();
   if (options_.tolerance > 0) {
     ask_again();
@@ -77,6 +78,8 @@ Records LadderBuilder::build() {
       for (std::size_t k = 0; k < kObstacles; ++k) ends[k] += obstacles_[v][k];
     }
   }
+  Obstacle const of_loose_faces = options_.lock_boundaries ? Obstacle::kLockedBoundary : Obstacle::kTopology;
+  ends[static_cast<std::size_t>(of_loose_faces) - 1] += std::uint64_t{6} * live_loose_faces_;
   // Every edge was counted from both of its ends; where they disagree it counts half for each rule, rounded up.
   auto const edges = [&ends](Obstacle obstacle) {
     return static_cast<std::uint32_t>((ends[static_cast<std::size_t>(obstacle) - 1] + 1) / 2);
@@ -172,7 +175,11 @@ void LadderBuilder::take_batch(BucketQueue::Bucket bucket) {
   if ((entries[0].item & kComponentMark) != 0) {
     std::uint32_t const component = entries[0].item & ~kComponentMark;
     queue_.drop(bucket, 1);
-    remove_component(component);
+    if ((component & kLooseMark) != 0) {
+      remove_loose_face(component & ~kLooseMark);
+    } else {
+      remove_component(component);
+    }
     return;
   }
   measure_faces();
@@ -434,6 +441,11 @@ std::uint32_t LadderBuilder::mesh_of(std::uint32_t v) const {
   if (vertex_base_.size() == 2) return 0;
   return static_cast<std::uint32_t>(std::upper_bound(vertex_base_.begin(), vertex_base_.end(), v) -
                                     vertex_base_.begin() - 1);
+}
+
+Vec3 LadderBuilder::ladder_point(std::size_t mesh, float const* p) const {
+  auto const local = [&](std::size_t k) { return static_cast<float>((double{p[k]} - centres_[mesh][k]) * scale_); };
+  return {local(0), local(1), local(2)};
 }
 
 Point LadderBuilder::output_point(std::uint32_t mesh, Vec3 position) const {

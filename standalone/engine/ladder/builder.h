@@ -42,6 +42,8 @@ class LadderBuilder {
   static constexpr BucketQueue::Bucket kSetAside = 0xFFFF;
   // Marks a component among the queue's items.
   static constexpr std::uint32_t kComponentMark = 0x80000000U;
+  // Beside it: a loose face.
+  static constexpr std::uint32_t kLooseMark = 0x40000000U;
   // Entries of the queue that are evaluated together.
   static constexpr std::uint32_t kBatch = 8;
   // An edge that has become dearer by so many buckets still speaks for its vertex; beyond that the others are asked.
@@ -88,7 +90,7 @@ class LadderBuilder {
   };
 
   // Setting up.
-  void number_vertices(std::vector<std::uint32_t>& triangles);
+  void number_vertices(std::vector<std::uint32_t>& triangles, std::vector<std::uint32_t>& faces);
   void scale_to_unit();
   void sum_stars(std::span<std::uint32_t const> triangles);
   void lock_boundaries();
@@ -227,8 +229,14 @@ class LadderBuilder {
   void split_component(std::uint32_t component);
   bool may_go();
   void remove_component(std::uint32_t component);
+  BucketQueue::Bucket removal_bucket(float weight, float radius2) const;
+  std::array<Vec3, 3> loose_corners(std::uint32_t face) const;
+  void add_loose_areas();
+  void offer_loose_faces();
+  void remove_loose_face(std::uint32_t face);
 
   // Coordinates.
+  Vec3 ladder_point(std::size_t mesh, float const* p) const;
   std::uint32_t mesh_of(std::uint32_t v) const;
   Point output_point(std::uint32_t mesh, Vec3 position) const;
   Point output_point(std::uint32_t v) const;
@@ -258,6 +266,8 @@ class LadderBuilder {
   std::vector<Component> components_;
   bool components_known_ = false;
   std::uint32_t live_components_ = 0;
+  std::vector<std::uint32_t> loose_faces_;  // in their order, those that have gone too
+  std::uint32_t live_loose_faces_ = 0;
   std::vector<std::array<std::uint8_t, kObstacles>> obstacles_;  // per vertex that is set aside, once one is
 
   double scale_ = 1;                            // model units to ladder units, a power of two

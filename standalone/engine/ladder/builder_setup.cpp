@@ -7,6 +7,7 @@
 
 #include "standalone/engine/ladder/builder.h"
 #include "standalone/engine/ladder/lanes.h"
+#include "standalone/engine/ladder/loose_faces.h"
 
 namespace mirel::engine {
 
@@ -95,36 +96,68 @@ void LadderBuilder::scale_to_unit() {
   rounding_ = static_cast<float>(largest * scale_ * 0x1p-21);
 }
 
-// Gives every position a vertex, in space-filling order within each mesh, and lists the triangles of all meshes.
-void LadderBuilder::number_vertices(std::vector<std::uint32_t>& triangles) {
+// Gives every position a vertex, in space-filling order within each mesh, and lists the triangles of all meshes. Loose
+// faces are left out; where there are any, `faces` says which the triangles are.
+void LadderBuilder::number_vertices(std::vector<std::uint32_t>& triangles, std::vector<std::uint32_t>& faces) {
+  std::vector<LooseFaces> loose(records_.meshes.size());
   vertex_base_.push_back(0);
-  for (WedgeMesh const* mesh : records_.meshes) vertex_base_.push_back(vertex_base_.back() + mesh->position_count);
-  std::uint32_t const vertex_count = vertex_base_.back();
-  origins_.resize(vertex_count);
-  triangles.resize(std::size_t{records_.face_count()} * 3);
+  for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
+    WedgeMesh const& mesh = *records_.meshes[m];
+    // With a tolerance others have to answer for what goes.
+    if (!(options_.tolerance > 0)) loose[m] = find_loose_faces(mesh);
+    for (std::uint32_t const face : loose[m].faces) loose_faces_.push_back(records_.face_base[m] + face);
+    std::size_t const positions = loose[m].faces.empty() ? mesh.position_count : loose[m].positions.size();
+    vertex_base_.push_back(vertex_base_.back() + static_cast<std::uint32_t>(positions));
+  }
+  live_loose_faces_ = static_cast<std::uint32_t>(loose_faces_.size());
+  origins_.resize(vertex_base_.back());
+  std::size_t const connected = records_.face_count() - loose_faces_.size();
+  triangles.resize(3 * connected);
+  if (!loose_faces_.empty()) faces.resize(connected);
 
+  std::size_t listed = 0;
   for (std::size_t m = 0; m < records_.meshes.size(); ++m) {
     WedgeMesh const& mesh = *records_.meshes[m];
     // With one wedge for each position both have one number.
     bool const single = mesh.vertex_count() == mesh.position_count;
+    bool const whole = loose[m].faces.empty();
     std::vector<float> positions(single ? 0 : std::size_t{mesh.position_count} * 3);
     for (std::size_t w = 0; !single && w < mesh.vertex_count(); ++w) {
       std::copy_n(mesh.vertices.data() + 3 * w, 3, positions.data() + std::size_t{3} * mesh.position_of[w]);
     }
-    std::vector<std::uint32_t> const order = morton_order(single ? mesh.vertices : positions);
+    std::vector<float> const& all = single ? mesh.vertices : positions;
+    std::vector<float> connected_positions;
+    for (std::uint32_t const p : loose[m].positions) {
+      auto const at = all.begin() + std::ptrdiff_t{3} * p;
+      connected_positions.insert(connected_positions.end(), at, at + 3);
+    }
+    std::vector<std::uint32_t> const order = morton_order(whole ? all : connected_positions);
     std::vector<std::uint32_t> slot_of(mesh.vertex_count());
     std::uint32_t const base = vertex_base_[m];
     for (std::uint32_t i = 0; i < order.size(); ++i) {
-      slot_of[order[i]] = base + i;
-      origins_[base + i] = {order[i], records_.wedge_base[m] + order[i]};
+      std::uint32_t const position = whole ? order[i] : loose[m].positions[order[i]];
+      slot_of[position] = base + i;
+      origins_[base + i] = {position, records_.wedge_base[m] + position};
     }
     if (!single) {
       std::vector<std::uint32_t> slot_of_wedge(mesh.vertex_count());
       for (std::size_t w = 0; w < slot_of_wedge.size(); ++w) slot_of_wedge[w] = slot_of[mesh.position_of[w]];
       slot_of.swap(slot_of_wedge);
     }
-    std::uint32_t* const to = triangles.data() + std::size_t{3} * records_.face_base[m];
-    for (std::size_t i = 0; i < mesh.faces.size(); ++i) to[i] = slot_of[mesh.faces[i]];
+    if (loose_faces_.empty()) {
+      std::uint32_t* const to = triangles.data() + std::size_t{3} * records_.face_base[m];
+      for (std::size_t i = 0; i < mesh.faces.size(); ++i) to[i] = slot_of[mesh.faces[i]];
+      continue;
+    }
+    auto next_loose = loose[m].faces.begin();
+    for (std::uint32_t face = 0; face < mesh.face_count(); ++face) {
+      if (next_loose != loose[m].faces.end() && *next_loose == face) {
+        ++next_loose;
+        continue;
+      }
+      for (std::size_t k = 0; k < 3; ++k) triangles[3 * listed + k] = slot_of[mesh.faces[std::size_t{3} * face + k]];
+      faces[listed++] = records_.face_base[m] + face;
+    }
   }
 }
 
@@ -137,11 +170,11 @@ void LadderBuilder::sum_stars(std::span<std::uint32_t const> triangles) {
     for (std::uint32_t v = vertex_base_[m]; v < vertex_base_[m + 1]; ++v) {
       std::uint32_t const position = origins_[v].lowest;
       float const* const p = mesh.vertices.data() + std::size_t{3} * (single ? position : first_wedge[position]);
-      auto const local = [&](std::size_t k) { return static_cast<float>((double{p[k]} - centres_[m][k]) * scale_); };
-      stars_.vertex(v).set_position({local(0), local(1), local(2)});
+      stars_.vertex(v).set_position(ladder_point(m, p));
     }
   }
   add_face_terms(triangles);
+  add_loose_areas();
   if (records_.attributed) start_attributes();
   if (records_.attributed) {
     sum_attributed_stars();

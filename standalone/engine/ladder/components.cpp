@@ -1,6 +1,9 @@
 // Components that can be reduced no further go whole.
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <utility>
+#include <vector>
 
 #include "standalone/engine/ladder/builder.h"
 
@@ -75,8 +78,12 @@ void LadderBuilder::offer_component(std::uint32_t component) {
     radius2 = std::max(radius2, squared_length(stars_.vertex(v).position() - middle));
     for (StarEntry const& entry : std::as_const(stars_).star(v)) weight += face_weight(triangle_normal(v, entry)) / 3;
   }
-  queue_.push({kComponentMark | component, 0},
-              BucketQueue::bucket_of(std::max({weight * radius2, deviation_key(4 * radius2), kKeyFloor})));
+  queue_.push({kComponentMark | component, 0}, removal_bucket(weight, radius2));
+}
+
+// Where a component stands whose faces weigh so much and are no further than that from its middle.
+BucketQueue::Bucket LadderBuilder::removal_bucket(float weight, float radius2) const {
+  return BucketQueue::bucket_of(std::max({weight * radius2, deviation_key(4 * radius2), kKeyFloor}));
 }
 
 // Collapses beside pinched vertices cut a component into parts: each is now one of its own.
@@ -113,7 +120,8 @@ bool LadderBuilder::may_go() {
 void LadderBuilder::remove_component(std::uint32_t component) {
   components_[component].offered = false;
   // The last one stays: a mesh that was there is still there.
-  if (live_components_ <= 1 || components_[component].gone || components_[component].active != 0) return;
+  if (live_components_ + live_loose_faces_ <= 1 || components_[component].gone || components_[component].active != 0)
+    return;
   gather_component(components_[component].member);
   if (options_.tolerance > 0) {
     if (component_vertices_.size() < components_[component].live) {
@@ -133,6 +141,54 @@ void LadderBuilder::remove_component(std::uint32_t component) {
   finish_step();
   components_[component].gone = true;
   --live_components_;
+}
+
+std::array<Vec3, 3> LadderBuilder::loose_corners(std::uint32_t face) const {
+  auto const& bases = records_.face_base;
+  auto const mesh = static_cast<std::size_t>(std::upper_bound(bases.begin(), bases.end(), face) - bases.begin()) - 1;
+  WedgeMesh const& of = *records_.meshes[mesh];
+  std::uint32_t const* const corners = of.faces.data() + std::size_t{3} * (face - records_.face_base[mesh]);
+  auto const corner = [&](std::size_t k) {
+    return ladder_point(mesh, of.vertices.data() + std::size_t{3} * corners[k]);
+  };
+  return {corner(0), corner(1), corner(2)};
+}
+
+void LadderBuilder::add_loose_areas() {
+  for (std::uint32_t const face : loose_faces_) {
+    auto const [a, b, c] = loose_corners(face);
+    area_ += 0.5 * double{std::sqrt(squared_length(cross(b - a, c - a)))};
+  }
+}
+
+// Puts loose faces into the queue, as stuck components of one face each. What is in one bucket goes in the order in
+// which it is put there: every eighth face at a time, so that faces of one size thin out everywhere at once.
+void LadderBuilder::offer_loose_faces() {
+  if (options_.lock_boundaries) return;
+  std::vector<BucketQueue::Bucket> buckets;
+  buckets.reserve(loose_faces_.size());
+  for (std::uint32_t const face : loose_faces_) {
+    auto const [a, b, c] = loose_corners(face);
+    Vec3 const middle = (a + b + c) * (1.0F / 3);
+    float const radius2 =
+        std::max({squared_length(a - middle), squared_length(b - middle), squared_length(c - middle)});
+    buckets.push_back(removal_bucket(face_weight(cross(b - a, c - a)), radius2));
+  }
+  for (std::size_t const first : {0, 4, 2, 6, 1, 5, 3, 7}) {
+    for (std::size_t i = first; i < buckets.size(); i += 8) {
+      queue_.push({kComponentMark | kLooseMark | loose_faces_[i], 0}, buckets[i]);
+    }
+  }
+}
+
+void LadderBuilder::remove_loose_face(std::uint32_t face) {
+  // The last component stays.
+  if (live_faces_ <= 1) return;
+  ++step_;
+  records_.face_death[face] = step_;
+  --live_faces_;
+  --live_loose_faces_;
+  finish_step();
 }
 
 }  // namespace mirel::engine

@@ -28,7 +28,8 @@ Stars::Store Stars::allocate(std::size_t capacity) {
   return Store(static_cast<StarEntry*>(::operator new[](capacity * sizeof(StarEntry), kLine)));
 }
 
-void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> triangles) {
+void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> triangles,
+                  std::span<std::uint32_t const> faces) {
   static_assert(kRow * sizeof(StarEntry) % 32 == 0);
   kernels_ = &star_kernels();
   // Where the next entry of each star goes: apart from the vertices, as sixteen times as many fit into the cache.
@@ -49,15 +50,22 @@ void Stars::build(std::uint32_t vertex_count, std::span<std::uint32_t const> tri
   capacity_ = with_room(used_);
   entries_ = allocate(capacity_);
   constexpr std::size_t kAhead = std::size_t{3} * 16;
-  for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
-    for (std::size_t k = 0; k < 3 && corner + kAhead + k < triangles.size(); ++k) {
-      __builtin_prefetch(&entries_[next[triangles[corner + kAhead + k]]], 1);
+  auto const fill = [&](auto const& number_of) {
+    for (std::size_t corner = 0; corner < triangles.size(); corner += 3) {
+      for (std::size_t k = 0; k < 3 && corner + kAhead + k < triangles.size(); ++k) {
+        __builtin_prefetch(&entries_[next[triangles[corner + kAhead + k]]], 1);
+      }
+      std::uint32_t const v[3] = {triangles[corner], triangles[corner + 1], triangles[corner + 2]};
+      std::uint32_t const face = number_of(corner / 3);
+      for (std::uint32_t k = 0; k < 3; ++k) {
+        entries_[next[v[k]]++] = {v[(k + 1) % 3], v[(k + 2) % 3], face << 2 | k};
+      }
     }
-    std::uint32_t const v[3] = {triangles[corner], triangles[corner + 1], triangles[corner + 2]};
-    auto const face = static_cast<std::uint32_t>(corner / 3);
-    for (std::uint32_t k = 0; k < 3; ++k) {
-      entries_[next[v[k]]++] = {v[(k + 1) % 3], v[(k + 2) % 3], face << 2 | k};
-    }
+  };
+  if (faces.empty()) {
+    fill([](std::size_t place) { return static_cast<std::uint32_t>(place); });
+  } else {
+    fill([faces](std::size_t place) { return faces[place]; });
   }
   for (std::uint32_t v = 0; v < vertex_count; ++v) {
     std::fill_n(entries_.get() + next[v], vertices_[v].slack, StarEntry{});

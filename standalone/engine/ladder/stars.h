@@ -62,8 +62,10 @@ enum VertexFlag : std::uint8_t {
 
 class Stars {
  public:
-  // Makes the stars of `vertex_count` vertices from triangles of vertex indices.
-  void build(std::uint32_t vertex_count, std::span<std::uint32_t const> triangles);
+  // Makes the stars of `vertex_count` vertices from triangles of vertex indices. `faces`: the numbers of the triangles,
+  // where these are not their places.
+  void build(std::uint32_t vertex_count, std::span<std::uint32_t const> triangles,
+             std::span<std::uint32_t const> faces = {});
 
   std::uint32_t vertex_count() const { return static_cast<std::uint32_t>(vertices_.size()); }
   Vertex& vertex(std::uint32_t v) { return vertices_[v]; }

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "standalone/engine/ladder/ladder.h"
+#include "standalone/engine/ladder/loose_faces.h"
 #include "standalone/engine/prepare/validate.h"
 #include "tests/unit/ladder/edge_counts.h"
 #include "tests/unit/ladder/zoo.h"
@@ -527,6 +528,91 @@ TEST(LadderPropertyTest, SmallBodiesOutlastDetailOfLargeOnes) {
     seen[std::min<std::size_t>(static_cast<std::size_t>((out.vertices[i] + 1.5F) / 3), kBodies - 1)] = true;
   }
   EXPECT_EQ(std::count(seen.begin(), seen.end(), true), kBodies);
+}
+
+// Triangles of one size in rows and columns, none of which touches another, and a rough grid beside them if
+// `with_grid`.
+WedgeMesh confetti(std::uint32_t rows, bool with_grid) {
+  std::vector<float> positions;
+  std::vector<std::uint32_t> triangles;
+  for (std::uint32_t i = 0; i < rows * rows; ++i) {
+    auto const x = static_cast<float>(2 * (i % rows)), y = static_cast<float>(2 * (i / rows));
+    triangles.insert(triangles.end(), {3 * i, 3 * i + 1, 3 * i + 2});
+    positions.insert(positions.end(), {x, y, 0, x + 1, y, 0, x, y + 1, 1});
+  }
+  if (!with_grid) return test::from_triangles(positions, triangles);
+  WedgeMesh const grid = rough_grid(12, 650, 4, 3);
+  auto const first = static_cast<std::uint32_t>(positions.size() / 3);
+  for (std::size_t i = 0; i < grid.vertices.size(); ++i) positions.push_back(grid.vertices[i] - (i % 3 == 0 ? 2 : 0));
+  for (std::uint32_t const v : grid.faces) triangles.push_back(first + v);
+  return test::from_triangles(positions, triangles);
+}
+
+TEST(LadderPropertyTest, LooseFacesAreFound) {
+  WedgeMesh mesh = confetti(20, true);
+  LooseFaces const loose = find_loose_faces(mesh);
+  // The holes of the grid may have left some of its own.
+  ASSERT_GE(loose.faces.size(), 400U);
+  EXPECT_LT(loose.faces.size(), 410U);
+  EXPECT_EQ(loose.positions.size(), mesh.position_count - 3 * loose.faces.size());
+  std::vector<std::uint32_t> corners(mesh.position_count, 0);
+  for (std::uint32_t const v : mesh.faces) ++corners[v];
+  for (std::uint32_t f = 0; f < mesh.face_count(); ++f) {
+    std::uint32_t const* const v = &mesh.faces[std::size_t{3} * f];
+    bool const is_loose = corners[v[0]] + corners[v[1]] + corners[v[2]] == 3;
+    EXPECT_EQ(std::binary_search(loose.faces.begin(), loose.faces.end(), f), is_loose);
+    for (std::size_t k = 0; k < 3; ++k) {
+      EXPECT_EQ(std::binary_search(loose.positions.begin(), loose.positions.end(), v[k]), !is_loose);
+    }
+  }
+  EXPECT_TRUE(find_loose_faces(test::sphere(8, 8)).faces.empty());
+  EXPECT_TRUE(find_loose_faces(confetti(20, false)).positions.empty());
+}
+
+TEST(LadderPropertyTest, LooseFacesKeepTheLawsAndGo) {
+  for (bool const with_grid : {false, true}) {
+    SCOPED_TRACE(with_grid);
+    WedgeMesh const mesh = confetti(20, with_grid);
+    expect_laws(mesh, 1, 20);
+    auto const ladder = build(mesh);
+    EXPECT_EQ(ladder->face_count(ladder->step_count()), 1U);
+    EXPECT_EQ(ladder->end().topology, 3U);
+    EXPECT_EQ(ladder->end().locked_boundary, 0U);
+  }
+  std::vector<WedgeMesh> const meshes = {attributed_grid(8, 2), confetti(9, true), test::sphere(9, 9),
+                                         confetti(12, false)};
+  LadderOptions options;
+  expect_laws_together(meshes, options, 3);
+  options.lock_boundaries = true;
+  expect_laws_together(meshes, options, 4);
+  options.tolerance = 0.05F;
+  expect_laws_together(meshes, options, 5);
+}
+
+TEST(LadderPropertyTest, LooseFacesStayWhereTheirBoundariesAreLocked) {
+  WedgeMesh const mesh = confetti(10, false);
+  WedgeMesh const* const meshes[] = {&mesh};
+  LadderOptions options;
+  options.lock_boundaries = true;
+  auto const ladder = Ladder::build(meshes, options);
+  EXPECT_EQ(ladder->step_count(), 0U);
+  EXPECT_EQ(ladder->end().locked_boundary, 300U);
+  EXPECT_EQ(ladder->end().topology, 0U);
+}
+
+TEST(LadderPropertyTest, LooseFacesOfOneSizeThinOutEverywhere) {
+  constexpr std::uint32_t kRows = 40;
+  WedgeMesh const mesh = confetti(kRows, false);
+  auto const ladder = build(mesh);
+  WedgeMesh half;
+  ladder->read(0, ladder->step_for_face_count(kRows * kRows / 2), half);
+  std::map<std::pair<bool, bool>, std::uint32_t> quarters;
+  for (std::size_t f = 0; f < half.faces.size(); f += 3) {
+    float const* const p = &half.vertices[std::size_t{3} * half.faces[f]];
+    ++quarters[{p[0] > kRows, p[1] > kRows}];
+  }
+  ASSERT_EQ(quarters.size(), 4U);
+  for (auto const& [place, faces] : quarters) EXPECT_NEAR(faces, kRows * kRows / 8, kRows);
 }
 
 // FNV-1a over the arrays of some steps.
