@@ -8,26 +8,14 @@
 // Coordinates and distances in model units. One guard per mesh.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 
-#include "standalone/engine/deviation/star_step.h"
+#include "standalone/engine/deviation/changed_face.h"
 
 namespace mirel::engine {
-
-// One face that survives a change with new corners.
-struct ChangedFace {
-  static constexpr std::uint8_t kAnyCorner = 3;
-
-  std::uint32_t face;
-  std::array<Point, 3> corners;
-  // Where the change is an edge collapse: which corner is the vertex that the edge becomes. A change of which that is
-  // told can be found small without a look at the original.
-  std::uint8_t moving = kAnyCorner;
-};
 
 class DeviationGuard {
  public:
