@@ -22,6 +22,8 @@ inline constexpr float kReachSquared = 16;
 inline constexpr float kHistory = 0.15F;
 // A face may turn by this cosine at most in one collapse.
 inline constexpr float kMinTurnCosine = 0.2F;
+// A sliver by this: it turns around its long side at no cost, and step by step to anywhere.
+inline constexpr float kMinSliverTurnCosine = 0.8660254F;
 // 1 less the cosine of a turn that may be rounding alone.
 inline constexpr float kTurnNoise = 1e-6F;
 
@@ -416,17 +418,20 @@ std::uint32_t test_fan(Vertex const* vertices, Fan const& fan, FaceRow* change, 
     F const across = dot<width>(across_edge, across_edge);
     F const size = dot<width>(e1, e1) + dot<width>(e2, e2) + across;
     M const had_area = before2 > all<width>(1e-12F) * across * across;
-    M const thin = after2 < all<width>((kSliverQuality / 3.4641016F) * (kSliverQuality / 3.4641016F)) * size * size;
+    F const thin_limit = all<width>((kSliverQuality / 3.4641016F) * (kSliverQuality / 3.4641016F));
+    M const thin = after2 < thin_limit * size * size;
     // A sliver may stay one, not become one; its direction is then noise only if it has no area to speak of.
     [[maybe_unused]] F const size_before = dot<width>(b1, b1) + dot<width>(b2, b2) + across;
+    F turn_limit = all<width>(kMinTurnCosine * kMinTurnCosine);
     M bad_sliver = ~(after2 > all<width>(1e-12F) * size * size);
     if constexpr (slivers == Slivers::kStayAsThey) {
       bad_sliver |= (after2 * size_before * size_before < before2 * size * size) & (after2 < before2);
+      M const was_thin = before2 < thin_limit * size_before * size_before;
+      turn_limit = select(was_thin, all<width>(kMinSliverTurnCosine * kMinSliverTurnCosine), turn_limit);
     }
     M const bad_thin = thin & ((had_area & bad_sliver) | (~had_area & ~(after2 > zero)));
     F const cosine = dot<width>(before, now);
-    M const bad_turn = had_area & (~(cosine > zero) |
-                                   (cosine * cosine < all<width>(kMinTurnCosine * kMinTurnCosine) * before2 * after2));
+    M const bad_turn = had_area & (~(cosine > zero) | (cosine * cosine < turn_limit * before2 * after2));
     if (any((bad_thin | bad_turn) & ~goes)) return kFanTurns;
 
     F const limit = all<width>(fan.closeness);
