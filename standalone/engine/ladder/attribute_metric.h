@@ -29,8 +29,6 @@ struct alignas(32) ForetoldRow {
   float values[kMaxAttributes] = {};
   float weights[2] = {};
   float unused = 0;
-
-  float weight(std::uint32_t attribute) const { return weights[attribute < 2 ? 0 : 1]; }
 };
 static_assert(sizeof(AttributeRow) == 32 && sizeof(ForetoldRow) == 32);
 
@@ -62,8 +60,6 @@ struct AttributeFace {
 struct AttributeScale {
   float uv = 0;
   float normal = 0;
-
-  float of(std::uint32_t attribute) const { return attribute < 2 ? uv : normal; }
 };
 
 }  // namespace mirel::engine

@@ -32,6 +32,7 @@ void LadderBuilder::start_attributes() {
     }
     seam_wedges += mesh.vertex_count();
   }
+  seam_wedges -= 3 * loose_faces_.size();
   // A few more: those of a merged vertex are made before those that it is made of go.
   if (seam_wedges > 0) attributes_.start_seam_wedges(seam_wedges + 64, records_.parent.capacity());
   if (records_.layout.stride != 0) attribute_values_.resize(stars_.vertex_count());

@@ -613,6 +613,13 @@ TEST(LadderPropertyTest, LooseFacesOfOneSizeThinOutEverywhere) {
   }
   ASSERT_EQ(quarters.size(), 4U);
   for (auto const& [place, faces] : quarters) EXPECT_NEAR(faces, kRows * kRows / 8, kRows);
+  // Near by too: of two neighbours in a row one is left.
+  std::map<std::pair<float, float>, std::uint32_t> pairs;
+  for (std::size_t f = 0; f < half.faces.size(); f += 3) {
+    float const* const p = &half.vertices[std::size_t{3} * half.faces[f]];
+    ++pairs[{std::floor(p[0] / 4), p[1]}];
+  }
+  EXPECT_EQ(pairs.size(), kRows * kRows / 2);
 }
 
 // FNV-1a over the arrays of some steps.
@@ -634,6 +641,22 @@ std::uint64_t fingerprint(WedgeMesh const& mesh) {
   return hash;
 }
 
+// A square, or the roof over it, turned away from the axes by two angles of whole sides: nothing but the division
+// rounds. Its cells are `stretch` times as long as wide.
+WedgeMesh turned_roof(std::int64_t cells, std::int64_t rise, std::int64_t stretch) {
+  std::vector<float> positions;
+  for (std::int64_t j = 0; j <= cells; ++j) {
+    for (std::int64_t i = 0; i <= cells; ++i) {
+      std::int64_t const along = stretch * i, height = 5 * rise * std::min(i, cells - i);
+      std::int64_t const aside = 4 * along + 3 * j;
+      for (std::int64_t const c : {5 * (3 * along - 4 * j), 3 * aside - 4 * height, 4 * aside + 3 * height}) {
+        positions.push_back(static_cast<float>(c) / static_cast<float>(25 * stretch * cells));
+      }
+    }
+  }
+  return test::from_triangles(positions, rough_grid(static_cast<std::uint32_t>(cells), 0, 0, 0).faces);
+}
+
 // Pinned, so that a compiler or a processor that gives other bits is seen. They change with the metric and the order.
 TEST(LadderPropertyTest, TheBitsAreThoseOfEveryMachine) {
   EXPECT_EQ(fingerprint(rough_grid(40, 3300, 0, 1)), 2298754942247108025U);
@@ -645,6 +668,11 @@ TEST(LadderPropertyTest, TheBitsAreThoseOfEveryMachine) {
   for (std::size_t v = 0; v < slivers.vertices.size(); v += 3) slivers.vertices[v] /= 1024;
   EXPECT_EQ(fingerprint(slivers), 4498974545209528109U);
   EXPECT_EQ(fingerprint(attributed_grid(40, 7)), 11688284398860910092U);
+  // Keys that are rounding: on a plane, beside an edge, and of slivers.
+  EXPECT_EQ(fingerprint(turned_roof(60, 0, 1)), 10839882383017879019U);
+  EXPECT_EQ(fingerprint(turned_roof(60, 1, 1)), 2509756551070864294U);
+  EXPECT_EQ(fingerprint(turned_roof(40, 0, 64)), 17551622470933881255U);
+  EXPECT_EQ(fingerprint(turned_roof(40, 1, 64)), 11381450827336947340U);
 }
 
 }  // namespace

@@ -89,6 +89,23 @@ TEST(Tolerance, KeepsABodyThatOthersAreALittleTooFarFrom) {
   EXPECT_TRUE(has_near(read(*ladder, ladder->step_count()), 0.31F, 0.42F, 0.005F, 0.02F));
 }
 
+TEST(Tolerance, ALooseFaceGoesOnlyWhereOthersAnswerForIt) {
+  // Two by two, 0.001 apart, and far from all others.
+  std::vector<float> positions;
+  std::vector<std::uint32_t> triangles;
+  for (std::uint32_t i = 0; i < 40; ++i) {
+    auto const x = static_cast<float>(i / 2), z = static_cast<float>(i % 2) * 0.001F;
+    positions.insert(positions.end(), {x, 0, z, x + 0.5F, 0, z, x, 0.5F, z});
+    triangles.insert(triangles.end(), {3 * i, 3 * i + 1, 3 * i + 2});
+  }
+  WedgeMesh const mesh = test::from_triangles(positions, triangles);
+  auto const ladder = build(mesh, 0.01F);
+  WedgeMesh const last = read(*ladder, ladder->step_count());
+  EXPECT_EQ(last.face_count(), 20U);
+  EXPECT_LE(hausdorff_distance(surface_of(mesh), surface_of(last)).lower(),
+            ladder->deviation_bound(ladder->step_count()) + 1e-12);
+}
+
 TEST(Tolerance, KeepsABodyBesideAnOpenEdge) {
   // Above the plane's border by less than the tolerance, but half of it hangs over.
   Vertices all;
