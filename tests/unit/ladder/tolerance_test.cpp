@@ -213,5 +213,26 @@ TEST(RefusedEdges, KeepWhatTheyKnowUnderNewNumbers) {
   EXPECT_FALSE(refused.holds(0, 1));
 }
 
+TEST(RefusedEdges, HoldVerticesWhoseEdgesAreAllRefused) {
+  RefusedEdges refused;
+  refused.start(10);
+  for (std::uint32_t v = 0; v < 10; ++v) EXPECT_FALSE(refused.holds(v, v)) << v;
+  refused.add(0, 0);
+  refused.add(7, 7);
+  EXPECT_TRUE(refused.holds(0, 0));
+  EXPECT_TRUE(refused.holds(7, 7));
+  EXPECT_FALSE(refused.holds(0, 7));
+  // The first vertex keeps its number, the other one gets another.
+  std::uint32_t const live[] = {0, 7};
+  std::vector<std::uint32_t> numbers(10, 2);
+  numbers[0] = 0;
+  numbers[7] = 1;
+  refused.renumber(numbers, live);
+  EXPECT_TRUE(refused.holds(0, 0));
+  EXPECT_TRUE(refused.holds(1, 1));
+  refused.change(1);
+  EXPECT_FALSE(refused.holds(1, 1));
+}
+
 }  // namespace
 }  // namespace mirel::engine
