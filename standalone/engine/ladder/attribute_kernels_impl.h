@@ -98,6 +98,16 @@ struct OneWedgeCorners {
   }
 };
 
+// The first two of `high` are the last two of the quadric.
+inline __attribute__((always_inline)) void add_to_quadric(Lanes low, Lanes high, float* quadric) {
+  Lanes first_four;
+  __builtin_memcpy(&first_four, quadric, sizeof(first_four));
+  first_four += low;
+  __builtin_memcpy(quadric, &first_four, sizeof(first_four));
+  quadric[4] += high[0];
+  quadric[5] += high[1];
+}
+
 template <int width, unsigned kinds, typename Corners>
 inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& corner, Corners const& corners,
                                                             std::uint32_t count, AttributeScale const& scale,
@@ -170,12 +180,7 @@ inline __attribute__((always_inline)) void add_variation_of(AttributeRow const& 
     low -= __builtin_shufflevector(sum, sum, 0, 0, 0, 1) * __builtin_shufflevector(mean, mean, 0, 1, 2, 1);
     high -= __builtin_shufflevector(sum, sum, 1, 2, 1, 2) * __builtin_shufflevector(mean, mean, 2, 2, 2, 2);
   }
-  Lanes first_four;
-  __builtin_memcpy(&first_four, quadric, sizeof(first_four));
-  first_four += low;
-  __builtin_memcpy(quadric, &first_four, sizeof(first_four));
-  quadric[4] += high[0];
-  quadric[5] += high[1];
+  add_to_quadric(low, high, quadric);
 }
 
 template <int width, unsigned kinds>
@@ -344,12 +349,7 @@ struct GradientSums {
   inline __attribute__((always_inline)) void add_to(float* quadric) const {
     Lanes const low = sum_attributes<width>(xx, xy, xz, yy);
     Lanes const high = sum_attributes<width>(yz, zz, zz, zz);
-    Lanes first_four;
-    __builtin_memcpy(&first_four, quadric, sizeof(first_four));
-    first_four += low;
-    __builtin_memcpy(quadric, &first_four, sizeof(first_four));
-    quadric[4] += high[0];
-    quadric[5] += high[1];
+    add_to_quadric(low, high, quadric);
   }
 };
 
