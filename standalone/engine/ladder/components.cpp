@@ -174,7 +174,7 @@ void LadderBuilder::offer_loose_faces() {
         std::max({squared_length(a - middle), squared_length(b - middle), squared_length(c - middle)});
     buckets.push_back(removal_bucket(face_weight(cross(b - a, c - a)), radius2));
   }
-  for (std::size_t const first : {0, 4, 2, 6, 1, 5, 3, 7}) {
+  for (std::size_t const first : {0U, 4U, 2U, 6U, 1U, 5U, 3U, 7U}) {
     for (std::size_t i = first; i < buckets.size(); i += 8) {
       queue_.push({kComponentMark | kLooseMark | loose_faces_[i], 0}, buckets[i]);
     }

@@ -202,7 +202,7 @@ TEST(StarStep, BoundsTheDistanceOfNeedles) {
   std::mt19937 random(11);
   auto const uniform = [&](double low, double high) { return between(low, high, random); };
   int told = 0;
-  for (int round = 0; round < 4000; ++round) {
+  for (int round = 0; round < 8000; ++round) {
     double const width = std::pow(10, uniform(-6, -2));
     Star star{{}, 0, {}, {}, {}, {}};
     std::size_t const count = 6;
