@@ -54,8 +54,8 @@ void LadderBuilder::measure_faces() {
 bool LadderBuilder::is_flat(Vertex const& v, float trace) const {
   float const length2 = v.normal[0] * v.normal[0] + v.normal[1] * v.normal[1] + v.normal[2] * v.normal[2];
   auto const count = static_cast<float>(v.star_count);
-  // Both in faces of the mean size; what a face weighs is its area's power of 3/4. So the cube of the length is that of
-  // the limit where all faces are alike: of n faces, n^3 on the one side and n^4 / n on the other.
+  // Both in faces of the mean size. A face weighs its area's power of 3/4, so n faces that are alike have a length of n
+  // times the power of 4/3 of their mean weight: l^3 n = w^4, and here the squares of both sides.
   float const length = (length2 * per_face_area_) * per_face_area_;
   float const weight = trace * per_face_plane_;
   float const weight2 = weight * weight;
